@@ -1,0 +1,15 @@
+set(CONNECTOR_SANITIZE "" CACHE STRING "Sanitizers: empty, address (with undefined) or thread")
+set_property(CACHE CONNECTOR_SANITIZE PROPERTY STRINGS "" address thread)
+
+if(CONNECTOR_SANITIZE STREQUAL "address")
+    set(sanitizer_flags -fsanitize=address,undefined -fno-sanitize-recover=all)
+elseif(CONNECTOR_SANITIZE STREQUAL "thread")
+    set(sanitizer_flags -fsanitize=thread)
+elseif(CONNECTOR_SANITIZE)
+    message(FATAL_ERROR "CONNECTOR_SANITIZE must be empty, address or thread")
+endif()
+
+if(CONNECTOR_SANITIZE)
+    add_compile_options(${sanitizer_flags} -fno-omit-frame-pointer)
+    add_link_options(${sanitizer_flags})
+endif()
