@@ -1,0 +1,12 @@
+#include "contract/http/HttpRouter.h"
+#include "contract/http/HttpServer.h"
+#include "contract/http/StaticContentService.h"
+
+namespace connector::http {
+
+// Out of line, so that the type information of the interfaces has one home in the library.
+HttpRouter::~HttpRouter() = default;
+HttpServer::~HttpServer() = default;
+StaticContentService::~StaticContentService() = default;
+
+} // namespace connector::http

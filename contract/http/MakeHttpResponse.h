@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "contract/common/Export.h"
+#include "contract/messaging/Future.h"
+#include "contract/messaging/Message.h"
+#include "contract/streams/DataBuffer.h"
+#include "contract/streams/Streams.h"
+
+namespace connector::http {
+
+/// An HttpResponse with @p status and @p text as its whole body; no headers, no content type.
+CONNECTOR_API std::unique_ptr<Message> makeHttpResponse(unsigned short status,
+                                                        const std::string& text);
+
+/// The same response in a resolved future.
+CONNECTOR_API Future<std::unique_ptr<Message>> makeReadyHttpResponse(unsigned short status,
+                                                                     const std::string& text);
+
+/// A body of one buffer.
+CONNECTOR_API std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>>
+makeBody(common::DataBuffer buffer);
+
+} // namespace connector::http

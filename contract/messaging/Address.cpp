@@ -1,0 +1,67 @@
+#include "contract/messaging/Address.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace connector {
+
+Address::Address(std::vector<std::string> segments) : segments_(std::move(segments)) {}
+
+Address::Address(const char* text)
+{
+    std::string_view rest(text);
+    while (!rest.empty()) {
+        const auto end = std::min(rest.find('/'), rest.size());
+        if (end > 0) {
+            segments_.emplace_back(rest.substr(0, end));
+        }
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+}
+
+void Address::push(const Address& other)
+{
+    if (&other == this) {
+        const Address copy(other);
+        push(copy);
+        return;
+    }
+    segments_.insert(segments_.end(), other.segments_.begin(), other.segments_.end());
+}
+
+std::string Address::pop()
+{
+    if (segments_.empty()) {
+        throw std::logic_error("The address is empty.");
+    }
+    std::string first = std::move(segments_.front());
+    segments_.erase(segments_.begin());
+    return first;
+}
+
+void Address::prepend(std::string segment)
+{
+    segments_.insert(segments_.begin(), std::move(segment));
+}
+
+void Address::dropFront(std::size_t count)
+{
+    const auto dropped = static_cast<std::ptrdiff_t>(std::min(count, segments_.size()));
+    segments_.erase(segments_.begin(), segments_.begin() + dropped);
+}
+
+std::string Address::toString() const
+{
+    std::string text;
+    for (const auto& segment : segments_) {
+        if (!text.empty()) {
+            text += '/';
+        }
+        text += segment;
+    }
+    return text;
+}
+
+} // namespace connector

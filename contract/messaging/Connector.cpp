@@ -1,0 +1,7 @@
+#include "contract/messaging/Connector.h"
+
+namespace connector {
+
+Connector::~Connector() = default;
+
+} // namespace connector
