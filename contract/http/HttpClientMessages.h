@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 #include "contract/common/Export.h"
@@ -34,6 +35,9 @@ public:
     StringMultimap headers;
     StringMultimap cookies;
     std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>> body;
+
+    /// Stopped once nobody waits for the answer any more; see HttpRequest.
+    std::stop_token stopToken;
 };
 
 /// The reply to an HttpClientRequest.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <stop_token>
 #include <string>
 
 #include "contract/common/Export.h"
@@ -33,6 +34,11 @@ public:
     StringMultimap parameters; ///< Of the query: names in lower case, values decoded.
     bool local = false;        ///< The client is on this machine.
     std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>> body; ///< May be null.
+
+    /// Stopped once nobody waits for the answer any more: the server stops. A provider that blocks
+    /// its thread must watch it, and give up within a tenth of a second, since the server's `stop`
+    /// waits for every provider to return. It travels in the request, for stages replace contexts.
+    std::stop_token stopToken;
 };
 
 } // namespace connector::http
