@@ -1,0 +1,49 @@
+#!/bin/sh
+# Installs the Debian packages that are missing. Groups: build (the default), test, lint, bench.
+# usage: scripts/install-deps.sh [GROUP...]
+set -eu
+
+packages_of() {
+    case "$1" in
+        build) echo "g++ cmake ninja-build ccache libpoco-dev libssl-dev libboost-log-dev \
+            libboost-thread-dev libboost-regex-dev libcli11-dev" ;;
+        test) echo "libgtest-dev libgmock-dev libbenchmark-dev python3 binutils curl openssl" ;;
+        lint) echo "clang-format-14 clang-tidy-14 python3" ;;
+        bench) echo "libbenchmark-dev python3 wrk" ;;
+        *)
+            echo "install-deps.sh: unknown group \"$1\" (build, test, lint, bench)" >&2
+            exit 2
+            ;;
+    esac
+}
+
+is_installed() {
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+[ $# -gt 0 ] || set -- build
+missing=
+for group in "$@"; do
+    # Not in the "for" list, where a failure would go unnoticed.
+    packages=$(packages_of "$group")
+    for package in $packages; do
+        is_installed "$package" || missing="$missing $package"
+    done
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+        echo "install-deps.sh: needs root or sudo to install:$missing" >&2
+        exit 1
+    fi
+    as_root=sudo
+fi
+
+# Standard output belongs to the program that the caller runs next, standard input too.
+echo "Installing:$missing" >&2
+$as_root apt-get -qq update </dev/null >&2
+# shellcheck disable=SC2086
+$as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get -qq install --yes --no-install-recommends $missing </dev/null >&2
