@@ -12,6 +12,7 @@ import functools
 import hashlib
 import json
 import os
+import shlex
 import subprocess
 import sys
 import time
@@ -55,6 +56,11 @@ def key_of(command, headers, salt):
     return hashlib.sha256("\n".join(text).encode()).hexdigest()
 
 
+def object_of(command):
+    words = shlex.split(command["command"])
+    return words[words.index("-o") + 1]
+
+
 def run(path):
     begin = time.monotonic()
     result = subprocess.run([TIDY, "--quiet", "-p", BUILD, path], text=True, check=False,
@@ -77,14 +83,14 @@ def main(arguments):
 
     version = subprocess.run([TIDY, "--version"], check=True, stdout=subprocess.PIPE).stdout
     salt = digest(os.path.join(ROOT, ".clang-tidy")) + hashlib.sha256(version).hexdigest()
-    headers = dependencies()
-    keys = {name: key_of(commands[name], headers.get(commands[name]["output"]), salt)
-            for name in wanted}
+    built = dependencies()
+    headers = {name: built.get(object_of(commands[name])) or [] for name in wanted}
+    keys = {name: key_of(commands[name], headers[name], salt) for name in wanted}
     os.makedirs(CACHE, exist_ok=True)
     stale = [name for name in sorted(wanted)
              if keys[name] is None or not os.path.exists(os.path.join(CACHE, keys[name]))]
     # The slow ones first, so that no core waits for the last of them.
-    stale.sort(key=lambda name: -len(headers.get(commands[name]["output"], [])))
+    stale.sort(key=lambda name: -len(headers[name]))
 
     faults = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
