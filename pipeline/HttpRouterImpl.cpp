@@ -1,0 +1,53 @@
+#include "pipeline/HttpRouterImpl.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include <boost/thread/lock_types.hpp>
+
+#include "contract/http/PathStartsWith.h"
+
+namespace connector::http {
+
+HttpRouterImpl::HttpRouterImpl(std::vector<std::pair<std::string, Address>>&& routes)
+    : routes_(std::move(routes))
+{}
+
+void HttpRouterImpl::addRoute(const std::string& path, const Address& address)
+{
+    const boost::unique_lock lock(mutex_);
+    const auto shorter = std::ranges::find_if(
+        routes_, [&path](const auto& route) { return route.first.size() < path.size(); });
+    routes_.emplace(shorter, path, address);
+}
+
+void HttpRouterImpl::removeRoute(const std::string& path)
+{
+    const boost::unique_lock lock(mutex_);
+    const auto found = std::ranges::find(routes_, path, &std::pair<std::string, Address>::first);
+    if (found == routes_.end()) {
+        throw std::invalid_argument("No such route registered: " + path);
+    }
+    routes_.erase(found);
+}
+
+Address HttpRouterImpl::findAddress(const std::string& path)
+{
+    const boost::shared_lock lock(mutex_);
+    const auto found = std::ranges::find_if(
+        routes_, [&path](const auto& route) { return pathStartsWith(path, route.first); });
+    return found == routes_.end() ? Address() : found->second;
+}
+
+std::vector<std::pair<std::string, Address>> HttpRouterImpl::listRoutes()
+{
+    const boost::shared_lock lock(mutex_);
+    return routes_;
+}
+
+std::shared_ptr<HttpRouter> HttpRouterImpl::getPtr()
+{
+    return shared_from_this();
+}
+
+} // namespace connector::http
