@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "contract/streams/CachedValuePublisher.h"
+#include "contract/streams/CallbackSubscriber.h"
+#include "contract/streams/CopyPublisherToStream.h"
+#include "contract/streams/OneShotPublisher.h"
+#include "contract/streams/ReducingSubscriber.h"
+
+namespace connector::reactive_streams {
+namespace {
+
+using common::DataBuffer;
+
+/// A publisher under the test's hand.
+class ManualPublisher final : public PublisherAPI<DataBuffer>
+{
+public:
+    struct Link final : Subscription
+    {
+        void request(std::uint64_t n) override { requested += n; }
+        void cancel() override { ++cancellations; }
+        std::uint64_t requested = 0;
+        int cancellations = 0;
+    };
+
+    void subscribe(std::shared_ptr<SubscriberAPI<DataBuffer>> subscriber) override
+    {
+        items = subscriber;
+        subscriber->onSubscribe(link);
+    }
+
+    std::shared_ptr<Link> link = std::make_shared<Link>();
+    std::shared_ptr<SubscriberAPI<DataBuffer>> items;
+};
+
+using Reducing = ReducingSubscriber<DataBuffer, DataBuffer>;
+
+std::string textOf(Future<DataBuffer> result)
+{
+    try {
+        return std::string(result.get().view());
+    } catch (const std::exception& failure) {
+        return std::string("failed: ") + failure.what();
+    }
+}
+
+TEST(ReducingSubscriberTest, EveryEndAnswersThoseWhoAskedAndThoseWhoAskLater)
+{
+    struct Case
+    {
+        const char* name;
+        std::vector<const char*> items;
+        void (*end)(SubscriberAPI<DataBuffer>&, Reducing&);
+        const char* result;
+    };
+    const auto complete = [](SubscriberAPI<DataBuffer>& items, Reducing&) { items.onComplete(); };
+    const Case cases[] = {
+        {"empty", {}, complete, ""},
+        {"completed", {"ab", "cd"}, complete, "abcd"},
+        {"cancelled", {"ab"}, [](auto&, auto& reducing) { reducing.cancel(); }, ""},
+        {"failed",
+         {"ab"},
+         [](auto& items, auto&) {
+             items.onError(std::make_exception_ptr(std::range_error("lost")));
+         },
+         "failed: lost"},
+    };
+    for (const auto& [name, items, end, expected] : cases) {
+        for (const auto askLater : {false, true}) {
+            SCOPED_TRACE(name);
+            ManualPublisher publisher;
+            const auto reducing = std::make_shared<Reducing>(common::concatenate);
+            publisher.subscribe(reducing);
+            EXPECT_EQ(publisher.link->requested, kUnboundedDemand);
+            auto result = askLater ? Future<DataBuffer>() : reducing->getResult();
+            for (const auto* item : items) {
+                reducing->onNext(DataBuffer(item));
+            }
+            EXPECT_FALSE(!askLater && result.isReady());
+            end(*reducing, *reducing);
+            reducing->onNext(DataBuffer("late"));
+            reducing->onComplete();
+            reducing->cancel();
+            EXPECT_EQ(publisher.link->cancellations, name == std::string("cancelled") ? 1 : 0);
+            EXPECT_EQ(textOf(askLater ? reducing->getResult() : std::move(result)), expected);
+        }
+    }
+}
+
+TEST(ReducingSubscriberTest, ReportsASubscriptionThatWentAway)
+{
+    ManualPublisher publisher;
+    const auto reducing = std::make_shared<Reducing>(common::concatenate);
+    publisher.subscribe(reducing);
+    publisher.link.reset();
+    try {
+        reducing->cancel();
+        FAIL();
+    } catch (const std::exception& failure) {
+        EXPECT_STREQ(failure.what(), "Subscription went away!");
+    }
+}
+
+TEST(ReducingSubscriberTest, CopiesNoByteOfAOneItemBody)
+{
+    const auto reducing = std::make_shared<Reducing>(common::concatenate);
+    DataBuffer body("the whole body");
+    const auto* bytes = body.data();
+    const auto publisher = std::make_shared<OneShotPublisher<DataBuffer>>(std::move(body));
+    publisher->subscribe(reducing);
+    EXPECT_EQ(reducing->getResult().get().data(), bytes);
+}
+
+TEST(DataBufferTest, GrowsByDoublingFromEightAndMovesItsBytes)
+{
+    DataBuffer buffer;
+    const auto* bytes = buffer.data();
+    EXPECT_NE(bytes, nullptr);
+    EXPECT_EQ(buffer.capacity(), 8U);
+    EXPECT_TRUE(buffer.empty());
+    buffer.append("12345678");
+    EXPECT_EQ(buffer.data(), bytes);
+    buffer.append("9");
+    EXPECT_EQ(buffer.capacity(), 16U);
+    bytes = buffer.data();
+    const auto copy = buffer.clone();
+    DataBuffer moved(std::move(buffer));
+    EXPECT_TRUE(buffer.empty()); // NOLINT(bugprone-use-after-move): a moved-from buffer is empty
+    EXPECT_NE(copy.view().data(), bytes);
+    EXPECT_EQ(copy.view(), "123456789");
+    EXPECT_EQ(common::concatenate(DataBuffer(), std::move(moved)).data(), bytes);
+    EXPECT_EQ(common::concatenate(DataBuffer("a"), DataBuffer("b")).view(), "ab");
+}
+
+TEST(CallbackSubscriberTest, CallsUntilTheCancellerIsDropped)
+{
+    CachedValuePublisher<int, std::function<void()>> publisher;
+    std::vector<int> seen;
+    publisher.publish(1);
+    auto canceller =
+        CallbackSubscriber<int>::attach(publisher, [&](int&& item) { seen.push_back(item); });
+    publisher.publish(2);
+    canceller.reset();
+    publisher.publish(3);
+    EXPECT_EQ(seen, (std::vector<int>{1, 2}));
+}
+
+TEST(CopyPublisherToStreamTest, TellsHowTheCopyEnded)
+{
+    const auto publisher = std::make_shared<ManualPublisher>();
+    std::ostringstream stream;
+    auto copied = copyPublisherToStream(publisher, stream);
+    publisher->items->onNext(DataBuffer("ab"));
+    publisher->items->onNext(DataBuffer("cd"));
+    EXPECT_FALSE(copied.isReady());
+    publisher->items->onComplete();
+    EXPECT_TRUE(copied.get());
+    EXPECT_EQ(stream.str(), "abcd");
+
+    auto failed = copyPublisherToStream(publisher, stream);
+    publisher->items->onError(std::make_exception_ptr(std::range_error("lost")));
+    EXPECT_THROW(failed.get(), std::range_error);
+
+    stream.setstate(std::ios::badbit);
+    auto unwritten = copyPublisherToStream(publisher, stream);
+    publisher->items->onComplete();
+    EXPECT_FALSE(unwritten.get());
+}
+
+} // namespace
+} // namespace connector::reactive_streams
