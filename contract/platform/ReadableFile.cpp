@@ -1,0 +1,50 @@
+#include "contract/platform/ReadableFile.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace connector::filesystem {
+
+ReadableFile ReadableFile::open(const std::filesystem::path& path) noexcept
+{
+    return ReadableFile(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+}
+
+ReadableFile::ReadableFile(ReadableFile&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1))
+{}
+
+ReadableFile& ReadableFile::operator=(ReadableFile&& other) noexcept
+{
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+}
+
+ReadableFile::~ReadableFile()
+{
+    if (isOpen()) {
+        ::close(descriptor_);
+    }
+}
+
+common::DataBuffer ReadableFile::read(std::uint64_t offset, std::size_t length) const
+{
+    common::DataBuffer buffer(length);
+    std::size_t done = 0;
+    while (done < length) {
+        const auto count = ::pread(descriptor_, buffer.data() + done, length - done,
+                                   static_cast<off_t>(offset + done));
+        if (count > 0) {
+            done += static_cast<std::size_t>(count);
+        } else if (count == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    buffer.resize(done);
+    return buffer;
+}
+
+} // namespace connector::filesystem

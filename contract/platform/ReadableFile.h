@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+
+#include "contract/common/Export.h"
+#include "contract/streams/DataBuffer.h"
+
+namespace connector::filesystem {
+
+/// A file that is open for reading, or none. To open one answers in a single system call whether it
+/// may be read. Movable; closed with the object. Reads may run on several threads at once.
+class CONNECTOR_API ReadableFile
+{
+public:
+    /// No file.
+    ReadableFile() = default;
+
+    /// Opens @p path, which must be a regular file: the caller looks at its status first, since to
+    /// open a device can have effects. Does not wait for a writer should it be a FIFO by now.
+    /// @return no file where it cannot be opened.
+    static ReadableFile open(const std::filesystem::path& path) noexcept;
+
+    ReadableFile(ReadableFile&& other) noexcept;
+    ReadableFile& operator=(ReadableFile&& other) noexcept;
+    ~ReadableFile();
+
+    [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
+
+    /// Reads into a buffer that is allocated once, with one system call unless the system cuts it
+    /// short. Blocks for the storage.
+    /// @return fewer than @p length bytes at the end of the file and where reading fails.
+    /// @throws std::bad_alloc without memory for @p length bytes.
+    [[nodiscard]] common::DataBuffer read(std::uint64_t offset, std::size_t length) const;
+
+private:
+    explicit ReadableFile(int descriptor) noexcept : descriptor_(descriptor) {}
+
+    int descriptor_ = -1; ///< Owned; negative: no file.
+};
+
+} // namespace connector::filesystem
