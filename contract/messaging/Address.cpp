@@ -1,6 +1,7 @@
 #include "contract/messaging/Address.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -23,12 +24,8 @@ Address::Address(const char* text)
 
 void Address::push(const Address& other)
 {
-    if (&other == this) {
-        const Address copy(other);
-        push(copy);
-        return;
-    }
-    segments_.insert(segments_.end(), other.segments_.begin(), other.segments_.end());
+    auto appended = other.segments_; // other may be this address
+    std::move(appended.begin(), appended.end(), std::back_inserter(segments_));
 }
 
 std::string Address::pop()
