@@ -1,15 +1,14 @@
 #include <dlfcn.h>
-
-#include <memory>
-#include <utility>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <memory>
+#include <utility>
 
 namespace {
 
 // The values as a loader sees them: by name, in the built file.
-class PluginInfo : public testing::Test {
+class PluginInfo : public testing::Test
+{
 protected:
     const char* valueOf(const char* name) const
     {
@@ -17,7 +16,8 @@ protected:
     }
 
 private:
-    struct Close {
+    struct Close
+    {
         void operator()(void* library) const { dlclose(library); }
     };
     std::unique_ptr<void, Close> library_{dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL)};
