@@ -1,0 +1,23 @@
+#include "server/ClientWatch.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <sys/ioctl.h>
+
+namespace connector::http {
+
+bool clientIsGone(int descriptor)
+{
+    pollfd watched = {descriptor, POLLIN | POLLOUT, 0};
+    if (::poll(&watched, 1, 0) < 0) {
+        return errno != EINTR;
+    }
+    const auto has = [&watched](int events) { return (watched.revents & events) != 0; };
+    if (has(POLLERR | POLLHUP | POLLNVAL) || !has(POLLOUT)) {
+        return true;
+    }
+    int waiting = 0;
+    return has(POLLIN) && (::ioctl(descriptor, FIONREAD, &waiting) != 0 || waiting == 0);
+}
+
+} // namespace connector::http

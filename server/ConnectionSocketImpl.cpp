@@ -1,0 +1,282 @@
+#include "server/ConnectionSocketImpl.h"
+
+#include <Poco/Exception.h>
+#include <Poco/Net/NetException.h>
+#include <Poco/Net/Socket.h>
+#include <Poco/Timespan.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include "server/ServerLimits.h"
+
+namespace connector::http {
+
+namespace {
+
+using std::chrono::microseconds;
+
+constexpr std::string_view kRefusal =
+    "HTTP/1.1 400 Bad Request\r\nConnection: Close\r\nContent-Length: 0\r\n\r\n";
+
+timeval toTimeval(microseconds duration)
+{
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+    timeval value = {};
+    value.tv_sec = seconds.count();
+    value.tv_usec = (duration - seconds).count();
+    return value;
+}
+
+/// Takes @p sent bytes off the front of the vector.
+void advance(iovec (&parts)[2], std::size_t sent)
+{
+    for (auto& part : parts) {
+        const auto used = std::min(sent, part.iov_len);
+        part.iov_base = static_cast<char*>(part.iov_base) + used;
+        part.iov_len -= used;
+        sent -= used;
+    }
+}
+
+} // namespace
+
+ConnectionSocketImpl::ConnectionSocketImpl(poco_socket_t descriptor,
+                                           const Poco::Net::SocketAddress& peer)
+    : StreamSocketImpl(descriptor), descriptor_(descriptor), peer_(peer)
+{}
+
+ConnectionSocketImpl::~ConnectionSocketImpl()
+{
+    ConnectionSocketImpl::close();
+}
+
+bool ConnectionSocketImpl::poll(const Poco::Timespan& timeout, int mode)
+{
+    if (mode != Poco::Net::Socket::SELECT_READ) {
+        return StreamSocketImpl::poll(timeout, mode);
+    }
+    if (buffered() > 0 || atEnd_) {
+        return true;
+    }
+    if (!fill(microseconds(timeout.totalMicroseconds()))) {
+        return false;
+    }
+    headBegan_ = Clock::now();
+    return true;
+}
+
+int ConnectionSocketImpl::receiveBytes(void* buffer, int length, int flags)
+{
+    if (flags != 0) {
+        return StreamSocketImpl::receiveBytes(buffer, length, flags);
+    }
+    const auto wanted = static_cast<std::size_t>(std::max(length, 0));
+    if (buffered() > 0) {
+        return takeBuffered(buffer, wanted);
+    }
+    if (atEnd_ || wanted == 0) {
+        return 0;
+    }
+    if (wanted < buffer_.size()) {
+        if (!fill(receiveTimeLeft())) {
+            throw Poco::TimeoutException();
+        }
+        return takeBuffered(buffer, wanted);
+    }
+    applyReceiveTimeout(receiveTimeLeft());
+    unanswered_ = true;
+    return StreamSocketImpl::receiveBytes(buffer, length, flags);
+}
+
+int ConnectionSocketImpl::sendBytes(const void* buffer, int length, int flags)
+{
+    unanswered_ = false;
+    return StreamSocketImpl::sendBytes(buffer, length, flags | MSG_NOSIGNAL);
+}
+
+int ConnectionSocketImpl::available()
+{
+    return static_cast<int>(buffered()) + StreamSocketImpl::available();
+}
+
+void ConnectionSocketImpl::setReceiveTimeout(const Poco::Timespan& timeout)
+{
+    receiveTimeout_ = microseconds(timeout.totalMicroseconds());
+}
+
+Poco::Net::SocketAddress ConnectionSocketImpl::address()
+{
+    if (!address_.has_value()) {
+        address_ = StreamSocketImpl::address();
+    }
+    return *address_;
+}
+
+Poco::Net::SocketAddress ConnectionSocketImpl::peerAddress()
+{
+    return peer_;
+}
+
+void ConnectionSocketImpl::shutdown()
+{
+    // The library's own stop calls this from another thread.
+    abort();
+}
+
+void ConnectionSocketImpl::close()
+{
+    if (closed_) {
+        return;
+    }
+    if (!aborted_) {
+        refuseUnanswered();
+        if (hasUnreadInput()) {
+            readOutInput();
+        }
+    }
+    const std::lock_guard lock(closeMutex_);
+    closed_ = true;
+    StreamSocketImpl::close();
+}
+
+void ConnectionSocketImpl::sendAll(std::string_view head, std::string_view body)
+{
+    unanswered_ = false;
+    iovec parts[2] = {{const_cast<char*>(head.data()), head.size()},
+                      {const_cast<char*>(body.data()), body.size()}};
+    msghdr message = {};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    auto remaining = head.size() + body.size();
+    // The first call never blocks, so that the usual answer needs no time-out set.
+    int flags = MSG_NOSIGNAL | MSG_DONTWAIT;
+    while (remaining > 0) {
+        const auto sent = ::sendmsg(descriptor_, &message, flags);
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        const auto wouldBlock = sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+        if (wouldBlock && (flags & MSG_DONTWAIT) == 0) {
+            throw Poco::TimeoutException("The client takes no data.");
+        }
+        if (sent < 0 && !wouldBlock) {
+            throw Poco::Net::NetException("Sending failed", std::strerror(errno), errno);
+        }
+        if (sent > 0) {
+            remaining -= static_cast<std::size_t>(sent);
+            advance(parts, static_cast<std::size_t>(sent));
+        }
+        if (remaining > 0 && !sendTimeoutSet_) {
+            const auto timeout = toTimeval(kClientTimeout);
+            ::setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof(timeout));
+            sendTimeoutSet_ = true;
+        }
+        flags = MSG_NOSIGNAL;
+    }
+}
+
+void ConnectionSocketImpl::abort() noexcept
+{
+    aborted_ = true;
+    const std::lock_guard lock(closeMutex_);
+    if (closed_) {
+        return;
+    }
+    const linger reset = {1, 0};
+    ::setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
+    ::shutdown(descriptor_, SHUT_RDWR);
+}
+
+int ConnectionSocketImpl::takeBuffered(void* buffer, std::size_t length) noexcept
+{
+    const auto taken = std::min(length, buffered());
+    std::memcpy(buffer, buffer_.data() + begin_, taken);
+    begin_ += taken;
+    return static_cast<int>(taken);
+}
+
+bool ConnectionSocketImpl::fill(microseconds timeout)
+{
+    applyReceiveTimeout(timeout);
+    begin_ = end_ = 0;
+    ssize_t received = 0;
+    do {
+        received = ::recv(descriptor_, buffer_.data(), buffer_.size(), 0);
+    } while (received < 0 && errno == EINTR);
+    if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        return false;
+    }
+    // A broken connection ends like a finished one: there is no more input.
+    atEnd_ = received <= 0;
+    end_ = atEnd_ ? 0 : static_cast<std::size_t>(received);
+    unanswered_ = unanswered_ || end_ > 0;
+    return true;
+}
+
+void ConnectionSocketImpl::applyReceiveTimeout(microseconds timeout)
+{
+    // Zero would mean forever.
+    const auto applied = std::max(timeout, microseconds(1000));
+    if (applied == appliedTimeout_) {
+        return;
+    }
+    const auto value = toTimeval(applied);
+    ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
+    appliedTimeout_ = applied;
+}
+
+microseconds ConnectionSocketImpl::receiveTimeLeft() const
+{
+    if (!headBegan_.has_value()) {
+        return receiveTimeout_;
+    }
+    const auto left = *headBegan_ + kHeadTimeout - Clock::now();
+    if (left <= Clock::duration::zero()) {
+        throw Poco::TimeoutException("The request's head takes too long.");
+    }
+    return std::min(receiveTimeout_, std::chrono::duration_cast<microseconds>(left));
+}
+
+bool ConnectionSocketImpl::hasUnreadInput()
+{
+    if (atEnd_) {
+        return false;
+    }
+    int waiting = 0;
+    return buffered() > 0 || (::ioctl(descriptor_, FIONREAD, &waiting) == 0 && waiting > 0);
+}
+
+void ConnectionSocketImpl::refuseUnanswered() noexcept
+{
+    if (unanswered_ && !atEnd_) {
+        unanswered_ = false;
+        static_cast<void>(
+            ::send(descriptor_, kRefusal.data(), kRefusal.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+    }
+}
+
+void ConnectionSocketImpl::readOutInput() noexcept
+{
+    ::shutdown(descriptor_, SHUT_WR);
+    const auto deadline = Clock::now() + kLingerTime;
+    for (std::size_t total = 0; total < kLingerBytes;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd watched = {descriptor_, POLLIN, 0};
+        if (left.count() <= 0 || ::poll(&watched, 1, static_cast<int>(left.count())) <= 0) {
+            return;
+        }
+        const auto received = ::recv(descriptor_, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+        if (received <= 0) {
+            return;
+        }
+        total += static_cast<std::size_t>(received);
+    }
+}
+
+} // namespace connector::http

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/ServerSocketImpl.h>
+#include <memory>
+
+#include "server/ConnectionRegistry.h"
+
+namespace connector::http {
+
+/// Accepts connections as ConnectionSocketImpl and enters each in a registry.
+class ListeningSocketImpl : public Poco::Net::ServerSocketImpl
+{
+public:
+    explicit ListeningSocketImpl(std::shared_ptr<ConnectionRegistry> registry);
+
+    Poco::Net::SocketImpl* acceptConnection(Poco::Net::SocketAddress& peer) override;
+
+protected:
+    ~ListeningSocketImpl() override;
+
+private:
+    const std::shared_ptr<ConnectionRegistry> registry_;
+};
+
+/// A server socket whose connections are ConnectionSocketImpl. Copies share the one socket, as with
+/// every socket of the networking library.
+class ListeningSocket : public Poco::Net::ServerSocket
+{
+public:
+    explicit ListeningSocket(std::shared_ptr<ConnectionRegistry> registry);
+};
+
+} // namespace connector::http

@@ -1,0 +1,165 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <stop_token>
+#include <string>
+
+#include "contract/common/Export.h"
+#include "contract/http/HttpServer.h"
+#include "contract/messaging/Connector.h"
+
+namespace Poco {
+class ThreadPool;
+namespace Net {
+class HTTPServer;
+class ServerSocket;
+} // namespace Net
+} // namespace Poco
+
+namespace connector::http {
+
+class ConnectionRegistry;
+
+/// One HTTP listener on one port. Every request goes as an HttpRequest to the server's address.
+///
+/// Any thread may call any operation, those of the server's own requests included: there `start`
+/// does nothing and `stop` is refused, since it would wait for itself. Not to be destroyed by one
+/// of its own requests.
+///
+/// Locks: `startMutex_` before `stateMutex_`. A request takes `stateMutex_` alone.
+class CONNECTOR_API PocoHttpServer : public HttpServer
+{
+public:
+    /// A stopped server.
+    /// @param port the port to listen on; 0 stands for the default port, 31415.
+    PocoHttpServer(std::shared_ptr<Connector> connector, unsigned short port);
+
+    /// Stops the server if need be.
+    ~PocoHttpServer() override;
+
+    /// Listens on the port, or on the first free one above it, 500 at most. Blocks until the server
+    /// answers its own request.
+    /// @throws std::runtime_error "Did not start the server. Last testPort tried: " + port + ".\n"
+    /// +
+    ///         the last error. The server is stopped then.
+    void start() override;
+
+    /// Ends every connection with a reset, has `HttpRequest::stopToken` stopped, and waits for
+    /// every request to return: usually a tenth of a second, and as long as a provider blocks its
+    /// thread.
+    /// @throws std::logic_error "A server can not be stopped from one of its own requests."
+    void stop() override;
+
+    bool isRunning() override;
+    bool isStarted() override;
+    void setAddress(const Address& address) override;
+    Address getAddress() override;
+
+    /// @throws std::runtime_error "Port can not be changed while the server is started."
+    void setPort(unsigned short port) override;
+
+    /// Waits for a start or a stop that is under way.
+    unsigned short getPort() override;
+
+    /// @throws std::runtime_error "The socket address can not be changed while the server is
+    ///         started."
+    void setSocketAddress(const std::string& socketAddress) override;
+    std::string getSocketAddress() override;
+
+    /// Asks the name service once; blocks meanwhile. The bare host name where that knows none.
+    std::string getDnsName() override;
+
+    /// Asks the name service until it has an answer; blocks meanwhile.
+    std::string getRoutableAddress() override;
+
+    std::string getProtocol() override;
+    std::shared_ptr<HttpServer> getPtr() override;
+    void setCertLocation(const std::wstring& certLocation) override;
+    std::wstring getCertLocation() override;
+
+    /// Requests in progress.
+    std::uint16_t getActiveRequests();
+    /// Requests accepted since construction; the server's own probes are not counted.
+    std::uint64_t getTotalRequests();
+
+protected:
+    /// Makes the listening socket. Called with `stateMutex_` held, so it must not call the getters.
+    /// @throws Poco::Exception when the port can't be bound.
+    virtual std::unique_ptr<Poco::Net::ServerSocket> createServerSocket(unsigned short port);
+
+    /// Asks the server for "/", without a lock held.
+    /// @return whether it answered.
+    virtual bool waitForRunning(unsigned short port);
+
+    /// @throws std::runtime_error "Port in use: " + port when somebody accepts connections there.
+    static void checkPortAvailability(unsigned short port);
+
+    void doServerStart();
+    void doServerStop();
+
+    /// Where `createServerSocket` finds what the locking getters guard.
+    const std::wstring& certLocation() const { return certLocation_; }
+    const std::shared_ptr<ConnectionRegistry>& connections() const { return connections_; }
+
+private:
+    friend class PocoRequestHandler;
+    friend class RequestExchange;
+
+    enum class State
+    {
+        Stopped,
+        Starting,
+        Running
+    };
+
+    /// Counts a request while it lives, and marks its thread as one of this server's.
+    class RequestScope
+    {
+    public:
+        explicit RequestScope(PocoHttpServer& server);
+        ~RequestScope();
+        RequestScope(const RequestScope&) = delete;
+        RequestScope& operator=(const RequestScope&) = delete;
+
+    private:
+        PocoHttpServer& server_;
+        const PocoHttpServer* const outer_;
+    };
+
+    const std::shared_ptr<Connector>& getConnector() const { return connector_; }
+    std::stop_token getStopToken();
+    void incrementActiveRequests();
+    void decrementActiveRequests();
+    void incrementTotalRequests();
+    bool servesThisThread() const;
+
+    /// Listens on @p port and probes; lets go of the lock around the probe.
+    /// @return whether the server answered.
+    bool doListen(std::unique_lock<std::mutex>& stateLock, unsigned short port);
+    /// Ends the listener and every thread of it. Called with `startMutex_` held alone.
+    void endListener();
+
+    const std::shared_ptr<Connector> connector_;
+
+    std::mutex startMutex_; ///< Serialises start, stop and `getPort`; guards the next two.
+    std::unique_ptr<Poco::ThreadPool> threadPool_; ///< Destroyed after the server that uses it.
+    std::unique_ptr<Poco::Net::HTTPServer> httpServer_;
+
+    std::mutex stateMutex_; ///< Guards all below.
+    std::unique_ptr<Poco::Net::ServerSocket> serverSocket_;
+    std::shared_ptr<ConnectionRegistry> connections_;
+    std::stop_source stopSource_;
+    Address address_;
+    std::string socketAddress_;
+    std::string dnsName_;         ///< Empty until first asked for.
+    std::string routableAddress_; ///< Empty until first asked for.
+    std::wstring certLocation_;
+    unsigned short port_;
+    State state_ = State::Stopped;
+    std::uint16_t activeRequests_ = 0;
+    std::uint64_t totalRequests_ = 0;
+};
+
+} // namespace connector::http

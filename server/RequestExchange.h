@@ -1,0 +1,64 @@
+#pragma once
+
+#include <Poco/Net/HTTPServerRequestImpl.h>
+#include <Poco/Net/HTTPServerResponse.h>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "contract/http/HttpRequest.h"
+#include "contract/http/HttpResponse.h"
+#include "contract/messaging/Future.h"
+#include "contract/streams/DataBuffer.h"
+#include "server/PocoHttpServer.h"
+
+namespace connector::http {
+
+/// One request on its way through the message pipeline and back: made, run once and dropped on the
+/// thread that serves the connection.
+class RequestExchange
+{
+public:
+    RequestExchange(PocoHttpServer& server, Poco::Net::HTTPServerRequestImpl& request,
+                    Poco::Net::HTTPServerResponse& response);
+
+    /// Answers the request, or leaves it unanswered when the server stops or the client is gone.
+    /// Blocks until then. Every failure ends in an answer or a closed connection; none leaves.
+    ///
+    /// | failure                                     | answer                          | then   |
+    /// |---------------------------------------------|---------------------------------|--------|
+    /// | the request is refused (RequestRefusal)     | its status and text             | closed |
+    /// | an exception, here or in the pipeline       | 500 and the exception's text    | kept   |
+    /// | any other exception                         | 500 and a fixed text            | kept   |
+    /// | the server stops, the client is gone        | none                            | closed |
+    /// | sending fails, also of the answers above    | none                            | closed |
+    void run();
+
+private:
+    void exchange();
+    std::unique_ptr<HttpRequest> readMessage();
+    std::string baseUrl() const;
+    void warnOfQtWebKit(const HttpRequest& message) const;
+    std::unique_ptr<Message> awaitReply(Future<std::unique_ptr<Message>>&& reply);
+    void answer(HttpResponse& reply);
+    std::optional<common::DataBuffer> awaitBody(HttpResponse& reply);
+    void send(std::string_view body);
+    void leaveUnanswered();
+    void answerRefusal(unsigned short status, const std::string& text);
+    void answerFailure(const std::string& text);
+    void answerText(unsigned short status, const std::string& text, bool keepAlive);
+    void resetResponse(bool keepAlive);
+    std::string url() const;
+    std::string describe() const;
+
+    PocoHttpServer& server_;
+    Poco::Net::HTTPServerRequestImpl& request_;
+    Poco::Net::HTTPServerResponse& response_;
+    const bool mayKeepAlive_; ///< The client asks for it and the server allows it.
+    bool read_ = false;       ///< The request was read to its end.
+    bool sending_ = false;    ///< Bytes of an answer may have left.
+};
+
+} // namespace connector::http

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+/// The limits of a server, in one place.
+namespace connector::http {
+
+/// Port of a server that was given none.
+inline constexpr unsigned short kDefaultPort = 31415;
+/// How many ports a start tries, upwards from the first.
+inline constexpr int kStartAttempts = 500;
+/// Connections that wait for accept.
+inline constexpr int kListenBacklog = 64;
+
+/// Threads of a server's pool; a connection holds one for its life.
+inline constexpr int kMinThreads = 4;
+inline constexpr int kMaxThreads = 64;
+inline constexpr std::chrono::seconds kPoolThreadIdleTime{60};
+/// How long a dispatcher waits for a next connection. Short, since a stop waits that long.
+inline constexpr std::chrono::milliseconds kDispatcherIdleTime{100};
+
+/// A client that is silent for that long in the middle of a request, or that takes none of its
+/// answer, is cut off. Short, since it holds a thread meanwhile.
+inline constexpr std::chrono::seconds kClientTimeout{10};
+/// An idle connection between two requests.
+inline constexpr std::chrono::seconds kKeepAliveTimeout{5};
+/// A request's head, from its first byte on: a client that dribbles is cut off as well.
+inline constexpr std::chrono::seconds kHeadTimeout{20};
+
+/// Largest request body, in bytes.
+inline constexpr std::size_t kMaxRequestBody = std::size_t{1} << 30U;
+
+/// Steps of the waits for a reply and for its body; a stop is noticed after one of them.
+inline constexpr std::chrono::milliseconds kReplyStep{100};
+inline constexpr std::chrono::milliseconds kBodyStep{200};
+
+/// How long, and how much, a connection that closes with input unread goes on reading it, so that
+/// the client gets to see the answer instead of a reset (RFC 9112 section 9.6).
+inline constexpr std::chrono::seconds kLingerTime{1};
+inline constexpr std::size_t kLingerBytes = std::size_t{4} << 20U;
+
+} // namespace connector::http
