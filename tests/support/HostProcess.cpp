@@ -1,0 +1,209 @@
+#include "tests/support/HostProcess.h"
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
+#include <utility>
+#include <unistd.h>
+
+#include "tests/support/RawClient.h"
+
+namespace connector::test {
+
+namespace {
+
+constexpr std::chrono::seconds kDeadline{20};
+
+std::array<int, 2> makePipe()
+{
+    std::array<int, 2> ends;
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    return ends;
+}
+
+[[noreturn]] void become(const std::vector<std::string>& command, int input, int output, int errors)
+{
+    dup2(input, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
+    std::vector<char*> arguments;
+    for (const auto& argument : command) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments.front(), arguments.data());
+    _exit(127);
+}
+
+std::vector<std::string> hostCommand(const std::string& binary,
+                                     const std::vector<std::string>& arguments)
+{
+    std::vector<std::string> command = {binary, "--port", std::to_string(findFreePort())};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
+/// The number behind @p label, or 0.
+std::uint16_t numberBehind(const std::string& line, const std::string& label)
+{
+    const auto found = line.find(label);
+    return found == std::string::npos
+               ? std::uint16_t{0}
+               : static_cast<std::uint16_t>(std::stoul(line.substr(found + label.size())));
+}
+
+} // namespace
+
+ChildProcess::ChildProcess(const std::vector<std::string>& command)
+{
+    const auto input = makePipe();
+    const auto output = makePipe();
+    const auto errors =
+        open((directory_.path() / "errors").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    pid_ = fork();
+    if (pid_ == 0) {
+        become(command, input[0], output[1], errors);
+    }
+    close(input[0]);
+    close(output[1]);
+    close(errors);
+    input_ = input[1];
+    output_ = output[0];
+    std::signal(SIGPIPE, SIG_IGN); // A child that has ended must not end the test.
+}
+
+ChildProcess::~ChildProcess()
+{
+    closeInput();
+    close(output_);
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+}
+
+void ChildProcess::write(std::string_view text) const
+{
+    while (!text.empty()) {
+        const auto count = ::write(input_, text.data(), text.size());
+        if (count <= 0) {
+            return;
+        }
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void ChildProcess::closeInput()
+{
+    if (input_ >= 0) {
+        close(std::exchange(input_, -1));
+    }
+}
+
+std::string ChildProcess::readLine()
+{
+    auto end = received_.find('\n');
+    for (; end == std::string::npos; end = received_.find('\n')) {
+        if (!readMore()) {
+            throw std::runtime_error("the program ended: \"" + received_ + "\" " + errors());
+        }
+    }
+    auto line = received_.substr(0, end);
+    received_.erase(0, end + 1);
+    return line;
+}
+
+std::string ChildProcess::readRest()
+{
+    while (readMore()) {
+    }
+    return std::exchange(received_, {});
+}
+
+std::string ChildProcess::errors() const
+{
+    std::ifstream file(directory_.path() / "errors", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void ChildProcess::signal(int number) const
+{
+    kill(pid_, number);
+}
+
+int ChildProcess::wait()
+{
+    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+    int status = 0;
+    while (waitpid(pid_, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            throw std::runtime_error("the program does not end");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    pid_ = -1;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+bool ChildProcess::readMore()
+{
+    pollfd polled = {output_, POLLIN, 0};
+    const auto milliseconds = std::chrono::milliseconds(kDeadline).count();
+    if (poll(&polled, 1, static_cast<int>(milliseconds)) <= 0) {
+        throw std::runtime_error("the program says nothing: \"" + received_ + "\" " + errors());
+    }
+    std::array<char, 64 * 1024> bytes;
+    const auto count = ::read(output_, bytes.data(), bytes.size());
+    if (count > 0) {
+        received_.append(bytes.data(), static_cast<std::size_t>(count));
+    }
+    return count > 0;
+}
+
+HostProcess::HostProcess(const std::string& binary, const std::vector<std::string>& arguments)
+    : ChildProcess(hostCommand(binary, arguments))
+{
+    std::string line;
+    while (port_ == 0) {
+        line = readLine();
+        port_ = numberBehind(line, "HTTP: ");
+    }
+    securePort_ = numberBehind(line, "HTTPS: ");
+    readAddresses();
+}
+
+void HostProcess::readAddresses()
+{
+    // The answer to this marks the end of the start-up's lines.
+    write("(mark)\n");
+    while (!readLine().starts_with("error: ")) {
+    }
+    readLine();
+}
+
+std::string HostProcess::console(const std::string& line)
+{
+    write(line + "\n");
+    std::string answer;
+    for (auto next = readLine(); !next.empty(); next = readLine()) {
+        answer += answer.empty() ? next : "\n" + next;
+    }
+    return answer;
+}
+
+int HostProcess::stop()
+{
+    signal(SIGTERM);
+    return wait();
+}
+
+} // namespace connector::test

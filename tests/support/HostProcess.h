@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+#include "tests/support/TemporaryDirectory.h"
+
+namespace connector::test {
+
+/// A program that this test started, with its three streams. Every wait has a deadline of 20
+/// seconds, after which it throws std::runtime_error. The destructor kills what still runs.
+class ChildProcess
+{
+public:
+    /// @param command the program and its arguments.
+    explicit ChildProcess(const std::vector<std::string>& command);
+    ~ChildProcess();
+
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    /// Writes to its standard input.
+    void write(std::string_view text) const;
+    void closeInput();
+
+    /// One line of its standard output, without the end of line.
+    std::string readLine();
+
+    /// The rest of its standard output, up to the end.
+    std::string readRest();
+
+    /// Everything on its standard error so far.
+    [[nodiscard]] std::string errors() const;
+
+    void signal(int number) const;
+
+    /// Waits for its end.
+    /// @return the exit status, or 128 and the number of the signal that ended it.
+    int wait();
+
+    [[nodiscard]] pid_t pid() const noexcept { return pid_; }
+
+private:
+    bool readMore();
+
+    TemporaryDirectory directory_; ///< Holds standard error.
+    pid_t pid_ = -1;
+    int input_ = -1;
+    int output_ = -1;
+    std::string received_;
+};
+
+/// A running connector-host on a free port.
+class HostProcess : public ChildProcess
+{
+public:
+    /// Starts @p binary with "--port" of a free port and @p arguments, and reads its first lines up
+    /// to the one that names the port.
+    HostProcess(const std::string& binary, const std::vector<std::string>& arguments);
+
+    [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
+
+    /// The port of the HTTPS server, 0 without one.
+    [[nodiscard]] std::uint16_t securePort() const noexcept { return securePort_; }
+
+    /// Types a line at the console.
+    /// @return the answer: its lines up to the empty one, without the last end of line.
+    std::string console(const std::string& line);
+
+    /// Ends it by SIGTERM.
+    /// @return the exit status.
+    int stop();
+
+private:
+    void readAddresses();
+
+    std::uint16_t port_ = 0;
+    std::uint16_t securePort_ = 0;
+};
+
+} // namespace connector::test
