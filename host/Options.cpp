@@ -1,0 +1,150 @@
+#include "host/Options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <functional>
+#include <set>
+#include <stdexcept>
+
+#include <CLI/CLI.hpp>
+
+namespace connector::host {
+
+namespace {
+
+const std::set<std::string> kLogLevels = {"trace", "debug", "info", "warning", "error", "off"};
+
+std::uint16_t parsePort(const std::string& text)
+{
+    std::uint16_t port = 0;
+    const auto* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || rest != end) {
+        throw std::invalid_argument("\"" + text + "\" is no port from 0 to 65535.");
+    }
+    return port;
+}
+
+using Accept = std::function<void(const std::string&)>;
+
+/// Reports a value that @p accept refuses with the option's name.
+void acceptNamed(const std::string& name, const Accept& accept, const std::string& value)
+{
+    try {
+        accept(value);
+    } catch (const std::invalid_argument& fault) {
+        throw CLI::ValidationError(name, fault.what());
+    }
+}
+
+/// An option that may be given any number of times, each time with one value.
+CLI::Option* addRepeated(CLI::App& app, const std::string& name, const Accept& accept,
+                         const std::string& description)
+{
+    const auto acceptAll = [name, accept](const std::vector<std::string>& values) {
+        for (const auto& value : values) {
+            acceptNamed(name, accept, value);
+        }
+    };
+    return app.add_option_function<std::vector<std::string>>(name, acceptAll, description)
+        ->allow_extra_args(false);
+}
+
+/// The same for an option that is given at most once.
+CLI::Option* addSingle(CLI::App& app, const std::string& name, const Accept& accept,
+                       const std::string& description)
+{
+    const auto acceptOne = [name, accept](const std::string& value) {
+        acceptNamed(name, accept, value);
+    };
+    return app.add_option_function<std::string>(name, acceptOne, description);
+}
+
+void addRouteOptions(CLI::App& app, Options& options)
+{
+    addRepeated(
+        app, "--content",
+        [&options](const std::string& text) {
+            options.contents.push_back(parseContentRoute(text, false));
+        },
+        "Serve a directory below a route; may be repeated")
+        ->type_name("ROUTE=DIR");
+    addRepeated(
+        app, "--cached-content",
+        [&options](const std::string& text) {
+            options.contents.push_back(parseContentRoute(text, true));
+        },
+        "The same, and let clients keep the files for thirty days")
+        ->type_name("ROUTE=DIR");
+    addRepeated(
+        app, "--constant",
+        [&options](const std::string& text) {
+            options.constants.push_back(parseConstantRoute(text));
+        },
+        "Answer a route always with this status and text; may be repeated")
+        ->type_name("ROUTE=STATUS,TEXT");
+}
+
+void addServerOptions(CLI::App& app, Options& options)
+{
+    addSingle(
+        app, "--port", [&options](const std::string& text) { options.port = parsePort(text); },
+        "Port of the server \"main\" (31415); the next free one if it is taken")
+        ->type_name("N");
+    app.add_flag("!--no-secure", options.secure, "Start no HTTPS server");
+    addRepeated(
+        app, "--set",
+        [&options](const std::string& text) { options.settings.push_back(splitAssignment(text)); },
+        "Set a configuration key; may be repeated")
+        ->type_name("KEY=VALUE");
+    app.add_option("--log-level", options.logLevel,
+                   "trace, debug, info, warning (the default), error or off")
+        ->check(CLI::IsMember(kLogLevels))
+        ->type_name("LEVEL");
+    app.add_option("--log-file", options.logFile, "Append the log here, not to standard error")
+        ->type_name("FILE");
+}
+
+/// Two providers at one route would hide each other.
+void requireDistinctRoutes(const Options& options)
+{
+    std::set<std::string> prefixes;
+    const auto requireNew = [&prefixes](const std::string& route) {
+        if (!prefixes.insert(routePrefix(route)).second) {
+            throw CLI::ValidationError("The route " + route + " is given more than once.");
+        }
+    };
+    std::ranges::for_each(options.contents, requireNew, &ContentRoute::route);
+    std::ranges::for_each(options.constants, requireNew, &ConstantRoute::route);
+}
+
+} // namespace
+
+std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv,
+                                              const std::string& version)
+{
+    Options options;
+    CLI::App app("Serves directories over HTTP through the connector.", "connector-host");
+    app.set_version_flag("--version", version, "Print the values that the plug-in exports");
+    std::string directory;
+    app.add_option("directory", directory, "Directory to serve at \"/\"")->type_name("DIRECTORY");
+    addRouteOptions(app, options);
+    addServerOptions(app, options);
+    try {
+        app.parse(argc, argv);
+        if (app.count("directory") > 0) {
+            options.contents.push_back(parseContentRoute("/=" + directory, false));
+        }
+        requireDistinctRoutes(options);
+    } catch (const CLI::CallForVersion& call) {
+        return EarlyExit{0, std::string(call.what()) + "\n"};
+    } catch (const CLI::CallForHelp&) {
+        return EarlyExit{0, app.help()};
+    } catch (const std::exception& fault) {
+        return EarlyExit{kWrongOptions, "connector-host: " + std::string(fault.what()) +
+                                            "\nTry: connector-host --help\n"};
+    }
+    return options;
+}
+
+} // namespace connector::host

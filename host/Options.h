@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "host/RouteSpec.h"
+
+namespace connector::host {
+
+/// What the command line asks for.
+struct Options
+{
+    std::vector<ContentRoute> contents;
+    std::vector<ConstantRoute> constants;
+    std::vector<std::pair<std::string, std::string>> settings; ///< Key and value as text.
+    std::optional<std::uint16_t> port;                         ///< Of the server "main".
+    bool secure = true;
+    std::string logLevel = "warning";
+    std::string logFile; ///< Empty: standard error.
+};
+
+/// The command line asks for nothing to run.
+struct EarlyExit
+{
+    int status = 0;   ///< 0 for an answer to --help or --version, 2 for wrong options.
+    std::string text; ///< For standard output with status 0, else for standard error.
+};
+
+/// Exit status of wrong options.
+inline constexpr int kWrongOptions = 2;
+
+/// Reads the command line. Never throws for what stands there.
+/// @param argc as of `main`.
+/// @param argv as of `main`.
+/// @param version the text that --version answers.
+std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv,
+                                              const std::string& version);
+
+} // namespace connector::host

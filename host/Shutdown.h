@@ -1,0 +1,54 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <stop_token>
+#include <thread>
+
+namespace connector::host {
+
+/// The end of the program: asked for by SIGINT, SIGTERM or `request()`, and reached within a
+/// bounded time. Make it before any other thread, which then inherits the blocked signals, and let
+/// everything else end before it.
+///
+/// Should the program still be there 1.8 seconds after the request, a line on standard error says
+/// so and the process ends with status 0: no client and no provider may keep an operator waiting.
+class Shutdown
+{
+public:
+    /// Blocks SIGINT and SIGTERM for this thread and those made after it, and ignores SIGPIPE: a
+    /// client or a reader of our output that goes away is an error of that write alone.
+    /// @throws std::system_error if the system has no descriptors left.
+    Shutdown();
+
+    /// The program came to its end; the time limit is lifted.
+    ~Shutdown();
+
+    Shutdown(const Shutdown&) = delete;
+    Shutdown& operator=(const Shutdown&) = delete;
+
+    /// Asks for the end. Any thread; does not block. Calls after the first do nothing.
+    void request() noexcept;
+
+    /// Stopped once the end was asked for.
+    [[nodiscard]] std::stop_token token() const noexcept { return requested_.get_token(); }
+
+    /// Becomes readable once the end was asked for, for those who wait in `poll`.
+    [[nodiscard]] int descriptor() const noexcept { return event_; }
+
+    /// Blocks until the end was asked for.
+    void wait() const;
+
+private:
+    void watch();
+
+    int signals_ = -1;
+    int event_ = -1;
+    std::stop_source requested_;
+    std::mutex mutex_; ///< Guards ended_.
+    bool ended_ = false;
+    std::condition_variable changed_;
+    std::thread watcher_;
+};
+
+} // namespace connector::host

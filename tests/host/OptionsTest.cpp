@@ -1,0 +1,97 @@
+#include "host/Options.h"
+
+#include <gmock/gmock.h>
+
+namespace connector::host {
+namespace {
+
+using testing::HasSubstr;
+
+std::variant<Options, EarlyExit> parse(std::vector<const char*> arguments)
+{
+    arguments.insert(arguments.begin(), "connector-host");
+    return parseOptions(static_cast<int>(arguments.size()), arguments.data(), "1.2.3");
+}
+
+TEST(OptionsTest, EveryOptionArrives)
+{
+    const auto parsed = parse({"--port", "8080", "--no-secure", "--content", "/docs=/srv/a=b",
+                               "--content", "/x/=y", "--cached-content", "/lib=/usr/lib",
+                               "--constant", "/ping=200,pong, you", "--constant", "/none=204,",
+                               "--set", "a.b=c=d", "--log-level", "debug", "/srv/site"});
+    ASSERT_TRUE(std::holds_alternative<Options>(parsed));
+    const auto& options = std::get<Options>(parsed);
+    EXPECT_EQ(options.port, 8080);
+    EXPECT_FALSE(options.secure);
+    std::vector<std::string> contents;
+    for (const auto& content : options.contents) {
+        contents.push_back(content.route + " " + content.directory +
+                           (content.enableCache ? " cached" : ""));
+    }
+    EXPECT_THAT(contents, testing::ElementsAre("/docs /srv/a=b", "/x/ y", "/lib /usr/lib cached",
+                                               "/ /srv/site"));
+    ASSERT_EQ(options.constants.size(), 2U);
+    EXPECT_EQ(options.constants[0].status, 200);
+    EXPECT_EQ(options.constants[0].text, "pong, you");
+    EXPECT_EQ(options.constants[1].text, "");
+    EXPECT_EQ(options.settings.at(0).second, "c=d");
+    EXPECT_EQ(options.logLevel, "debug");
+}
+
+TEST(OptionsTest, AFaultIsNamedAndEndsWithStatusTwo)
+{
+    struct Case
+    {
+        std::vector<const char*> arguments;
+        const char* named;
+    };
+    const Case cases[] = {
+        {{"--prot", "1"}, "--prot"},
+        {{"a", "b"}, "b"},
+        {{""}, "no directory"},
+        {{"--port"}, "--port"},
+        {{"--port", "65536"}, "\"65536\" is no port"},
+        {{"--port", "-1"}, "\"-1\" is no port"},
+        {{"--port", "0x50"}, "\"0x50\" is no port"},
+        {{"--port", "80 "}, "\"80 \" is no port"},
+        {{"--port", "80", "--port", "81"}, "--port"},
+        {{"--content", "/docs"}, "there is no \"=\""},
+        {{"--content", "=/srv"}, "nothing before"},
+        {{"--content", "/docs="}, "no directory"},
+        {{"--content", "docs=/srv"}, "begins with \"/\""},
+        {{"--cached-content", "/my-app=/srv"}, "letters, digits"},
+        {{"--content", "/a=x", "--content", "/a/=y"}, "/a/ is given more than once"},
+        {{"--constant", "/=200,x", "site"}, "/ is given more than once"},
+        {{"--constant", "/ping=200"}, "there is no \",\""},
+        {{"--constant", "/ping=100,x"}, "\"100\" is no status"},
+        {{"--constant", "/ping=600,x"}, "\"600\" is no status"},
+        {{"--constant", "/ping=2e2,x"}, "\"2e2\" is no status"},
+        {{"--constant", "/ping=,x"}, "\"\" is no status"},
+        {{"--set", "key"}, "there is no \"=\""},
+        {{"--log-level", "loud"}, "loud"},
+    };
+    for (const auto& [arguments, named] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const auto parsed = parse(arguments);
+        ASSERT_TRUE(std::holds_alternative<EarlyExit>(parsed));
+        const auto& exit = std::get<EarlyExit>(parsed);
+        EXPECT_EQ(exit.status, kWrongOptions);
+        EXPECT_THAT(exit.text, HasSubstr(named));
+    }
+}
+
+TEST(OptionsTest, HelpAndVersionEndWithStatusZero)
+{
+    const auto help = std::get<EarlyExit>(parse({"--help"}));
+    EXPECT_EQ(help.status, 0);
+    for (const auto* option : {"--content", "--cached-content", "--constant", "--port", "--set",
+                               "--no-secure", "--log-level", "--log-file", "DIRECTORY"}) {
+        EXPECT_THAT(help.text, HasSubstr(option));
+    }
+    const auto version = std::get<EarlyExit>(parse({"--version"}));
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.text, "1.2.3\n");
+}
+
+} // namespace
+} // namespace connector::host
