@@ -1,0 +1,80 @@
+#include "contract/common/Text.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+
+#include <boost/locale/encoding_utf.hpp>
+
+namespace connector::common {
+
+namespace {
+
+namespace conv = boost::locale::conv;
+namespace utf = boost::locale::utf;
+
+static_assert(sizeof(wchar_t) == 4, "a wide character is one code point here");
+
+/// Skips runs of eight ASCII bytes.
+const char* skipAscii(const char* at, const char* end) noexcept
+{
+    constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+    for (; end - at >= 8; at += 8) {
+        std::uint64_t bytes = 0;
+        std::memcpy(&bytes, at, sizeof(bytes));
+        if ((bytes & kHighBits) != 0) {
+            break;
+        }
+    }
+    return at;
+}
+
+} // namespace
+
+std::string wideToUtf8(std::wstring_view text)
+{
+    try {
+        return conv::utf_to_utf<char>(text.data(), text.data() + text.size(), conv::stop);
+    } catch (const conv::conversion_error&) {
+        throw std::invalid_argument("The wide text holds a code point that Unicode does not have.");
+    }
+}
+
+std::wstring utf8ToWide(std::string_view text)
+{
+    try {
+        return conv::utf_to_utf<wchar_t>(text.data(), text.data() + text.size(), conv::stop);
+    } catch (const conv::conversion_error&) {
+        throw std::invalid_argument("The text is not valid UTF-8.");
+    }
+}
+
+bool isValidUtf8(std::string_view text) noexcept
+{
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while ((at = skipAscii(at, end)) != end) {
+        const auto point = utf::utf_traits<char>::decode(at, end);
+        if (point == utf::illegal || point == utf::incomplete) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string toLowerAscii(std::string text)
+{
+    for (char& c : text) {
+        c = toLowerAscii(c);
+    }
+    return text;
+}
+
+bool equalsIgnoreCaseAscii(std::string_view a, std::string_view b) noexcept
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return toLowerAscii(x) == toLowerAscii(y); });
+}
+
+} // namespace connector::common

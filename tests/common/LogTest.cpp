@@ -1,0 +1,107 @@
+#include "contract/common/Log.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+#include "tests/support/LogCapture.h"
+
+namespace {
+
+using connector::common::Level;
+using connector::common::Log;
+using connector::test::ScopedLogCapture;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+constexpr Log kLog("connector::test");
+
+std::string contentOf(const std::filesystem::path& file)
+{
+    std::ostringstream content;
+    content << std::ifstream(file).rdbuf();
+    return content.str();
+}
+
+TEST(Log, KeepsRecordsAtAndAboveTheLevel)
+{
+    const ScopedLogCapture capture(Level::Info);
+    for (const auto level : {Level::Trace, Level::Debug, Level::Info, Level::Error, Level::Off}) {
+        kLog.write(level, std::to_string(static_cast<int>(level)));
+    }
+    EXPECT_THAT(capture.texts("connector::test"), ElementsAre("2", "4"));
+    EXPECT_EQ(capture.records()[0].level, Level::Info);
+
+    Log::setLevel(Level::Off);
+    EXPECT_FALSE(kLog.enabled(Level::Error));
+    EXPECT_FALSE(kLog.enabled(Level::Off));
+}
+
+TEST(Log, EscapesControlCharactersAndKeepsUtf8)
+{
+    const ScopedLogCapture capture;
+    kLog.write(Level::Error, std::string_view("a\r\nb\x1B[2J\0\x7F\xC3\xA4 \xE2\x82\xAC \\", 18));
+    EXPECT_THAT(capture.texts("connector::test"),
+                ElementsAre("a\\x0D\\nb\\x1B[2J\\x00\\x7F\xC3\xA4 \xE2\x82\xAC \\"));
+}
+
+TEST(Log, WritesOneLineARecordToTheFile)
+{
+    const auto file = std::filesystem::temp_directory_path() /
+                      ("connector-log-" + std::to_string(::getpid()) + ".txt");
+    Log::logToFile(file);
+    std::thread other([] {
+        for (int i = 0; i < 100; ++i) {
+            kLog.write(Level::Error, "from the other thread");
+        }
+    });
+    for (int i = 0; i < 100; ++i) {
+        kLog.write(Level::Warning, "from this\nthread");
+    }
+    other.join();
+    Log::logToStandardError();
+    kLog.write(Level::Error, "not in the file");
+
+    std::istringstream lines(contentOf(file));
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_THAT(line, MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[.]"
+                                       "[0-9]{3}Z (warning .connector::test. from this\\\\nthread|"
+                                       "error .connector::test. from the other thread)"));
+    }
+    EXPECT_EQ(count, 200);
+    std::filesystem::remove(file);
+}
+
+TEST(Log, NamesTheFileThatItCannotOpen)
+{
+    EXPECT_THAT([] { Log::logToFile("/no/such/directory/x.log"); },
+                testing::ThrowsMessage<std::runtime_error>(
+                    "Cannot open the log file: /no/such/directory/x.log: "
+                    "No such file or directory"));
+    const ScopedLogCapture capture;
+    kLog.write(Level::Error, "still logged");
+    EXPECT_TRUE(capture.contains("still logged"));
+}
+
+TEST(Log, TakesRecordsToTheEndOfTheProcess)
+{
+    struct LogsWhenDestroyed
+    {
+        ~LogsWhenDestroyed() { kLog.write(Level::Error, "the very last"); }
+    };
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a fresh process, where nothing logged before
+    EXPECT_EXIT(
+        {
+            static const LogsWhenDestroyed oldest;
+            kLog.write(Level::Error, "the first");
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "the first\n.* error .connector::test. the very last\n");
+}
+
+} // namespace

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "contract/common/Log.h"
+
+namespace connector::test {
+
+struct LogRecord
+{
+    common::Level level;
+    std::string channel;
+    std::string text;
+};
+
+/// Collects the log records of all channels and threads while it lives, and sets the level
+/// meanwhile. Records still go to the log's own destination as well.
+class ScopedLogCapture
+{
+public:
+    explicit ScopedLogCapture(common::Level level = common::Level::Trace);
+    ~ScopedLogCapture();
+
+    ScopedLogCapture(const ScopedLogCapture&) = delete;
+    ScopedLogCapture& operator=(const ScopedLogCapture&) = delete;
+
+    std::vector<LogRecord> records() const;
+
+    /// The texts of one channel's records, in order.
+    std::vector<std::string> texts(const std::string& channel) const;
+
+    /// Whether some record's text holds @p part.
+    bool contains(const std::string& part) const;
+
+private:
+    struct Impl;
+
+    const common::Level previousLevel_;
+    const std::unique_ptr<Impl> impl_;
+};
+
+} // namespace connector::test
