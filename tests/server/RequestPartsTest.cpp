@@ -1,0 +1,62 @@
+#include "server/RequestParts.h"
+
+#include <utility>
+#include <vector>
+
+#include <Poco/Exception.h>
+#include <gtest/gtest.h>
+
+namespace connector::http {
+namespace {
+
+TEST(RequestParts, NormalisesPaths)
+{
+    const std::vector<std::pair<std::string, std::string>> table = {
+        {"", "/"},
+        {"a", "/a"},
+        {"*", "/*"},
+        {"/a/b/../c", "/a/c"},
+        {"/../x", "/x"},
+        {"/a/..", ""},
+        {"/a/../", "/"},
+        {"/a/b/../../../c", "/c"},
+        {"/..a/b", "/..a/b"},
+        {"/a/...", "/a/..."},
+        {"//../a", "/a"},
+        {"/a//../b", "/a/b"},
+        {"..", ""},
+    };
+    for (const auto& [path, expected] : table) {
+        EXPECT_EQ(normalisePath(path), expected) << path;
+    }
+}
+
+TEST(RequestParts, SplitsAndDecodesParameters)
+{
+    using Expected = StringMultimap;
+    const std::vector<std::pair<std::string, Expected>> table = {
+        {"", {}},
+        {"a=1&B=2&a=3", {{"a", "1"}, {"b", "2"}, {"a", "3"}}},
+        {"flag&empty=&=nameless", {{"flag", ""}, {"empty", ""}, {"", "nameless"}}},
+        {"x=a%26b%3Dc&y=1=2", {{"x", "a&b=c"}, {"y", "1=2"}}},
+        {"%41=%c3%bc+", {{"a", "\xC3\xBC+"}}},
+        {"&&a=b&", {{"a", "b"}}},
+    };
+    for (const auto& [query, expected] : table) {
+        EXPECT_EQ(parseParameters(query), expected) << query;
+    }
+    EXPECT_THROW(parseParameters("a=%zz"), Poco::Exception);
+}
+
+TEST(RequestParts, TellsLocalClients)
+{
+    for (const auto* local : {"127.0.0.1", "127.8.0.1", "::1", "::ffff:127.0.0.1"}) {
+        EXPECT_TRUE(isLocalAddress(Poco::Net::IPAddress(local))) << local;
+    }
+    for (const auto* remote : {"10.0.0.1", "::ffff:10.0.0.1", "::ffff:127.0.0.2", "fe80::1"}) {
+        EXPECT_FALSE(isLocalAddress(Poco::Net::IPAddress(remote))) << remote;
+    }
+}
+
+} // namespace
+} // namespace connector::http
