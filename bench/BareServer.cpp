@@ -15,6 +15,7 @@
 #include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/ThreadPool.h>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <iostream>
