@@ -5,9 +5,18 @@
 
 #include <boost/thread/lock_types.hpp>
 
+#include "contract/common/Log.h"
 #include "contract/http/PathStartsWith.h"
 
 namespace connector::http {
+
+namespace {
+
+using common::Level;
+
+constexpr common::Log kLog("connector::http::router");
+
+} // namespace
 
 HttpRouterImpl::HttpRouterImpl(std::vector<std::pair<std::string, Address>>&& routes)
     : routes_(std::move(routes))
@@ -36,7 +45,11 @@ Address HttpRouterImpl::findAddress(const std::string& path)
     const boost::shared_lock lock(mutex_);
     const auto found = std::ranges::find_if(
         routes_, [&path](const auto& route) { return pathStartsWith(path, route.first); });
-    return found == routes_.end() ? Address() : found->second;
+    auto address = found == routes_.end() ? Address() : found->second;
+    if (kLog.enabled(Level::Trace)) {
+        kLog.write(Level::Trace, "Found address for path: " + path + ", to: " + address.toString());
+    }
+    return address;
 }
 
 std::vector<std::pair<std::string, Address>> HttpRouterImpl::listRoutes()
