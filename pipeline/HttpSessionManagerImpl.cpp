@@ -1,0 +1,264 @@
+#include "pipeline/HttpSessionManagerImpl.h"
+
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+
+#include "contract/common/Log.h"
+#include "contract/common/RandomString.h"
+#include "contract/common/Tick.h"
+#include "contract/streams/CachedValuePublisher.h"
+#include "pipeline/SessionTable.h"
+
+namespace connector::http {
+
+namespace {
+
+using Kind = LifecycleEvent::Kind;
+using LifecyclePublisher =
+    reactive_streams::CachedValuePublisher<LifecycleEvent, std::function<void()>>;
+
+constexpr unsigned char kSessionIdLength = 16;
+constexpr long long kSessionTimeoutTicks = 6000;
+constexpr long long kSweepPeriodTicks = 600;
+
+/// How many sessions the sweep deletes before it lets others have the mutex.
+constexpr std::size_t kSweepBatch = 64;
+
+constexpr common::Log kLog("connector::http");
+
+std::string generateSessionId()
+{
+    return common::randomString(kSessionIdLength);
+}
+
+long long expiryOfUseNow()
+{
+    return common::getCurrentTick() + kSessionTimeoutTicks;
+}
+
+} // namespace
+
+/// All that the mutex guards, and what is done under it. An operation called `do...` is called with
+/// the lock held and returns with it held; it lets go of it around the dispatch of an event.
+///
+/// No context is destroyed with the lock held, since its destructor may be anybody's: what an
+/// operation displaces goes to its caller, whose locals outlive the lock.
+class HttpSessionManagerImpl::State
+{
+public:
+    using Lock = std::unique_lock<std::mutex>;
+    using ContextPtr = std::shared_ptr<Context>;
+
+    std::string doCreateSession(Lock& lock, const ContextPtr& context, ContextPtr& displaced);
+
+    /// @throws std::runtime_error "No such session."
+    ContextPtr doGetSession(Lock& lock, const std::string& id, ContextPtr& displaced);
+
+    /// @return the context of the session, null if it was gone already.
+    ContextPtr doDeleteSession(Lock& lock, const std::string& id);
+
+    /// Renews the session and makes its context the last used one.
+    void doUse(Lock& lock, SessionTable::Session& session, ContextPtr& displaced);
+
+    /// Hands the event to the lifecycle's subscriber, with the lock released. The caller asks
+    /// first whether there is a lifecycle to follow, so that nobody builds an event in vain.
+    void doEventDispatch(Lock& lock, LifecycleEvent&& event) const;
+
+    /// Deletes the sessions that expired before @p tick.
+    void sweepSession(long long tick);
+
+    std::mutex mutex; ///< Guards all below.
+    SessionTable sessions;
+    std::shared_ptr<LifecyclePublisher> lifecycle; ///< Null until it is asked for.
+    ContextPtr lastUsedSession;
+};
+
+std::string HttpSessionManagerImpl::State::doCreateSession(Lock& lock, const ContextPtr& context,
+                                                           ContextPtr& displaced)
+{
+    std::string id;
+    do {
+        id = generateSessionId();
+    } while (!sessions.insert(id, context, expiryOfUseNow()));
+    context->setAttribute("sessionId", id);
+    displaced = std::exchange(lastUsedSession, context);
+    if (lifecycle != nullptr) {
+        doEventDispatch(lock, {Kind::Created, id, context});
+    }
+    return id;
+}
+
+HttpSessionManagerImpl::State::ContextPtr
+HttpSessionManagerImpl::State::doGetSession(Lock& lock, const std::string& id,
+                                            ContextPtr& displaced)
+{
+    auto* session = sessions.find(id);
+    if (session == nullptr) {
+        throw std::runtime_error("No such session.");
+    }
+    doUse(lock, *session, displaced);
+    return session->context;
+}
+
+HttpSessionManagerImpl::State::ContextPtr
+HttpSessionManagerImpl::State::doDeleteSession(Lock& lock, const std::string& id)
+{
+    auto removed = sessions.remove(id);
+    if (removed.empty()) {
+        return nullptr;
+    }
+    auto context = std::move(removed.mapped().context);
+    if (lifecycle != nullptr) {
+        doEventDispatch(lock, {Kind::Removed, std::move(removed.key()), context});
+    }
+    return context;
+}
+
+void HttpSessionManagerImpl::State::doUse(Lock& /*lock*/, SessionTable::Session& session,
+                                          ContextPtr& displaced)
+{
+    sessions.renew(session, expiryOfUseNow());
+    displaced = std::exchange(lastUsedSession, session.context);
+}
+
+void HttpSessionManagerImpl::State::doEventDispatch(Lock& lock, LifecycleEvent&& event) const
+{
+    auto publisher = lifecycle;
+    lock.unlock();
+    try {
+        publisher->publish(std::move(event));
+    } catch (...) {
+        kLog.write(common::Level::Error, "Caught exception in http session lifecycle publisher.");
+    }
+    publisher.reset(); // perhaps the last owner of an event, and of the context in it
+    lock.lock();
+}
+
+void HttpSessionManagerImpl::State::sweepSession(long long tick)
+{
+    std::vector<ContextPtr> removed;
+    removed.reserve(kSweepBatch);
+    do {
+        removed.clear();
+        Lock lock(mutex);
+        const std::string* id = nullptr;
+        while (removed.size() < kSweepBatch && (id = sessions.expiredBefore(tick)) != nullptr) {
+            removed.push_back(doDeleteSession(lock, *id));
+        }
+    } while (removed.size() == kSweepBatch);
+}
+
+HttpSessionManagerImpl::HttpSessionManagerImpl()
+    : state_(std::make_shared<State>()), sweep_(common::periodic(
+                                             [weakState = std::weak_ptr(state_)](long long tick) {
+                                                 if (const auto state = weakState.lock()) {
+                                                     state->sweepSession(tick);
+                                                 }
+                                             },
+                                             kSweepPeriodTicks))
+{}
+
+HttpSessionManagerImpl::~HttpSessionManagerImpl() = default;
+
+std::shared_ptr<reactive_streams::PublisherAPI<LifecycleEvent>>
+HttpSessionManagerImpl::createSessionLifecyclePublisher()
+{
+    const State::Lock lock(state_->mutex);
+    if (state_->lifecycle == nullptr) {
+        state_->lifecycle =
+            std::make_shared<LifecyclePublisher>([weakState = std::weak_ptr(state_)] {
+                const auto state = weakState.lock();
+                if (state == nullptr) {
+                    return;
+                }
+                std::shared_ptr<LifecyclePublisher> ended; // dropped after the lock
+                const State::Lock endLock(state->mutex);
+                ended.swap(state->lifecycle);
+            });
+    }
+    return state_->lifecycle;
+}
+
+std::tuple<std::string, std::shared_ptr<Context>, bool>
+HttpSessionManagerImpl::getOrCreateSession(const std::vector<std::string>& ids,
+                                           std::shared_ptr<Context> context)
+{
+    std::shared_ptr<Context> displaced;
+    State::Lock lock(state_->mutex);
+    for (const auto& id : ids) {
+        if (auto* session = state_->sessions.find(id)) {
+            state_->doUse(lock, *session, displaced);
+            return {id, session->context, true};
+        }
+    }
+    auto id = state_->doCreateSession(lock, context, displaced);
+    return {std::move(id), std::move(context), false};
+}
+
+std::tuple<std::string, std::shared_ptr<Context>, bool>
+HttpSessionManagerImpl::getOrCreateSession(const std::string& id, std::shared_ptr<Context> context)
+{
+    return getOrCreateSession(std::vector<std::string>{id}, std::move(context));
+}
+
+std::string HttpSessionManagerImpl::createSession(std::shared_ptr<Context> context)
+{
+    std::shared_ptr<Context> displaced;
+    State::Lock lock(state_->mutex);
+    return state_->doCreateSession(lock, context, displaced);
+}
+
+std::shared_ptr<Context> HttpSessionManagerImpl::getSession(const std::string& id)
+{
+    std::shared_ptr<Context> displaced;
+    State::Lock lock(state_->mutex);
+    return state_->doGetSession(lock, id, displaced);
+}
+
+void HttpSessionManagerImpl::updateSession(const std::string& id, std::shared_ptr<Context> context)
+{
+    std::shared_ptr<Context> displaced;
+    State::Lock lock(state_->mutex);
+    auto* session = state_->sessions.find(id);
+    if (session == nullptr) {
+        return;
+    }
+    session->context.swap(context);
+    state_->doUse(lock, *session, displaced);
+    if (state_->lifecycle != nullptr) {
+        state_->doEventDispatch(lock, {Kind::Updated, id, session->context});
+    }
+}
+
+void HttpSessionManagerImpl::deleteSession(const std::string& id)
+{
+    std::shared_ptr<Context> removed;
+    State::Lock lock(state_->mutex);
+    removed = state_->doDeleteSession(lock, id);
+}
+
+std::unordered_map<std::string, std::shared_ptr<Context>> HttpSessionManagerImpl::listSessions()
+{
+    std::unordered_map<std::string, std::shared_ptr<Context>> list;
+    const State::Lock lock(state_->mutex);
+    list.reserve(state_->sessions.sessions().size());
+    for (const auto& [id, session] : state_->sessions.sessions()) {
+        list.emplace(id, session.context);
+    }
+    return list;
+}
+
+std::shared_ptr<Context> HttpSessionManagerImpl::getLastUsedSession()
+{
+    const State::Lock lock(state_->mutex);
+    return state_->lastUsedSession;
+}
+
+std::shared_ptr<HttpSessionManager> HttpSessionManagerImpl::getPtr()
+{
+    return shared_from_this();
+}
+
+} // namespace connector::http
