@@ -83,7 +83,6 @@ TEST_F(PocoHttpServerTest, StartsStopsAndStartsAgain)
     EXPECT_EQ(server_->getPort(), port);
     EXPECT_EQ(get().body, "hello");
     EXPECT_EQ(server_->getTotalRequests(), 1U) << "the server's own probe is not counted";
-    EXPECT_EQ(server_->getActiveRequests(), 0U);
     EXPECT_THROW(server_->setPort(1), std::runtime_error);
     EXPECT_THROW(server_->setSocketAddress("x"), std::runtime_error);
 
