@@ -1,10 +1,9 @@
 #include "contract/platform/ReadableFile.h"
 
 #include <cerrno>
-#include <utility>
-
 #include <fcntl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace connector::filesystem {
 
