@@ -38,7 +38,7 @@ constexpr Poco::Timespan::TimeDiff kAvailabilityTimeoutUs = 10000;
 constexpr std::chrono::milliseconds kDrainStep{2};
 
 /// The server whose request this thread serves.
-thread_local const PocoHttpServer* servedServer = nullptr;
+thread_local PocoHttpServer* servedServer = nullptr;
 
 Poco::Timespan toTimespan(std::chrono::microseconds duration)
 {
@@ -334,6 +334,11 @@ void PocoHttpServer::doServerStop()
     }
     stopSource.request_stop();
     endListener();
+}
+
+std::stop_token PocoHttpServer::currentStopToken()
+{
+    return servedServer == nullptr ? std::stop_token() : servedServer->getStopToken();
 }
 
 std::stop_token PocoHttpServer::getStopToken()

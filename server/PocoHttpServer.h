@@ -79,6 +79,10 @@ public:
     void setCertLocation(const std::wstring& certLocation) override;
     std::wstring getCertLocation() override;
 
+    /// The stop token of the server whose request the calling thread serves: for those who block in
+    /// a request that they do not see. On any other thread a token that is never stopped.
+    static std::stop_token currentStopToken();
+
     /// Requests in progress.
     std::uint16_t getActiveRequests();
     /// Requests accepted since construction; the server's own probes are not counted.
@@ -125,7 +129,7 @@ private:
 
     private:
         PocoHttpServer& server_;
-        const PocoHttpServer* const outer_;
+        PocoHttpServer* const outer_;
     };
 
     const std::shared_ptr<Connector>& getConnector() const { return connector_; }

@@ -58,8 +58,8 @@ protected:
     void cancel() { subscriber_->subscription->cancel(); }
 
     Case case_;
-    std::shared_ptr<testsupport::RecordingSubscriber<int>> subscriber_ =
-        std::make_shared<testsupport::RecordingSubscriber<int>>();
+    std::shared_ptr<test::RecordingSubscriber<int>> subscriber_ =
+        std::make_shared<test::RecordingSubscriber<int>>();
 };
 
 using Cases = testing::Types<OneShotCase, CachedValueCase, TransformCase>;
@@ -97,7 +97,7 @@ TYPED_TEST(PublisherConformance, IsSilentOnceCancelled)
     for (const auto early : {true, false}) {
         SCOPED_TRACE(early ? "before any item" : "from within the first item");
         this->case_ = TypeParam();
-        this->subscriber_ = std::make_shared<testsupport::RecordingSubscriber<int>>();
+        this->subscriber_ = std::make_shared<test::RecordingSubscriber<int>>();
         this->subscriber_->onItem = [this] { this->cancel(); };
         this->subscribe();
         if (early) {
@@ -125,7 +125,7 @@ TEST(CachedValuePublisherTest, KeepsTheLatestValueForOneThatHasNotAsked)
 {
     int cancellations = 0;
     CachedValuePublisher<int, std::function<void()>> publisher([&] { ++cancellations; });
-    const auto subscriber = std::make_shared<testsupport::RecordingSubscriber<int>>();
+    const auto subscriber = std::make_shared<test::RecordingSubscriber<int>>();
     publisher.subscribe(subscriber);
     publisher.publish(1);
     publisher.publish(2);
@@ -145,7 +145,7 @@ TEST(TransformProcessorTest, PassesFailureDownAndCancellationUpWhicheverSideCome
     const auto copy = [](int&& item) { return item; };
     const auto processor = std::make_shared<TransformProcessor<int, int>>(copy);
     processor->onError(std::make_exception_ptr(std::range_error("upstream")));
-    const auto subscriber = std::make_shared<testsupport::RecordingSubscriber<int>>();
+    const auto subscriber = std::make_shared<test::RecordingSubscriber<int>>();
     processor->subscribe(subscriber);
     EXPECT_NE(subscriber->failure, nullptr);
     EXPECT_EQ(subscriber->completions, 0);
@@ -153,7 +153,7 @@ TEST(TransformProcessorTest, PassesFailureDownAndCancellationUpWhicheverSideCome
     int cancellations = 0;
     CachedValuePublisher<int, std::function<void()>> upstream([&] { ++cancellations; });
     const auto cancelled = std::make_shared<TransformProcessor<int, int>>(copy);
-    const auto impatient = std::make_shared<testsupport::RecordingSubscriber<int>>();
+    const auto impatient = std::make_shared<test::RecordingSubscriber<int>>();
     cancelled->subscribe(impatient);
     impatient->subscription->cancel();
     upstream.subscribe(cancelled);

@@ -6,7 +6,7 @@
 
 #include "contract/streams/Streams.h"
 
-namespace connector::testsupport {
+namespace connector::test {
 
 /// Writes down what a publisher calls; asks for nothing by itself. For one thread.
 template <typename T>
@@ -34,4 +34,4 @@ public:
     std::function<void()> onItem;
 };
 
-} // namespace connector::testsupport
+} // namespace connector::test

@@ -1,0 +1,203 @@
+#include <algorithm>
+#include <functional>
+#include <gtest/gtest.h>
+#include <latch>
+#include <thread>
+
+#include "contract/http/HttpServiceProvider.h"
+#include "contract/http/MakeHttpResponse.h"
+#include "contract/messaging/LocalConnector.h"
+#include "manager/HttpManagerServiceProviderImpl.h"
+#include "server/PocoHttpServer.h"
+#include "tests/support/RawClient.h"
+
+namespace connector::http {
+namespace {
+
+using connector::test::findFreePort;
+using connector::test::makeRequest;
+
+/// What requests to the managed servers reach.
+class FunctionProvider final : public HttpServiceProvider
+{
+public:
+    Future<std::unique_ptr<Message>> handle(std::unique_ptr<HttpRequest>&& request, Address&&,
+                                            std::shared_ptr<Context>&&) override
+    {
+        return makeReadyHttpResponse(200, function(request->path));
+    }
+
+    std::function<std::string(const std::string&)> function;
+};
+
+class HttpManagerServiceProviderTest : public testing::Test
+{
+protected:
+    HttpManagerServiceProviderTest()
+    {
+        bus_->registerProvider("manager", std::make_shared<HttpManagerServiceProviderImpl>(bus_));
+        bus_->registerProvider("app", app_);
+    }
+
+    std::unique_ptr<Message> ask(std::unique_ptr<Message> message)
+    {
+        return bus_->createContext()->send(std::move(message), "manager").get();
+    }
+
+    std::string failureOf(std::unique_ptr<Message> message)
+    {
+        try {
+            ask(std::move(message));
+            return "";
+        } catch (const std::exception& failure) {
+            return failure.what();
+        }
+    }
+
+    void create(const std::string& name, ServerType type = ServerType::HTTP)
+    {
+        const auto reply = ask(std::make_unique<CreateHttpServer>(
+            name, Address("app"), findFreePort(), "any", type, L""));
+        EXPECT_NE(messageAs<Message>(reply), nullptr) << "a plain acknowledgement";
+    }
+
+    template <typename M, typename... Arguments>
+    HttpServerStatusResponse& status(Arguments&&... arguments)
+    {
+        last_ = ask(std::make_unique<M>(std::forward<Arguments>(arguments)...));
+        return dynamic_cast<HttpServerStatusResponse&>(*last_);
+    }
+
+    std::uint16_t start(const std::string& name) { return status<StartHttpServer>(name).port; }
+
+    std::shared_ptr<LocalConnector> bus_ = std::make_shared<LocalConnector>();
+    std::shared_ptr<FunctionProvider> app_ = std::make_shared<FunctionProvider>();
+    std::unique_ptr<Message> last_;
+};
+
+TEST_F(HttpManagerServiceProviderTest, AServerLivesFromCreateToDestroy)
+{
+    app_->function = [](const std::string& path) { return "at " + path; };
+    create("main");
+    auto& created = status<GetHttpServerStatus>("main");
+    EXPECT_FALSE(created.started || created.running);
+    EXPECT_EQ(created.address, Address("app"));
+    EXPECT_EQ(created.protocol, "http");
+    EXPECT_EQ(created.socketAddress, "any");
+    EXPECT_FALSE(created.dnsName.empty() || created.routableAddress.empty());
+    const auto configured = created.port;
+
+    const auto port = start("main");
+    EXPECT_EQ(port, configured);
+    EXPECT_TRUE(status<StartHttpServer>("main").running) << "starting again changes nothing";
+    EXPECT_EQ(test::exchange(port, makeRequest("GET", "/x")).body, "at /x");
+    EXPECT_EQ(status<SetHttpServerPort>("main", std::uint16_t{1}).port, port);
+    EXPECT_EQ(status<SetHttpServerAddress>("main", Address("other")).address, Address("app"));
+    EXPECT_NE(status<SetHttpServerSocketAddress>("main", "other").socketAddress, "other");
+
+    EXPECT_FALSE(status<StopHttpServer>("main").started);
+    EXPECT_EQ(start("main"), port);
+    const auto destroyed = ask(std::make_unique<DestroyHttpServer>("main"));
+    EXPECT_NE(messageAs<Message>(destroyed), nullptr);
+    EXPECT_THROW(test::exchange(port, makeRequest("GET", "/")), std::runtime_error);
+    create("main");
+}
+
+TEST_F(HttpManagerServiceProviderTest, ListsTheNamesOfAllServers)
+{
+    const auto names = [this] {
+        const auto reply = ask(std::make_unique<ListHttpServers>());
+        auto listed = dynamic_cast<ListHttpServersResponse&>(*reply).serverNames;
+        std::ranges::sort(listed);
+        return listed;
+    };
+    EXPECT_TRUE(names().empty());
+    create("b");
+    create("a");
+    EXPECT_EQ(names(), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(HttpManagerServiceProviderTest, RefusesWithItsTexts)
+{
+    const std::string unknown = "No server with the specified name exists.";
+    EXPECT_EQ(failureOf(std::make_unique<StartHttpServer>("main")), unknown);
+    EXPECT_EQ(failureOf(std::make_unique<StopHttpServer>("main")), unknown);
+    EXPECT_EQ(failureOf(std::make_unique<GetHttpServerStatus>("main")), unknown);
+    EXPECT_EQ(failureOf(std::make_unique<SetHttpServerAddress>("main", "a")), unknown);
+    EXPECT_EQ(failureOf(std::make_unique<SetHttpServerPort>("main", std::uint16_t{1})), unknown);
+    EXPECT_EQ(failureOf(std::make_unique<SetHttpServerSocketAddress>("main", "a")), unknown);
+    EXPECT_EQ(failureOf(std::make_unique<DestroyHttpServer>("main")), unknown);
+
+    const auto createAs = [](ServerType type) {
+        return std::make_unique<CreateHttpServer>("main", Address("b"), std::uint16_t{1}, "", type,
+                                                  L"");
+    };
+    const auto strange = static_cast<ServerType>(2);
+    EXPECT_EQ(failureOf(createAs(strange)), "Unknown server type.");
+    EXPECT_EQ(failureOf(std::make_unique<GetHttpServerStatus>("main")), unknown);
+    create("main");
+    EXPECT_EQ(failureOf(createAs(strange)), "Server with the specified name already exists.");
+    EXPECT_EQ(status<GetHttpServerStatus>("main").address, Address("app"));
+}
+
+TEST_F(HttpManagerServiceProviderTest, ARequestCanNotStopTheServerThatCarriesIt)
+{
+    app_->function = [this](const std::string& path) {
+        return path == "/stop" ? failureOf(std::make_unique<StopHttpServer>("main"))
+                               : failureOf(std::make_unique<DestroyHttpServer>("main"));
+    };
+    create("main");
+    const auto port = start("main");
+    for (const auto* path : {"/stop", "/destroy"}) {
+        EXPECT_EQ(test::exchange(port, makeRequest("GET", path)).body,
+                  "A server can not be stopped from one of its own requests.");
+    }
+    EXPECT_TRUE(status<GetHttpServerStatus>("main").running);
+}
+
+TEST_F(HttpManagerServiceProviderTest, RequestsOfTwoServersCanStopEachOthersServer)
+{
+    std::latch bothInside(2);
+    std::string outcomes[2];
+    app_->function = [&](const std::string& path) {
+        bothInside.arrive_and_wait();
+        const auto victim = path.substr(1);
+        return outcomes[victim == "a"] = failureOf(std::make_unique<StopHttpServer>(victim));
+    };
+    create("a");
+    create("b");
+    test::RawClient toA(start("a"));
+    test::RawClient toB(start("b"));
+    toA.send(makeRequest("GET", "/b"));
+    toB.send(makeRequest("GET", "/a"));
+    bothInside.wait();
+    ask(std::make_unique<StopHttpServer>("a"));
+    ask(std::make_unique<StopHttpServer>("b"));
+    std::ranges::sort(outcomes);
+    EXPECT_EQ(outcomes[1], "The server of this request is being stopped.");
+}
+
+TEST_F(HttpManagerServiceProviderTest, AStopDoesNotWaitForARequestThatWaitsForTheManager)
+{
+    std::latch inside(1);
+    std::string answer;
+    app_->function = [&](const std::string&) {
+        inside.count_down();
+        const auto stopToken = PocoHttpServer::currentStopToken();
+        while (!stopToken.stop_requested()) {
+            std::this_thread::yield();
+        }
+        answer = failureOf(std::make_unique<ListHttpServers>()); // the stop holds the turn
+        return answer;
+    };
+    create("main");
+    const auto port = start("main");
+    test::RawClient client(port);
+    client.send(makeRequest("GET", "/"));
+    inside.wait();
+    EXPECT_FALSE(status<StopHttpServer>("main").started);
+    EXPECT_EQ(answer, "The server of this request is being stopped.");
+}
+
+} // namespace
+} // namespace connector::http
