@@ -5,7 +5,6 @@
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPServer.h>
-#include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/HostEntry.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
@@ -24,6 +23,7 @@
 #include "server/PocoRequestHandlerFactory.h"
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
+#include "server/ServerParameters.h"
 
 namespace connector::http {
 
@@ -31,7 +31,6 @@ namespace {
 
 using common::Level;
 
-constexpr const char* kSoftwareVersion = "KORVELConnector/1.0";
 /// How long the availability check waits for somebody to accept.
 constexpr Poco::Timespan::TimeDiff kAvailabilityTimeoutUs = 10000;
 /// Pause between two looks at the threads that a stop waits for.
@@ -39,23 +38,6 @@ constexpr std::chrono::milliseconds kDrainStep{2};
 
 /// The server whose request this thread serves.
 thread_local PocoHttpServer* servedServer = nullptr;
-
-Poco::Timespan toTimespan(std::chrono::microseconds duration)
-{
-    return {duration.count() / 1000000, duration.count() % 1000000};
-}
-
-Poco::Net::HTTPServerParams::Ptr makeParameters()
-{
-    Poco::Net::HTTPServerParams::Ptr parameters(new Poco::Net::HTTPServerParams);
-    parameters->setSoftwareVersion(kSoftwareVersion);
-    parameters->setKeepAlive(true);
-    parameters->setMaxThreads(kMaxThreads);
-    parameters->setTimeout(toTimespan(kClientTimeout));
-    parameters->setKeepAliveTimeout(toTimespan(kKeepAliveTimeout));
-    parameters->setThreadIdleTime(toTimespan(kDispatcherIdleTime));
-    return parameters;
-}
 
 } // namespace
 
@@ -376,7 +358,7 @@ bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned 
     httpServer_.reset();
     serverSocket_ = createServerSocket(port);
     httpServer_ = std::make_unique<Poco::Net::HTTPServer>(
-        new PocoRequestHandlerFactory(*this), *threadPool_, *serverSocket_, makeParameters());
+        new PocoRequestHandlerFactory(*this), *threadPool_, *serverSocket_, makeServerParameters());
     httpServer_->start();
     stateLock.unlock();
     const auto answers = waitForRunning(port);

@@ -1,0 +1,30 @@
+#include "server/ServerParameters.h"
+
+#include "server/ServerLimits.h"
+
+namespace connector::http {
+
+namespace {
+
+constexpr const char* kSoftwareVersion = "KORVELConnector/1.0";
+
+} // namespace
+
+Poco::Timespan toTimespan(std::chrono::microseconds duration)
+{
+    return {duration.count() / 1000000, duration.count() % 1000000};
+}
+
+Poco::Net::HTTPServerParams::Ptr makeServerParameters()
+{
+    Poco::Net::HTTPServerParams::Ptr parameters(new Poco::Net::HTTPServerParams);
+    parameters->setSoftwareVersion(kSoftwareVersion);
+    parameters->setKeepAlive(true);
+    parameters->setMaxThreads(kMaxThreads);
+    parameters->setTimeout(toTimespan(kClientTimeout));
+    parameters->setKeepAliveTimeout(toTimespan(kKeepAliveTimeout));
+    parameters->setThreadIdleTime(toTimespan(kDispatcherIdleTime));
+    return parameters;
+}
+
+} // namespace connector::http
