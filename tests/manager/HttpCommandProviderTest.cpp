@@ -1,0 +1,87 @@
+#include "manager/HttpCommandProvider.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+
+#include "contract/http/HttpManagerMessages.h"
+#include "contract/messaging/LocalConnector.h"
+
+namespace connector::http {
+namespace {
+
+/// Stands in for the manager: writes the messages down and answers as told.
+class FakeManager final : public ServiceProvider
+{
+public:
+    Future<std::unique_ptr<Message>> deliver(std::unique_ptr<Message>&& message, Address&&,
+                                             std::shared_ptr<Context>&&) override
+    {
+        if (const auto* create = messageAs<CreateHttpServer>(message)) {
+            log += "create " + create->name + " " + create->address.toString() + " " +
+                   std::to_string(create->port) + " " +
+                   std::to_string(static_cast<int>(create->serverType)) + "\n";
+        }
+        std::unique_ptr<Message> reply;
+        if (const auto* start = messageAs<StartHttpServer>(message)) {
+            log += "start " + start->name + "\n";
+            const auto isMain = start->name == "main";
+            reply = std::make_unique<HttpServerStatusResponse>(
+                start->name, Address(), "", "", "", "", std::uint16_t(isMain ? 1111 : 2222),
+                ServerType::HTTP, true, true);
+        }
+        if (messageAs<ListHttpServers>(message) != nullptr) {
+            reply = std::make_unique<ListHttpServersResponse>(std::vector<std::string>{"b", "a"});
+        }
+        if (reply == nullptr || confused) {
+            reply = std::make_unique<Message>();
+        }
+        if (refuses) {
+            throw std::invalid_argument("refused");
+        }
+        return makeReadyFuture(std::move(reply));
+    }
+
+    std::string log;
+    bool confused = false;
+    bool refuses = false;
+};
+
+TEST(HttpCommandProviderTest, DrivesTheManagerWhileItLives)
+{
+    const auto bus = std::make_shared<LocalConnector>();
+    const auto manager = std::make_shared<FakeManager>();
+    bus->registerProvider("the/manager", manager);
+    const auto administration = std::make_shared<administration::Administration>();
+    {
+        const HttpCommandProvider commands(bus, administration, "the/manager");
+        EXPECT_EQ(
+            administration->listCommands(),
+            (std::vector<administration::Command>{
+                {"connector.http.defaultServers", "Create and start the default set of servers."},
+                {"connector.http.listNetworkInterfaces",
+                 "List all network interfaces available on the machine."},
+                {"connector.http.listServers",
+                 "List all the HTTP servers managed by the Http Manager."}}));
+        const auto run = [&](const char* command) { return administration->runCommand(command); };
+        EXPECT_EQ(run("connector.http.listServers"), "b\na\n");
+        EXPECT_EQ(run("connector.http.defaultServers"),
+                  "Default set of HTTP servers started. HTTP: 1111, HTTPS: 2222");
+        EXPECT_EQ(manager->log, "create main connector/http/router 31415 0\n"
+                                "create secure connector/http/router 31515 1\n"
+                                "start main\n"
+                                "start secure\n");
+        EXPECT_NE(run("connector.http.listNetworkInterfaces").find("127.0.0.1"), std::string::npos);
+        for (const auto* command :
+             {"connector.http.listServers", "connector.http.defaultServers"}) {
+            manager->confused = true;
+            EXPECT_EQ(run(command), "Failure to convert the response message!");
+            manager->refuses = true;
+            EXPECT_THROW(run(command), std::invalid_argument);
+            manager->refuses = false;
+        }
+    }
+    EXPECT_TRUE(administration->listCommands().empty());
+}
+
+} // namespace
+} // namespace connector::http
