@@ -6,17 +6,20 @@ set -eu
 
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 
-# Tells whether the arguments name a directory to serve (or leave the host nothing to serve), reading
-# them as the host does: these options take a value, as the next argument or after "=".
+# Tells whether the arguments leave no place for examples/site: they name a directory, take the root
+# route or only ask for a text. They are read as the host reads them: an option's value is the next
+# argument or follows "=".
 names_directory() {
     while [ $# -gt 0 ]; do
         case "$1" in
             --content | --content=* | --cached-content | --cached-content=*) return 0 ;;
             --help | -h | --version) return 0 ;;
-            --port | --constant | --set | --log-level | --log-file)
+            --constant=/=*) return 0 ;;
+            --constant)
+                case "${2:-}" in /=*) return 0 ;; esac
                 shift
-                [ $# -gt 0 ] || return 0
                 ;;
+            --port | --set | --log-level | --log-file) shift ;;
             --)
                 [ $# -gt 1 ]
                 return
@@ -24,7 +27,7 @@ names_directory() {
             -?*) ;;
             *) return 0 ;;
         esac
-        shift
+        [ $# -eq 0 ] || shift
     done
     return 1
 }
