@@ -17,6 +17,8 @@ namespace connector::json {
                                                    const std::string& key,
                                                    const std::string& defaultValue = "");
 
+/// Never fails by POCO's rules: 0, empty objects and arrays, "", "0" and "false" are false, all
+/// else is true.
 [[nodiscard]] CONNECTOR_API bool readBool(const Poco::JSON::Object::Ptr& object,
                                           const std::string& key, bool defaultValue);
 
