@@ -36,8 +36,9 @@ namespace connector::http {
 /// - A handler that waits for its turn on a request's thread gives up once that request's server is
 ///   being stopped: std::runtime_error "The server of this request is being stopped.".
 ///
-/// Before the provider is destroyed its servers are to be stopped: a request that is in flight
-/// could otherwise be the last to let go of the provider, and of its own server with it.
+/// The end: stop the servers first, then unregister the provider. While it is registered it and its
+/// connector hold each other, and a request that is in flight could be the last to let go of the
+/// provider, and of its own server with it.
 class CONNECTOR_API HttpManagerServiceProviderImpl final : public HttpManagerServiceProvider
 {
 public:

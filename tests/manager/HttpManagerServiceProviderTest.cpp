@@ -35,9 +35,11 @@ class HttpManagerServiceProviderTest : public testing::Test
 protected:
     HttpManagerServiceProviderTest()
     {
-        bus_->registerProvider("manager", std::make_shared<HttpManagerServiceProviderImpl>(bus_));
+        bus_->registerProvider("manager", manager_);
         bus_->registerProvider("app", app_);
     }
+
+    ~HttpManagerServiceProviderTest() override { bus_->unregisterProvider("manager", manager_); }
 
     std::unique_ptr<Message> ask(std::unique_ptr<Message> message)
     {
@@ -71,6 +73,8 @@ protected:
     std::uint16_t start(const std::string& name) { return status<StartHttpServer>(name).port; }
 
     std::shared_ptr<LocalConnector> bus_ = std::make_shared<LocalConnector>();
+    std::shared_ptr<ServiceProvider> manager_ =
+        std::make_shared<HttpManagerServiceProviderImpl>(bus_);
     std::shared_ptr<FunctionProvider> app_ = std::make_shared<FunctionProvider>();
     std::unique_ptr<Message> last_;
 };
