@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+#include "server/tls/OpenSslPtr.h"
+
+namespace connector::http {
+
+/// What a secure server identifies itself by: a private key and the certificate of it.
+struct ServerIdentity
+{
+    OpenSslPtr<EVP_PKEY> key;
+    OpenSslPtr<X509> certificate;
+};
+
+/// Where the private key of a certificate lies: "korvelPkey.p12" in the directory of the
+/// certificate's file, empty if no certificate location is set.
+std::wstring privateKeyLocation(const std::wstring& certLocation);
+
+/// The identity in the files, if both are there, can be read and belong together; they stay as they
+/// are. Else a new one, which replaces both files if they can be written and is used all the same
+/// if they cannot. The log says why, and what was not written. Blocks for the disk, and some 100 ms
+/// for a new key.
+///
+/// @param certLocation the certificate's file; empty means that every call makes a new identity and
+///        no file is read or written.
+/// @throws std::runtime_error those of certutils, when there is no key or certificate to be made.
+ServerIdentity loadOrMakeServerIdentity(const std::wstring& certLocation);
+
+} // namespace connector::http

@@ -1,0 +1,122 @@
+#include "server/tls/ServerIdentity.h"
+
+#include <fstream>
+#include <gmock/gmock.h>
+#include <iterator>
+#include <unistd.h>
+
+#include "server/tls/ReplaceFile.h"
+#include "server/tls/certutils.h"
+#include "tests/server/tls/RunProgram.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace connector::http {
+namespace {
+
+using testing::IsEmpty;
+
+std::string contentOf(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class ServerIdentityTest : public testing::Test
+{
+protected:
+    ServerIdentity load() { return loadOrMakeServerIdentity(certificate_.wstring()); }
+
+    const test::TemporaryDirectory directory_;
+    const std::filesystem::path certificate_ = directory_.path() / "certificate.pem";
+    const std::filesystem::path key_ = directory_.path() / "korvelPkey.p12";
+};
+
+TEST_F(ServerIdentityTest, PairInTheFilesIsKept)
+{
+    const auto made = load();
+    const auto files = contentOf(certificate_) + contentOf(key_);
+
+    const test::ScopedLogCapture log;
+    const auto kept = load();
+    EXPECT_EQ(X509_cmp(kept.certificate.get(), made.certificate.get()), 0);
+    EXPECT_EQ(EVP_PKEY_eq(kept.key.get(), made.key.get()), 1);
+    EXPECT_EQ(contentOf(certificate_) + contentOf(key_), files);
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
+{
+    const std::string container = " | openssl pkcs12 -export -nocerts -out korvelPkey.p12 "
+                                  "-passout 'pass:";
+    const struct
+    {
+        const char* damage;
+        std::string command;
+        const char* reason;
+    } cases[] = {
+        {"no certificate file", "rm certificate.pem", "certificate.pem: no such file"},
+        {"no key file", "rm korvelPkey.p12", "korvelPkey.p12: no such file"},
+        {"truncated key file", "truncate -s 1000 korvelPkey.p12", "not enough data"},
+        {"empty certificate file", "truncate -s 0 certificate.pem", "no start line"},
+        {"truncated certificate", "truncate -s 900 certificate.pem", "bad end line"},
+        {"certificate not signed by its key",
+         "openssl x509 -in certificate.pem -outform DER | head -c -1 > c; printf x >> c; "
+         "openssl x509 -in c -inform DER -out certificate.pem",
+         "the certificate is damaged"},
+        {"another pass phrase", "openssl genrsa 1024" + container + "another'",
+         "mac verify failure"},
+        {"another key", "openssl genrsa 1024" + container + "Rj4%tN8!bq2Lz#Wk'",
+         "the certificate is for another key"},
+        {"a key of another type",
+         "openssl genpkey -algorithm ED25519" + container + "Rj4%tN8!bq2Lz#Wk'", "not an RSA key"},
+        {"a FIFO", "rm korvelPkey.p12; mkfifo korvelPkey.p12", "korvelPkey.p12: no such file"},
+    };
+    load();
+    for (const auto& [damage, command, reason] : cases) {
+        SCOPED_TRACE(damage);
+        test::runProgram("cd '" + directory_.path().string() + "'; " + command);
+        const test::ScopedLogCapture log;
+        const auto made = load();
+        EXPECT_TRUE(log.contains(reason));
+        EXPECT_EQ(X509_cmp(load().certificate.get(), made.certificate.get()), 0);
+        EXPECT_EQ(log.records().size(), 1U) << "the pair made is kept";
+    }
+}
+
+TEST_F(ServerIdentityTest, WithoutALocationNoFileIsReadOrWritten)
+{
+    load(); // a key that would be found in the working directory
+    const auto files = contentOf(certificate_) + contentOf(key_);
+    const auto workingDirectory = std::filesystem::current_path();
+    std::filesystem::current_path(directory_.path());
+    const test::ScopedLogCapture log;
+    const auto identity = loadOrMakeServerIdentity(L"");
+    std::filesystem::current_path(workingDirectory);
+
+    EXPECT_TRUE(
+        certutils::verifyPrivateKeyAndCertMatch(identity.key.get(), identity.certificate.get()));
+    EXPECT_EQ(contentOf(certificate_) + contentOf(key_), files);
+    EXPECT_TRUE(log.contains("Unable to save private key or certificate to file:"));
+}
+
+TEST_F(ServerIdentityTest, PairThatCannotBeSavedIsUsedAllTheSame)
+{
+    const test::ScopedLogCapture log;
+    const auto nowhere = directory_.path() / "none";
+    EXPECT_NE(loadOrMakeServerIdentity((nowhere / "certificate.pem").wstring()).key, nullptr);
+    EXPECT_TRUE(log.contains("Unable to save private key or certificate to file:Cannot write " +
+                             nowhere.string()));
+}
+
+TEST(ReplaceFileTest, FailureLeavesWhatWasThereAndNothingElse)
+{
+    const test::TemporaryDirectory directory;
+    directory.write("taken/file", "old"); // a directory in the place of the file
+    EXPECT_THROW(replaceFile(directory.path() / "taken", "new", 0600), std::system_error);
+    EXPECT_EQ(contentOf(directory.path() / "taken" / "file"), "old");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
+}
+
+} // namespace
+} // namespace connector::http
