@@ -6,14 +6,17 @@
 
 namespace connector::http {
 
-bool clientIsGone(int descriptor)
+bool clientIsGone(int descriptor, bool encrypted)
 {
-    pollfd watched = {descriptor, POLLIN | POLLOUT, 0};
+    pollfd watched = {descriptor, POLLIN | POLLOUT | POLLRDHUP, 0};
     if (::poll(&watched, 1, 0) < 0) {
         return errno != EINTR;
     }
     const auto has = [&watched](int events) { return (watched.revents & events) != 0; };
     if (has(POLLERR | POLLHUP | POLLNVAL) || !has(POLLOUT)) {
+        return true;
+    }
+    if (encrypted && has(POLLRDHUP)) {
         return true;
     }
     int waiting = 0;

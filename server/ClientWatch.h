@@ -3,8 +3,9 @@
 namespace connector::http {
 
 /// Whether the client at the other end of @p descriptor has closed or lost the connection: the
-/// socket has an error, takes no more data, or is at its end. Input that waits is left alone, so it
-/// serves encrypted connections as well. Does not block.
-bool clientIsGone(int descriptor);
+/// socket has an error, takes no more data, or is at its end. Input that waits is left alone. Does
+/// not block.
+/// @param encrypted the client may have said so, which waits as input: the end behind it counts.
+bool clientIsGone(int descriptor, bool encrypted);
 
 } // namespace connector::http

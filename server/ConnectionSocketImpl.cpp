@@ -2,7 +2,6 @@
 
 #include <Poco/Exception.h>
 #include <Poco/Net/NetException.h>
-#include <Poco/Net/Socket.h>
 #include <Poco/Timespan.h>
 #include <algorithm>
 #include <cerrno>
@@ -55,6 +54,11 @@ ConnectionSocketImpl::~ConnectionSocketImpl()
     ConnectionSocketImpl::close();
 }
 
+ConnectionSocketImpl& ConnectionSocketImpl::of(const Poco::Net::StreamSocket& socket)
+{
+    return dynamic_cast<ConnectionSocketImpl&>(*socket.impl());
+}
+
 bool ConnectionSocketImpl::poll(const Poco::Timespan& timeout, int mode)
 {
     if (mode != Poco::Net::Socket::SELECT_READ) {
@@ -88,9 +92,13 @@ int ConnectionSocketImpl::receiveBytes(void* buffer, int length, int flags)
         }
         return takeBuffered(buffer, wanted);
     }
-    applyReceiveTimeout(receiveTimeLeft());
-    unanswered_ = true;
-    return StreamSocketImpl::receiveBytes(buffer, length, flags);
+    const auto received = receive(static_cast<char*>(buffer), wanted, receiveTimeLeft());
+    if (!received.has_value()) {
+        throw Poco::TimeoutException();
+    }
+    atEnd_ = *received == 0;
+    unanswered_ = unanswered_ || !atEnd_;
+    return static_cast<int>(*received);
 }
 
 int ConnectionSocketImpl::sendBytes(const void* buffer, int length, int flags)
@@ -135,9 +143,10 @@ void ConnectionSocketImpl::close()
     }
     if (!aborted_) {
         refuseUnanswered();
-        if (hasUnreadInput()) {
-            readOutInput();
-        }
+    }
+    endSending();
+    if (!aborted_ && hasUnreadInput()) {
+        readOutInput();
     }
     const std::lock_guard lock(closeMutex_);
     closed_ = true;
@@ -202,20 +211,35 @@ int ConnectionSocketImpl::takeBuffered(void* buffer, std::size_t length) noexcep
 
 bool ConnectionSocketImpl::fill(microseconds timeout)
 {
-    applyReceiveTimeout(timeout);
     begin_ = end_ = 0;
-    ssize_t received = 0;
-    do {
-        received = ::recv(descriptor_, buffer_.data(), buffer_.size(), 0);
-    } while (received < 0 && errno == EINTR);
-    if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+    const auto received = receive(buffer_.data(), buffer_.size(), timeout);
+    if (!received.has_value()) {
         return false;
     }
-    // A broken connection ends like a finished one: there is no more input.
-    atEnd_ = received <= 0;
-    end_ = atEnd_ ? 0 : static_cast<std::size_t>(received);
-    unanswered_ = unanswered_ || end_ > 0;
+    end_ = *received;
+    atEnd_ = end_ == 0;
+    unanswered_ = unanswered_ || !atEnd_;
     return true;
+}
+
+std::optional<std::size_t> ConnectionSocketImpl::receive(char* buffer, std::size_t length,
+                                                         microseconds timeout)
+{
+    applyReceiveTimeout(timeout);
+    ssize_t received = 0;
+    do {
+        received = ::recv(descriptor_, buffer, length, 0);
+    } while (received < 0 && errno == EINTR);
+    if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        return std::nullopt;
+    }
+    // A broken connection ends like a finished one: there is no more input.
+    return static_cast<std::size_t>(std::max<ssize_t>(received, 0));
+}
+
+void ConnectionSocketImpl::sendAtOnce(std::string_view text) noexcept
+{
+    static_cast<void>(::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
 }
 
 void ConnectionSocketImpl::applyReceiveTimeout(microseconds timeout)
@@ -255,8 +279,7 @@ void ConnectionSocketImpl::refuseUnanswered() noexcept
 {
     if (unanswered_ && !atEnd_) {
         unanswered_ = false;
-        static_cast<void>(
-            ::send(descriptor_, kRefusal.data(), kRefusal.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+        sendAtOnce(kRefusal);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/StreamSocket.h>
 #include <Poco/Net/StreamSocketImpl.h>
 #include <array>
 #include <atomic>
@@ -29,6 +30,9 @@ public:
     /// Takes the descriptor over.
     ConnectionSocketImpl(poco_socket_t descriptor, const Poco::Net::SocketAddress& peer);
 
+    /// The connection behind a socket that a server of ours accepted.
+    static ConnectionSocketImpl& of(const Poco::Net::StreamSocket& socket);
+
     bool poll(const Poco::Timespan& timeout, int mode) override;
     using StreamSocketImpl::receiveBytes;
     int receiveBytes(void* buffer, int length, int flags) override;
@@ -45,7 +49,7 @@ public:
     /// until all is handed to the kernel.
     /// @throws Poco::TimeoutException when the client takes nothing for `kClientTimeout`;
     ///         Poco::Net::NetException when the connection is broken.
-    void sendAll(std::string_view head, std::string_view body);
+    virtual void sendAll(std::string_view head, std::string_view body);
 
     /// The request's head is complete: `kHeadTimeout` no longer applies.
     void headRead() noexcept { headBegan_.reset(); }
@@ -64,10 +68,23 @@ public:
 protected:
     ~ConnectionSocketImpl() override;
 
+    /// Receives what is there, at most @p length bytes. Blocks until something is.
+    /// @return how many bytes; 0 when there will be no more, for whatever reason; nothing when
+    ///         @p timeout has passed.
+    virtual std::optional<std::size_t> receive(char* buffer, std::size_t length,
+                                               std::chrono::microseconds timeout);
+
+    /// Sends @p text if it goes without blocking.
+    virtual void sendAtOnce(std::string_view text) noexcept;
+
+    /// Says what there is to say at the end of the connection. The descriptor closes next.
+    virtual void endSending() noexcept {}
+
+    std::size_t buffered() const noexcept { return end_ - begin_; }
+
 private:
     using Clock = std::chrono::steady_clock;
 
-    std::size_t buffered() const noexcept { return end_ - begin_; }
     int takeBuffered(void* buffer, std::size_t length) noexcept;
     /// Receives into the empty buffer. @return false when @p timeout passed without input.
     bool fill(std::chrono::microseconds timeout);

@@ -8,6 +8,12 @@
 
 namespace connector::http {
 
+/// Accepts a connection. Blocks until there is one.
+/// @param peer receives the client's address.
+/// @return the connection's descriptor, which the caller closes.
+/// @throws Poco::Net::NetException when there is none to accept.
+int acceptDescriptor(int listeningDescriptor, Poco::Net::SocketAddress& peer);
+
 /// Accepts connections as ConnectionSocketImpl and enters each in a registry.
 class ListeningSocketImpl : public Poco::Net::ServerSocketImpl
 {

@@ -3,10 +3,10 @@
 #include <Poco/Net/HTTPServerRequestImpl.h>
 #include <Poco/Net/HTTPServerResponse.h>
 
+#include "server/ConnectionSocketImpl.h"
 #include "server/PocoHttpServer.h"
 #include "server/RequestExchange.h"
 #include "server/ResponseHead.h"
-#include "server/SendAnswer.h"
 
 namespace connector::http {
 
@@ -20,7 +20,7 @@ void answerStarting(Poco::Net::HTTPServerRequestImpl& request,
     response.setContentLength64(static_cast<Poco::Int64>(kStarting.size()));
     // A body stays unread, so the connection can't go on behind it.
     response.setKeepAlive(!request.hasContentLength() && !request.getChunkedTransferEncoding());
-    sendAnswer(request.socket(), formatHead(response), kStarting);
+    ConnectionSocketImpl::of(request.socket()).sendAll(formatHead(response), kStarting);
 }
 
 } // namespace

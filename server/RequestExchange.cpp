@@ -18,7 +18,6 @@
 #include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
 #include "server/ResponseHead.h"
-#include "server/SendAnswer.h"
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
 
@@ -46,12 +45,6 @@ void setStatus(Poco::Net::HTTPServerResponse& response, unsigned short status)
     response.setStatusAndReason(code, HTTPResponse::getReasonForStatus(code));
 }
 
-/// Null for an encrypted connection.
-ConnectionSocketImpl* plainConnection(Poco::Net::HTTPServerRequestImpl& request)
-{
-    return dynamic_cast<ConnectionSocketImpl*>(request.socket().impl());
-}
-
 } // namespace
 
 RequestExchange::RequestExchange(PocoHttpServer& server, Poco::Net::HTTPServerRequestImpl& request,
@@ -63,9 +56,7 @@ RequestExchange::RequestExchange(PocoHttpServer& server, Poco::Net::HTTPServerRe
     if (request.getVersion() != HTTPMessage::HTTP_1_0) {
         response.setVersion(HTTPMessage::HTTP_1_1);
     }
-    if (auto* connection = plainConnection(request)) {
-        connection->headRead();
-    }
+    ConnectionSocketImpl::of(request.socket()).headRead();
 }
 
 void RequestExchange::run()
@@ -184,7 +175,8 @@ std::optional<DataBuffer> RequestExchange::awaitBody(HttpResponse& reply)
     auto body = subscriber->getResult();
     reply.body->subscribe(subscriber);
     while (!body.waitFor(kBodyStep)) {
-        if (clientIsGone(request_.socket().impl()->sockfd()) || !server_.isStarted()) {
+        if (clientIsGone(request_.socket().impl()->sockfd(), request_.secure()) ||
+            !server_.isStarted()) {
             if (kServerLog.enabled(Level::Warning)) {
                 kServerLog.write(Level::Warning, "Socket error: " + describe() + " [" +
                                                      std::to_string(reply.status) + "]");
@@ -213,15 +205,13 @@ void RequestExchange::send(std::string_view body)
         response_.setKeepAlive(false); // an interim status, and nothing that follows it
     }
     sending_ = true;
-    sendAnswer(request_.socket(), formatHead(response_), body);
+    ConnectionSocketImpl::of(request_.socket()).sendAll(formatHead(response_), body);
 }
 
 void RequestExchange::leaveUnanswered()
 {
     response_.setKeepAlive(false);
-    if (auto* connection = plainConnection(request_)) {
-        connection->leaveUnanswered();
-    }
+    ConnectionSocketImpl::of(request_.socket()).leaveUnanswered();
 }
 
 void RequestExchange::answerRefusal(unsigned short status, const std::string& text)
