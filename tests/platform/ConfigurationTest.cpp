@@ -67,7 +67,7 @@ TEST(LayeredConfiguration, SubscribersGetThePresentValueAndThenEachChange)
 TEST(LayeredConfiguration, BeyondTheDemandTheNewestValueIsKept)
 {
     LayeredConfiguration configuration;
-    const auto subscriber = std::make_shared<connector::testsupport::RecordingSubscriber<Value>>();
+    const auto subscriber = std::make_shared<connector::test::RecordingSubscriber<Value>>();
     const auto publisher = configuration.subscribe("key");
     publisher->subscribe(subscriber);
     for (int i = 1; i <= 3; ++i) {
