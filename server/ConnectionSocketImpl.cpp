@@ -67,9 +67,12 @@ bool ConnectionSocketImpl::poll(const Poco::Timespan& timeout, int mode)
     if (buffered() > 0 || atEnd_) {
         return true;
     }
-    if (!fill(microseconds(timeout.totalMicroseconds()))) {
-        return false;
-    }
+    do {
+        if (!fill(microseconds(timeout.totalMicroseconds()))) {
+            return false;
+        }
+        skipEmptyLines();
+    } while (buffered() == 0 && !atEnd_);
     headBegan_ = Clock::now();
     return true;
 }
@@ -240,6 +243,14 @@ std::optional<std::size_t> ConnectionSocketImpl::receive(char* buffer, std::size
 void ConnectionSocketImpl::sendAtOnce(std::string_view text) noexcept
 {
     static_cast<void>(::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+}
+
+void ConnectionSocketImpl::skipEmptyLines() noexcept
+{
+    while (buffered() > 0 && (buffer_[begin_] == '\r' || buffer_[begin_] == '\n')) {
+        ++begin_;
+    }
+    unanswered_ = buffered() > 0;
 }
 
 void ConnectionSocketImpl::applyReceiveTimeout(microseconds timeout)

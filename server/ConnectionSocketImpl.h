@@ -88,6 +88,8 @@ private:
     int takeBuffered(void* buffer, std::size_t length) noexcept;
     /// Receives into the empty buffer. @return false when @p timeout passed without input.
     bool fill(std::chrono::microseconds timeout);
+    /// Some clients send an empty line behind a body (RFC 9112 section 2.2).
+    void skipEmptyLines() noexcept;
     void applyReceiveTimeout(std::chrono::microseconds timeout);
     std::chrono::microseconds receiveTimeLeft() const;
     bool hasUnreadInput();
