@@ -67,13 +67,15 @@ bool ConnectionSocketImpl::poll(const Poco::Timespan& timeout, int mode)
     if (buffered() > 0 || atEnd_) {
         return true;
     }
-    do {
-        if (!fill(microseconds(timeout.totalMicroseconds()))) {
+    if (!fill(microseconds(timeout.totalMicroseconds()))) {
+        return false;
+    }
+    headBegan_ = Clock::now();
+    for (skipEmptyLines(); buffered() == 0 && !atEnd_; skipEmptyLines()) {
+        if (!fill(receiveTimeLeft())) {
             return false;
         }
-        skipEmptyLines();
-    } while (buffered() == 0 && !atEnd_);
-    headBegan_ = Clock::now();
+    }
     return true;
 }
 
