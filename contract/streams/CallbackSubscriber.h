@@ -24,12 +24,19 @@ public:
     /// @return the handle that keeps the subscription: it ends when the handle is dropped. A call
     ///         that runs meanwhile on another thread may still end, so the callback must own what
     ///         it touches.
+    /// @throws what the callback throws for an item that is there already; nothing stays
+    /// subscribed.
     static std::shared_ptr<TypedCanceller<V>> attach(PublisherAPI<V>& publisher, Callback callback)
     {
         auto subscriber = std::make_shared<CallbackSubscriber>(std::move(callback));
-        publisher.subscribe(subscriber);
-        const std::lock_guard lock(subscriber->mutex_);
-        return std::make_shared<TypedCanceller<V>>(std::move(subscriber->subscription_));
+        try {
+            publisher.subscribe(subscriber);
+        } catch (
+            ...) { // the subscriber and its subscription hold each other until one is cancelled
+            subscriber->takeCanceller()->cancel();
+            throw;
+        }
+        return subscriber->takeCanceller();
     }
 
     void onSubscribe(std::shared_ptr<Subscription> subscription) override
@@ -46,6 +53,12 @@ public:
     void onComplete() override {}
 
 private:
+    std::shared_ptr<TypedCanceller<V>> takeCanceller()
+    {
+        const std::lock_guard lock(mutex_);
+        return std::make_shared<TypedCanceller<V>>(std::move(subscription_));
+    }
+
     const Callback callback_;
     std::mutex mutex_;                           ///< Guards subscription_.
     std::shared_ptr<Subscription> subscription_; ///< Until the canceller takes it over.
