@@ -1,6 +1,5 @@
 #include "contract/platform/FileSystem.h"
 
-#include <new>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -93,14 +92,7 @@ Path append(const Path& base, std::string_view component)
 common::DataBuffer readFile(const Path& path, std::uint64_t offset, std::uint64_t length)
 {
     const auto file = ReadableFile::open(path);
-    if (!file.isOpen()) {
-        return {};
-    }
-    try {
-        return file.read(offset, length);
-    } catch (const std::bad_alloc&) {
-        throw std::runtime_error("Out of memory!");
-    }
+    return file.isOpen() ? file.read(offset, length) : common::DataBuffer();
 }
 
 } // namespace connector::filesystem

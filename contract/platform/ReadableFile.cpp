@@ -2,10 +2,25 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <new>
+#include <stdexcept>
 #include <unistd.h>
 #include <utility>
 
 namespace connector::filesystem {
+
+namespace {
+
+common::DataBuffer allocate(std::size_t size)
+{
+    try {
+        return common::DataBuffer(size);
+    } catch (const std::bad_alloc&) {
+        throw std::runtime_error("Out of memory!");
+    }
+}
+
+} // namespace
 
 ReadableFile ReadableFile::open(const std::filesystem::path& path) noexcept
 {
@@ -31,7 +46,7 @@ ReadableFile::~ReadableFile()
 
 common::DataBuffer ReadableFile::read(std::uint64_t offset, std::size_t length) const
 {
-    common::DataBuffer buffer(length);
+    auto buffer = allocate(length);
     std::size_t done = 0;
     while (done < length) {
         const auto count = ::pread(descriptor_, buffer.data() + done, length - done,

@@ -31,7 +31,7 @@ public:
     /// Reads into a buffer that is allocated once, with one system call unless the system cuts it
     /// short. Blocks for the storage.
     /// @return fewer than @p length bytes at the end of the file and where reading fails.
-    /// @throws std::bad_alloc without memory for @p length bytes.
+    /// @throws std::runtime_error "Out of memory!"
     [[nodiscard]] common::DataBuffer read(std::uint64_t offset, std::size_t length) const;
 
 private:
