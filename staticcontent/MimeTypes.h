@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+namespace connector::http {
+
+/// The media type of files with @p extension.
+/// @param extension without the dot; upper and lower case differ.
+/// @return empty for an unknown extension.
+std::string mimeTypeMap(const std::wstring& extension);
+
+} // namespace connector::http
