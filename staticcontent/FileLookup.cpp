@@ -1,0 +1,96 @@
+#include "staticcontent/FileLookup.h"
+
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "contract/common/Log.h"
+#include "contract/http/PathStartsWith.h"
+#include "staticcontent/RelativePath.h"
+
+namespace connector::http {
+
+namespace {
+
+using filesystem::FileType;
+using filesystem::Path;
+using filesystem::ReadableFile;
+
+constexpr common::Log kLog("connector::http::staticContent");
+
+template <typename... Parts>
+void logDebug(const Parts&... parts)
+{
+    if (kLog.enabled(common::Level::Debug)) {
+        std::string record;
+        (record.append(parts), ...);
+        kLog.write(common::Level::Debug, record);
+    }
+}
+
+/// The candidate for the path below a directory. An empty directory stays empty instead of being
+/// the root or the working directory: nothing is found there.
+Path candidateFor(const std::string& directory, const std::string& relative)
+{
+    if (directory.empty() || relative.empty()) {
+        return directory;
+    }
+    return directory.back() == '/' ? directory + relative : directory + '/' + relative;
+}
+
+/// @return an empty path if there is no readable regular file.
+FoundFile openFile(Path&& path, const filesystem::FileStatus& status)
+{
+    if (status.type == FileType::Regular) {
+        if (auto file = ReadableFile::open(path); file.isOpen()) {
+            return {std::move(path), status, std::move(file)};
+        }
+    }
+    return {};
+}
+
+FoundFile examine(Path&& candidate, bool listDirectories)
+{
+    const auto status = filesystem::status(candidate);
+    if (status.type != FileType::Directory) {
+        return openFile(std::move(candidate), status);
+    }
+    auto index = candidate / "index.html";
+    const auto indexStatus = filesystem::status(index);
+    if (auto found = openFile(std::move(index), indexStatus); !found.path.empty()) {
+        return found;
+    }
+    if (listDirectories && filesystem::isReadable(candidate)) {
+        return {std::move(candidate), status, {}};
+    }
+    return {};
+}
+
+} // namespace
+
+FoundFile findFileForPath(const ContentRegistry& registry, const std::string& requestPath,
+                          bool listDirectories)
+{
+    logDebug("Searching for file: ", requestPath);
+    for (const auto& [route, directory] : registry.directories()) {
+        if (!pathStartsWith(requestPath, route)) {
+            continue;
+        }
+        const auto remainder = std::string_view(requestPath).substr(route.size() + 1);
+        const auto relative = relativePath(remainder);
+        if (!relative) {
+            break;
+        }
+        auto candidate = candidateFor(directory, *relative);
+        logDebug("Checking file: ", candidate.native());
+        auto found = examine(std::move(candidate), listDirectories);
+        if (!found.path.empty()) {
+            logDebug("Found file: ", found.path.native(), ", for request: ", requestPath);
+            return found;
+        }
+    }
+    logDebug("Did not find: ", requestPath);
+    return {};
+}
+
+} // namespace connector::http

@@ -1,0 +1,134 @@
+#include "staticcontent/StaticContentServiceImpl.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include <boost/regex.hpp>
+
+#include "contract/common/Log.h"
+#include "contract/common/Text.h"
+#include "contract/http/MakeHttpResponse.h"
+#include "contract/streams/CallbackSubscriber.h"
+#include "staticcontent/ContentRegistry.h"
+#include "staticcontent/DirectoryListing.h"
+#include "staticcontent/FileLookup.h"
+#include "staticcontent/FileResponse.h"
+
+namespace connector::http {
+
+namespace {
+
+using configuration::Value;
+
+constexpr common::Log kLog("connector::http::staticContent");
+constexpr const char* kDirectoryListingKey = "connector.directoryListing";
+
+void requireAlphanumeric(const std::string& route)
+{
+    static const boost::regex kPattern(R"(^[A-Za-z0-9\/]+$)");
+    if (!boost::regex_match(route, kPattern)) {
+        throw std::invalid_argument("URL path must be alpha-numeric");
+    }
+}
+
+std::string cacheControl(const ContentRegistry& registry, const std::string& requestPath)
+{
+    const auto enableCache = registry.cacheFlag(requestPath);
+    if (!enableCache) {
+        return {};
+    }
+    return *enableCache
+               ? "max-age=" + std::to_string(StaticContentServiceImpl::THIRTY_DAYS_IN_SECONDS)
+               : "no-cache";
+}
+
+} // namespace
+
+StaticContentServiceImpl::StaticContentServiceImpl(
+    std::shared_ptr<configuration::Configuration> configuration,
+    std::map<std::string, std::wstring, std::greater<std::string>>&& paths,
+    std::map<std::string, bool, std::greater<std::string>>&& cacheFlags, bool directoryListing)
+    : registry_(std::make_shared<ContentRegistry>(paths, std::move(cacheFlags))),
+      configuration_(std::move(configuration)),
+      directoryListing_(std::make_shared<std::atomic<bool>>(directoryListing))
+{
+    if (configuration_ != nullptr) {
+        configuration_->set(kDirectoryListingKey, directoryListing, "default");
+        directoryListingSubscription_ = reactive_streams::CallbackSubscriber<Value>::attach(
+            *configuration_->subscribe(kDirectoryListingKey),
+            [flag = directoryListing_](Value&& value) { *flag = boost::get<bool>(value); });
+    }
+}
+
+StaticContentServiceImpl::~StaticContentServiceImpl() = default;
+
+Future<std::unique_ptr<Message>>
+StaticContentServiceImpl::doGet(std::unique_ptr<HttpRequest>&& request, Address&& /*address*/,
+                                std::shared_ptr<Context>&& /*context*/)
+{
+    return doGetHead(*request, true);
+}
+
+Future<std::unique_ptr<Message>>
+StaticContentServiceImpl::doHead(std::unique_ptr<HttpRequest>&& request, Address&& /*address*/,
+                                 std::shared_ptr<Context>&& /*context*/)
+{
+    return doGetHead(*request, false);
+}
+
+void StaticContentServiceImpl::addStaticContentPath(const std::string& route,
+                                                    const std::wstring& path, bool enableCache)
+{
+    if (kLog.enabled(common::Level::Debug)) {
+        kLog.write(common::Level::Debug, "Add static content path: " + route + " -> " +
+                                             common::wideToUtf8(path) +
+                                             ", cached = " + (enableCache ? "1" : "0"));
+    }
+    requireAlphanumeric(route);
+    const auto key = route.ends_with('/') ? route.substr(0, route.size() - 1) : route;
+    for (;;) {
+        // Lookups do not wait for the copy; of two that are made at once, one is made again.
+        auto current = registry();
+        auto changed = std::make_shared<ContentRegistry>(*current);
+        changed->set(key, path, enableCache);
+        const std::lock_guard lock(mutex_);
+        if (registry_ == current) {
+            registry_ = std::move(changed);
+            return;
+        }
+    }
+}
+
+std::shared_ptr<StaticContentService> StaticContentServiceImpl::getPtr()
+{
+    return shared_from_this();
+}
+
+Future<std::unique_ptr<Message>> StaticContentServiceImpl::doGetHead(const HttpRequest& request,
+                                                                     bool includeBody) const
+{
+    try {
+        const auto requestPath = request.path.starts_with('/') ? request.path : '/' + request.path;
+        const auto routes = registry();
+        const auto found = findFileForPath(*routes, requestPath, *directoryListing_);
+        switch (found.status.type) {
+        case filesystem::FileType::Regular:
+            return returnFile(request, found, cacheControl(*routes, request.path), includeBody);
+        case filesystem::FileType::Directory:
+            return returnDirectoryList(requestPath, found.path, includeBody);
+        default:
+            break;
+        }
+    } catch (...) {
+        // Kept: whatever fails is a missing file to the client.
+    }
+    return makeReadyHttpResponse(404, "File not found.");
+}
+
+std::shared_ptr<const ContentRegistry> StaticContentServiceImpl::registry() const
+{
+    const std::lock_guard lock(mutex_);
+    return registry_;
+}
+
+} // namespace connector::http
