@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cerrno>
-#include <utility>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 namespace connector::host {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <map>
 #include <set>
 #include <stdexcept>
 
@@ -12,7 +13,21 @@ namespace connector::host {
 
 namespace {
 
-const std::set<std::string> kLogLevels = {"trace", "debug", "info", "warning", "error", "off"};
+const std::map<std::string, common::Level> kLogLevels = {
+    {"trace", common::Level::Trace}, {"debug", common::Level::Debug},
+    {"info", common::Level::Info},   {"warning", common::Level::Warning},
+    {"error", common::Level::Error}, {"off", common::Level::Off},
+};
+
+common::Level parseLevel(const std::string& text)
+{
+    const auto found = kLogLevels.find(text);
+    if (found == kLogLevels.end()) {
+        throw std::invalid_argument("\"" + text +
+                                    "\" is none of trace, debug, info, warning, error and off.");
+    }
+    return found->second;
+}
 
 std::uint16_t parsePort(const std::string& text)
 {
@@ -47,7 +62,9 @@ CLI::Option* addRepeated(CLI::App& app, const std::string& name, const Accept& a
         }
     };
     return app.add_option_function<std::vector<std::string>>(name, acceptAll, description)
-        ->allow_extra_args(false);
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 /// The same for an option that is given at most once.
@@ -91,15 +108,17 @@ void addServerOptions(CLI::App& app, Options& options)
         app, "--port", [&options](const std::string& text) { options.port = parsePort(text); },
         "Port of the server \"main\" (31415); the next free one if it is taken")
         ->type_name("N");
-    app.add_flag("!--no-secure", options.secure, "Start no HTTPS server");
+    app.add_flag_callback(
+        "--no-secure", [&options] { options.secure = false; }, "Start no HTTPS server");
     addRepeated(
         app, "--set",
         [&options](const std::string& text) { options.settings.push_back(splitAssignment(text)); },
         "Set a configuration key; may be repeated")
         ->type_name("KEY=VALUE");
-    app.add_option("--log-level", options.logLevel,
-                   "trace, debug, info, warning (the default), error or off")
-        ->check(CLI::IsMember(kLogLevels))
+    addSingle(
+        app, "--log-level",
+        [&options](const std::string& text) { options.logLevel = parseLevel(text); },
+        "trace, debug, info, warning (the default), error or off")
         ->type_name("LEVEL");
     app.add_option("--log-file", options.logFile, "Append the log here, not to standard error")
         ->type_name("FILE");

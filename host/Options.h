@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "contract/common/Log.h"
 #include "host/RouteSpec.h"
 
 namespace connector::host {
@@ -19,7 +20,7 @@ struct Options
     std::vector<std::pair<std::string, std::string>> settings; ///< Key and value as text.
     std::optional<std::uint16_t> port;                         ///< Of the server "main".
     bool secure = true;
-    std::string logLevel = "warning";
+    common::Level logLevel = common::Level::Warning;
     std::string logFile; ///< Empty: standard error.
 };
 

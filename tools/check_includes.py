@@ -41,6 +41,7 @@ THIRD_PARTY = [
     (r"Poco/Net/", NETWORK),
     (r"Poco/Crypto/|openssl/", r"(server|tests/(server|wire))/"),
     (r"Poco/(JSON|Dynamic)/", JSON),
+    (r"Poco/Exception\.h$", r""),  # what() is of no use for them
     (r"Poco/", r"(contract/platform|server|manager|pipeline|staticcontent|client|tests|bench)/"),
     (r"boost/regex", r"(pipeline|staticcontent|tests/(pipeline|staticcontent)|bench)"),
     (r"boost/thread", r"pipeline/"),

@@ -35,7 +35,7 @@ TEST(OptionsTest, EveryOptionArrives)
     EXPECT_EQ(options.constants[0].text, "pong, you");
     EXPECT_EQ(options.constants[1].text, "");
     EXPECT_EQ(options.settings.at(0).second, "c=d");
-    EXPECT_EQ(options.logLevel, "debug");
+    EXPECT_EQ(options.logLevel, common::Level::Debug);
 }
 
 TEST(OptionsTest, AFaultIsNamedAndEndsWithStatusTwo)

@@ -1,5 +1,6 @@
 #include "tests/support/HostProcess.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -10,8 +11,8 @@
 #include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
-#include <utility>
 #include <unistd.h>
+#include <utility>
 
 #include "tests/support/RawClient.h"
 
@@ -47,8 +48,11 @@ std::array<int, 2> makePipe()
 std::vector<std::string> hostCommand(const std::string& binary,
                                      const std::vector<std::string>& arguments)
 {
-    std::vector<std::string> command = {binary, "--port", std::to_string(findFreePort())};
+    std::vector<std::string> command = {binary};
     command.insert(command.end(), arguments.begin(), arguments.end());
+    if (std::ranges::find(arguments, "--port") == arguments.end()) {
+        command.insert(command.end(), {"--port", std::to_string(findFreePort())});
+    }
     return command;
 }
 

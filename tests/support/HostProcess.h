@@ -57,8 +57,8 @@ private:
 class HostProcess : public ChildProcess
 {
 public:
-    /// Starts @p binary with "--port" of a free port and @p arguments, and reads its first lines up
-    /// to the one that names the port.
+    /// Starts @p binary with @p arguments, and "--port" of a free port unless they name one, and
+    /// reads its first lines.
     HostProcess(const std::string& binary, const std::vector<std::string>& arguments);
 
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }

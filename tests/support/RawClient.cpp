@@ -7,9 +7,9 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <stdexcept>
-#include <utility>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace connector::test {
 

@@ -1,0 +1,157 @@
+#include "host/Console.h"
+
+#include <Poco/Exception.h>
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+#include "contract/common/Text.h"
+#include "contract/messaging/Context.h"
+#include "host/RouteSpec.h"
+
+namespace connector::host {
+
+namespace {
+
+constexpr std::chrono::milliseconds kStopCheck{100};
+
+/// Of what was typed, as much as an error repeats.
+constexpr std::size_t kEchoedBytes = 80;
+
+/// A text as it may stand in an answer: one line of UTF-8, whatever bytes were typed.
+std::string oneLine(std::string text)
+{
+    const auto readable = common::isValidUtf8(text);
+    for (auto& c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < ' ' || byte == 0x7f) {
+            c = ' ';
+        } else if (byte >= 0x80 && !readable) {
+            c = '?';
+        }
+    }
+    return text;
+}
+
+std::string abbreviated(const std::string& text)
+{
+    return text.size() <= kEchoedBytes ? text : text.substr(0, kEchoedBytes) + "...";
+}
+
+Console::Answer makeError(const std::string& reason)
+{
+    return {"error: " + oneLine(reason)};
+}
+
+std::pair<std::string, std::string> splitWord(const std::string& line)
+{
+    constexpr const char* kBlank = " \t";
+    const auto begin = line.find_first_not_of(kBlank);
+    if (begin == std::string::npos) {
+        return {};
+    }
+    const auto end = std::min(line.find_first_of(kBlank, begin), line.size());
+    const auto rest = std::min(line.find_first_not_of(kBlank, end), line.size());
+    const auto last = line.find_last_not_of(kBlank);
+    return {line.substr(begin, end - begin), line.substr(rest, std::max(last + 1, rest) - rest)};
+}
+
+void requireNothing(const std::string& word, const std::string& rest)
+{
+    if (!rest.empty()) {
+        throw std::invalid_argument(word + " stands alone on its line.");
+    }
+}
+
+} // namespace
+
+const Console::Answer Console::kTooLong = {"error: The line is too long."};
+
+Console::Console(Reach reach, std::stop_token stop)
+    : reach_(std::move(reach)), stop_(std::move(stop))
+{}
+
+Console::Answer Console::answer(const std::string& line) const
+{
+    const auto [word, rest] = splitWord(line);
+    try {
+        if (word == "quit") {
+            requireNothing(word, rest);
+            return {"ok", true};
+        }
+        return {run(word, rest)};
+    } catch (const Poco::Exception& failure) { // its what() is only the name of its class
+        return makeError(failure.displayText());
+    } catch (const std::exception& failure) {
+        return makeError(failure.what());
+    } catch (...) {
+        return makeError("Unknown exception.");
+    }
+}
+
+std::string Console::run(const std::string& word, const std::string& rest) const
+{
+    if (word == "help") {
+        requireNothing(word, rest);
+        return help();
+    }
+    if (word == "set") {
+        const auto [key, value] = splitAssignment(rest);
+        reach_.settings.set(key, value);
+        return "ok";
+    }
+    if (reach_.receivers.contains(word)) {
+        return send(word, rest);
+    }
+    if (isCommand(word)) {
+        requireNothing(word, rest);
+        auto text = reach_.administration->runCommand(word);
+        return text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
+    }
+    throw std::invalid_argument("Neither a command nor a message type: " + abbreviated(word));
+}
+
+std::string Console::help() const
+{
+    std::string text = "Commands:\n";
+    for (const auto& [name, description] : reach_.administration->listCommands()) {
+        text.append("  ").append(name).append("  ").append(description).append("\n");
+    }
+    text += "Messages, each followed by a JSON object:\n";
+    for (const auto& [name, receiver] : reach_.receivers) {
+        text.append("  ").append(name).append("\n");
+    }
+    return text + "Words:\n"
+                  "  set KEY=VALUE  Set a configuration key.\n"
+                  "  help  Show this text.\n"
+                  "  quit  Stop the servers and end.";
+}
+
+std::string Console::send(const std::string& typeName, const std::string& json) const
+{
+    auto message = reach_.serializer->fromText(typeName, json);
+    auto reply = reach_.connector->createContext()->send(std::move(message),
+                                                         Address(reach_.receivers.at(typeName)));
+    while (!reply.waitFor(kStopCheck)) {
+        if (stop_.stop_requested()) {
+            throw std::runtime_error("The host is stopping.");
+        }
+    }
+    const auto answer = reply.get();
+    if (answer == nullptr) {
+        throw std::runtime_error("There is no reply.");
+    }
+    if (messageAs<Message>(answer) != nullptr) {
+        return "ok";
+    }
+    return reach_.serializer->typeNameOf(*answer) + " " + reach_.serializer->toText(*answer);
+}
+
+bool Console::isCommand(const std::string& word) const
+{
+    return std::ranges::any_of(reach_.administration->listCommands(),
+                               [&word](const auto& command) { return command.name == word; });
+}
+
+} // namespace connector::host

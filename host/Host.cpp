@@ -1,0 +1,55 @@
+#include "host/Host.h"
+
+#include <utility>
+
+#include "staticcontent/StaticContentManagerJsonSerialization.h"
+
+namespace connector::host {
+
+Host::Host(const Options& options)
+    : options_(options), connector_(std::make_shared<LocalConnector>()),
+      configuration_(std::make_shared<configuration::LayeredConfiguration>()),
+      administration_(std::make_shared<administration::Administration>()),
+      serializer_(std::make_shared<json::JsonSerializer>()),
+      contentJson_(std::make_unique<http::StaticContentManagerJsonSerialization>(serializer_)),
+      settings_(configuration_), pipeline_(connector_, configuration_), servers_(connector_)
+{
+    // After the pipeline, whose stages give the keys their defaults and so their types.
+    for (const auto& [key, value] : options_.settings) {
+        settings_.set(key, value);
+    }
+    for (const auto& content : options_.contents) {
+        pipeline_.mount(content);
+    }
+    for (const auto& constant : options_.constants) {
+        pipeline_.mount(constant);
+    }
+    pipeline_.completeRoutes();
+}
+
+std::string Host::start()
+{
+    servers_.start(options_);
+    auto text = servers_.describe() + "\n";
+    for (const auto& origin : servers_.origins()) {
+        if (options_.contents.empty()) {
+            text += "  " + origin + "/\n";
+        }
+        for (const auto& content : options_.contents) {
+            text += "  " + origin + routePrefix(content.route) + "/\n";
+        }
+    }
+    return text;
+}
+
+Console Host::makeConsole(std::stop_token stop) const
+{
+    return Console({connector_,
+                    administration_,
+                    serializer_,
+                    settings_,
+                    {{"connector/http/AddStaticContentPath", kContentManager}}},
+                   std::move(stop));
+}
+
+} // namespace connector::host

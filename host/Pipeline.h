@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "contract/http/HttpRouter.h"
+#include "contract/messaging/LocalConnector.h"
+#include "contract/platform/Configuration.h"
+#include "host/RouteSpec.h"
+
+namespace connector::host {
+
+/// Where servers send their requests.
+inline constexpr const char* kPipelineEntry = "connector/http/router";
+
+/// Where AddStaticContentPath is sent.
+inline constexpr const char* kContentManager = "connector/http/staticcontentmanager";
+
+/// The default pipeline on a bus: the stages that every request passes, and what the routes lead
+/// to. Its providers live on the bus; the object itself is needed only to mount routes. One thread.
+class Pipeline
+{
+public:
+    /// Registers the stages, with no route yet.
+    Pipeline(std::shared_ptr<LocalConnector> connector,
+             std::shared_ptr<configuration::Configuration> configuration);
+
+    /// Serves a directory, as AddStaticContentPath does.
+    /// @throws std::invalid_argument as that message fails with.
+    void mount(const ContentRoute& content);
+
+    void mount(const ConstantRoute& constant);
+
+    /// To be called once all routes of the start are mounted: gives a site without a not-found page
+    /// of its own, since none of its routes reaches "/pagenotfound.html", a plain one.
+    void completeRoutes();
+
+private:
+    void addStages();
+    void addStaticContent(std::shared_ptr<configuration::Configuration> configuration);
+
+    const std::shared_ptr<LocalConnector> connector_;
+    const std::shared_ptr<http::HttpRouter> router_;
+    int constants_ = 0; ///< Mounted so far; each has an address of its own.
+};
+
+} // namespace connector::host
