@@ -1,10 +1,18 @@
 #include "host/Host.h"
 
+#include <map>
 #include <utility>
 
+#include "manager/HttpManagerJsonSerialization.h"
 #include "staticcontent/StaticContentManagerJsonSerialization.h"
 
 namespace connector::host {
+
+namespace {
+
+constexpr const char* kAddStaticContentPath = "connector/http/AddStaticContentPath";
+
+} // namespace
 
 Host::Host(const Options& options)
     : options_(options), connector_(std::make_shared<LocalConnector>()),
@@ -12,7 +20,9 @@ Host::Host(const Options& options)
       administration_(std::make_shared<administration::Administration>()),
       serializer_(std::make_shared<json::JsonSerializer>()),
       contentJson_(std::make_unique<http::StaticContentManagerJsonSerialization>(serializer_)),
-      settings_(configuration_), pipeline_(connector_, configuration_), servers_(connector_)
+      managerJson_(std::make_unique<http::HttpManagerJsonSerialization>(serializer_)),
+      settings_(configuration_), pipeline_(connector_, configuration_),
+      servers_(connector_, administration_)
 {
     // After the pipeline, whose stages give the keys their defaults and so their types.
     for (const auto& [key, value] : options_.settings) {
@@ -24,13 +34,15 @@ Host::Host(const Options& options)
     for (const auto& constant : options_.constants) {
         pipeline_.mount(constant);
     }
+    for (const auto& route : options_.echoes) {
+        pipeline_.mountEcho(route);
+    }
     pipeline_.completeRoutes();
 }
 
 std::string Host::start()
 {
-    servers_.start(options_);
-    auto text = servers_.describe() + "\n";
+    auto text = servers_.start(options_) + "\n";
     for (const auto& origin : servers_.origins()) {
         if (options_.contents.empty()) {
             text += "  " + origin + "/\n";
@@ -44,11 +56,12 @@ std::string Host::start()
 
 Console Host::makeConsole(std::stop_token stop) const
 {
-    return Console({connector_,
-                    administration_,
-                    serializer_,
-                    settings_,
-                    {{"connector/http/AddStaticContentPath", kContentManager}}},
+    // Every other type is one of the manager's.
+    std::map<std::string, Address> receivers;
+    for (const auto& type : serializer_->typeNames()) {
+        receivers.emplace(type, type == kAddStaticContentPath ? kContentManager : kServerManager);
+    }
+    return Console({connector_, administration_, serializer_, settings_, std::move(receivers)},
                    std::move(stop));
 }
 

@@ -40,6 +40,7 @@ private:
     const std::shared_ptr<administration::Administration> administration_;
     const std::shared_ptr<json::JsonSerializer> serializer_;
     const std::unique_ptr<json::JsonSerialization> contentJson_;
+    const std::unique_ptr<json::JsonSerialization> managerJson_;
     const Settings settings_;
     Pipeline pipeline_;
     Servers servers_; ///< The last: they are stopped before anything goes that a request may use.

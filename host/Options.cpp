@@ -100,6 +100,11 @@ void addRouteOptions(CLI::App& app, Options& options)
         },
         "Answer a route always with this status and text; may be repeated")
         ->type_name("ROUTE=STATUS,TEXT");
+    addRepeated(
+        app, "--echo",
+        [&options](const std::string& text) { options.echoes.push_back(parseRoute(text)); },
+        "Echo the frames of WebSockets on a route; may be repeated")
+        ->type_name("ROUTE");
 }
 
 void addServerOptions(CLI::App& app, Options& options)
@@ -108,8 +113,27 @@ void addServerOptions(CLI::App& app, Options& options)
         app, "--port", [&options](const std::string& text) { options.port = parsePort(text); },
         "Port of the server \"main\" (31415); the next free one if it is taken")
         ->type_name("N");
+    auto* const securePort = addSingle(
+        app, "--secure-port",
+        [&options](const std::string& text) { options.securePort = parsePort(text); },
+        "Port of the server \"secure\" (31515); the next free one if it is taken");
+    securePort->type_name("N");
+    auto* const certificate = app.add_option("--certificate", options.certificate,
+                                             "Keep the certificate of the server \"secure\" here, "
+                                             "and its key beside it")
+                                  ->type_name("FILE");
     app.add_flag_callback(
-        "--no-secure", [&options] { options.secure = false; }, "Start no HTTPS server");
+           "--no-secure", [&options] { options.secure = false; }, "Start no HTTPS server")
+        ->excludes(securePort)
+        ->excludes(certificate);
+}
+
+void addOperationOptions(CLI::App& app, Options& options)
+{
+    app.add_flag_callback(
+        "--directory-listing",
+        [&options] { options.settings.emplace_back("connector.directoryListing", "true"); },
+        "List directories without an index.html");
     addRepeated(
         app, "--set",
         [&options](const std::string& text) { options.settings.push_back(splitAssignment(text)); },
@@ -135,6 +159,7 @@ void requireDistinctRoutes(const Options& options)
     };
     std::ranges::for_each(options.contents, requireNew, &ContentRoute::route);
     std::ranges::for_each(options.constants, requireNew, &ConstantRoute::route);
+    std::ranges::for_each(options.echoes, requireNew);
 }
 
 } // namespace
@@ -149,6 +174,7 @@ std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv,
     app.add_option("directory", directory, "Directory to serve at \"/\"")->type_name("DIRECTORY");
     addRouteOptions(app, options);
     addServerOptions(app, options);
+    addOperationOptions(app, options);
     try {
         app.parse(argc, argv);
         if (app.count("directory") > 0) {

@@ -8,8 +8,14 @@
 #include "contract/http/StaticContentMessages.h"
 #include "host/RoutedContentServiceProvider.h"
 #include "pipeline/HttpConstantServiceProvider.h"
+#include "pipeline/HttpLocalHostFilterServiceProvider.h"
+#include "pipeline/HttpPathFilterServiceProvider.h"
+#include "pipeline/HttpResponseHeaderServiceProvider.h"
 #include "pipeline/HttpRouterImpl.h"
 #include "pipeline/HttpRouterServiceProvider.h"
+#include "pipeline/HttpSessionManagerImpl.h"
+#include "pipeline/HttpSessionServiceProvider.h"
+#include "pipeline/WebSocketEchoServiceProvider.h"
 #include "staticcontent/StaticContentManagerServiceProviderImpl.h"
 #include "staticcontent/StaticContentServiceImpl.h"
 #include "staticcontent/StaticContentServiceProvider.h"
@@ -19,12 +25,13 @@ namespace connector::host {
 namespace {
 
 constexpr const char* kStaticContent = "connector/http/staticcontent";
-constexpr const char* kConstants = "connector/http/constant";
+constexpr const char* kMounted = "connector/http/mounted";
 constexpr const char* kNotFoundPage = "connector/http/notfound";
 
 /// What the router fetches in place of any 404.
 constexpr const char* kNotFoundPath = "/pagenotfound.html";
 
+constexpr unsigned short kForbidden = 403;
 constexpr unsigned short kNotFound = 404;
 
 } // namespace
@@ -34,16 +41,34 @@ Pipeline::Pipeline(std::shared_ptr<LocalConnector> connector,
     : connector_(std::move(connector)), router_(std::make_shared<http::HttpRouterImpl>(
                                             std::vector<std::pair<std::string, Address>>()))
 {
-    addStages();
+    addStages(configuration);
     addStaticContent(std::move(configuration));
 }
 
-void Pipeline::addStages()
+// Providers at one address form a chain in the order of registration: what a stage sends on reaches
+// the next one.
+void Pipeline::addStages(const std::shared_ptr<configuration::Configuration>& configuration)
 {
-    // Providers at one address form a chain in the order of registration. The router is the last:
-    // what stands behind its routes answers.
-    connector_->registerProvider(kPipelineEntry,
-                                 std::make_shared<http::HttpRouterServiceProvider>(router_));
+    const auto add = [this](std::shared_ptr<ServiceProvider> stage) {
+        connector_->registerProvider(kPipelineEntry, std::move(stage));
+    };
+    // First who may ask at all, by what costs least: a stranger's request is spent nothing on.
+    add(std::make_shared<http::HttpLocalHostFilterServiceProvider>(
+        configuration, http::HttpLocalHostFilterServiceProvider::defaultWhiteList(), kForbidden,
+        "Only clients on this machine are served."));
+    // Then what may be asked for. Before the session, so that a refused request makes none.
+    add(std::make_shared<http::HttpPathFilterServiceProvider>(
+        http::HttpPathFilterServiceProvider::defaultWhiteList(), kForbidden,
+        "Files of this kind are not served."));
+    // From here on every provider sees the session's context, and every answer gets its cookie.
+    add(std::make_shared<http::HttpSessionServiceProvider>(
+        std::make_shared<http::HttpSessionManagerImpl>()));
+    // Next to the router: the path is still the client's, and an answer that a provider gave its
+    // own cache headers keeps them. The refusals above are not worth caching and get none.
+    add(std::make_shared<http::HttpResponseHeaderServiceProvider>(
+        http::HttpResponseHeaderServiceProvider::defaultHeaderRules()));
+    // The last: what stands behind its routes answers.
+    add(std::make_shared<http::HttpRouterServiceProvider>(router_));
 }
 
 void Pipeline::addStaticContent(std::shared_ptr<configuration::Configuration> configuration)
@@ -69,12 +94,22 @@ void Pipeline::mount(const ContentRoute& content)
 
 void Pipeline::mount(const ConstantRoute& constant)
 {
-    Address address(kConstants);
-    address.push(Address({std::to_string(++constants_)}));
-    connector_->registerProvider(address, std::make_shared<http::HttpConstantServiceProvider>(
-                                              constant.status, constant.text));
+    mountProvider(constant.route, std::make_shared<http::HttpConstantServiceProvider>(
+                                      constant.status, constant.text));
+}
+
+void Pipeline::mountEcho(const std::string& route)
+{
+    mountProvider(route, std::make_shared<http::WebSocketEchoServiceProvider>());
+}
+
+void Pipeline::mountProvider(const std::string& route, std::shared_ptr<ServiceProvider> provider)
+{
+    Address address(kMounted);
+    address.push(Address({std::to_string(++mounted_)}));
+    connector_->registerProvider(address, std::move(provider));
     // The root route serves the empty path too, and only the empty prefix matches that.
-    router_->addRoute(routePrefix(constant.route), address);
+    router_->addRoute(routePrefix(route), address);
 }
 
 void Pipeline::completeRoutes()

@@ -31,17 +31,21 @@ public:
 
     void mount(const ConstantRoute& constant);
 
+    /// Echoes the frames of WebSockets.
+    void mountEcho(const std::string& route);
+
     /// To be called once all routes of the start are mounted: gives a site without a not-found page
     /// of its own, since none of its routes reaches "/pagenotfound.html", a plain one.
     void completeRoutes();
 
 private:
-    void addStages();
+    void addStages(const std::shared_ptr<configuration::Configuration>& configuration);
+    void mountProvider(const std::string& route, std::shared_ptr<ServiceProvider> provider);
     void addStaticContent(std::shared_ptr<configuration::Configuration> configuration);
 
     const std::shared_ptr<LocalConnector> connector_;
     const std::shared_ptr<http::HttpRouter> router_;
-    int constants_ = 0; ///< Mounted so far; each has an address of its own.
+    int mounted_ = 0; ///< Routes to providers of their own, each of which has an address.
 };
 
 } // namespace connector::host

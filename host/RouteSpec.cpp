@@ -18,7 +18,7 @@ constexpr unsigned kHighestStatus = 599;
 
 void requireAbsolute(const std::string& route, const std::string& text)
 {
-    if (route.front() != '/') {
+    if (!route.starts_with('/')) {
         refuse(text, "a route begins with \"/\"");
     }
 }
@@ -51,6 +51,12 @@ std::pair<std::string, std::string> splitAssignment(const std::string& text)
         refuse(text, "there is nothing before the \"=\"");
     }
     return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+std::string parseRoute(const std::string& text)
+{
+    requireAbsolute(text, text);
+    return text;
 }
 
 ContentRoute parseContentRoute(const std::string& text, bool enableCache)

@@ -26,6 +26,10 @@ struct ConstantRoute
 /// @throws std::invalid_argument naming the fault without a "=" or with nothing before it.
 std::pair<std::string, std::string> splitAssignment(const std::string& text);
 
+/// Reads "ROUTE".
+/// @throws std::invalid_argument naming the fault: it does not begin with "/".
+std::string parseRoute(const std::string& text);
+
 /// Reads "ROUTE=DIR". The directory is not looked at.
 /// @throws std::invalid_argument naming the fault: a route that does not begin with "/" or holds
 ///         other characters than letters, digits and "/", or no directory.

@@ -1,40 +1,52 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
-#include "contract/http/HttpServer.h"
-#include "contract/messaging/Connector.h"
+#include "contract/messaging/LocalConnector.h"
+#include "contract/platform/Administration.h"
 #include "host/Options.h"
+#include "manager/HttpCommandProvider.h"
 
 namespace connector::host {
 
-/// The servers that the host starts itself. One thread.
+/// Where the manager messages are sent.
+inline constexpr const char* kServerManager = "connector/http/manager";
+
+/// The server manager on the bus, its commands, and the servers that the host starts by them. One
+/// thread.
 class Servers
 {
 public:
-    explicit Servers(std::shared_ptr<Connector> connector);
+    Servers(std::shared_ptr<LocalConnector> connector,
+            std::shared_ptr<administration::Administration> administration);
 
-    /// Stops them.
+    /// Stops and removes every server, those that messages have created included. Blocks as long as
+    /// their requests take to return.
     ~Servers();
 
     Servers(const Servers&) = delete;
     Servers& operator=(const Servers&) = delete;
 
-    /// Starts what the options ask for.
-    /// @throws std::runtime_error saying which server did not start, and why.
-    void start(const Options& options);
+    /// Starts "main" and, unless the options leave it out, "secure": by the command of the default
+    /// pair where the options say nothing about servers, else by messages with their values.
+    /// @return a line that ends in "HTTP: " and the port, followed by ", HTTPS: " and the port of
+    ///         the secure server if there is one.
+    /// @throws std::runtime_error "Cannot start the servers: " + reason.
+    std::string start(const Options& options);
 
-    /// One line that ends in "HTTP: " and the port.
-    [[nodiscard]] std::string describe() const;
-
-    /// The beginnings of the addresses under which the servers are reached from this machine, such
-    /// as "http://localhost:31415".
+    /// The beginnings of the addresses under which the started servers are reached from this
+    /// machine, such as "http://localhost:31415".
     [[nodiscard]] std::vector<std::string> origins() const;
 
 private:
-    const std::shared_ptr<http::HttpServer> main_;
+    std::string startByMessages(const Options& options);
+
+    const std::shared_ptr<LocalConnector> connector_;
+    const std::shared_ptr<administration::Administration> administration_;
+    const http::HttpCommandProvider commands_;
+    std::vector<std::string> started_; ///< Names, in the order of the start.
 };
 
 } // namespace connector::host
