@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "contract/common/Text.h"
-#include "server/FieldSyntax.h"
+#include "contract/http/FieldSyntax.h"
 #include "server/RequestRefusal.h"
 
 namespace connector::http {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "contract/common/Text.h"
-#include "server/FieldSyntax.h"
+#include "contract/http/FieldSyntax.h"
 
 namespace connector::http {
 

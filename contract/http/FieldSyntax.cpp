@@ -1,4 +1,4 @@
-#include "server/FieldSyntax.h"
+#include "contract/http/FieldSyntax.h"
 
 #include <algorithm>
 

@@ -1,0 +1,83 @@
+#include "client/OutgoingRequest.h"
+
+#include <stdexcept>
+#include <string_view>
+
+#include "client/ForwardedHeaders.h"
+#include "contract/common/Text.h"
+#include "contract/http/FieldSyntax.h"
+
+namespace connector::http {
+
+namespace {
+
+using common::equalsIgnoreCaseAscii;
+
+void appendField(std::string& head, const std::string& name, const std::string& value)
+{
+    if (!isToken(name) || !isFieldValue(value)) {
+        throw std::invalid_argument("The request header is malformed.");
+    }
+    head += name + ": " + value + "\r\n";
+}
+
+void appendCookie(std::string& cookies, const std::string& cookie)
+{
+    cookies += (cookies.empty() ? "" : "; ") + cookie;
+}
+
+} // namespace
+
+bool sendsBody(const std::string& method)
+{
+    return method != "GET" && method != "HEAD" && method != "DELETE";
+}
+
+std::string formatRequestHead(const HttpClientRequest& request, const UpstreamUrl& url,
+                              const std::string& method, std::size_t bodySize)
+{
+    if (!isToken(method)) {
+        throw std::invalid_argument("The request method is malformed.");
+    }
+    auto headers = request.headers;
+    removeConnectionHeaders(headers);
+    std::string host;
+    std::string cookies;
+    std::string fields;
+    for (const auto& [name, value] : headers) {
+        if (equalsIgnoreCaseAscii(name, "host")) {
+            host = host.empty() ? value : host;
+        } else if (equalsIgnoreCaseAscii(name, "cookie")) {
+            appendCookie(cookies, value);
+        } else if (!equalsIgnoreCaseAscii(name, "content-length") &&
+                   !equalsIgnoreCaseAscii(name, "expect")) {
+            appendField(fields, name, value);
+        }
+    }
+    for (const auto& [name, value] : request.cookies) {
+        appendCookie(cookies, name + "=" + value);
+    }
+    auto head = method + " " + url.target + " HTTP/1.1\r\n";
+    appendField(head, "Host", host.empty() ? url.hostHeader() : host);
+    head += fields;
+    if (!cookies.empty()) {
+        appendField(head, "Cookie", cookies);
+    }
+    appendField(head, "Connection", "close");
+    if (sendsBody(method)) {
+        appendField(head, "Content-Length", std::to_string(bodySize));
+    }
+    return head + "\r\n";
+}
+
+std::string describeRequest(const HttpClientRequest& request, const UpstreamUrl& url,
+                            const std::string& method)
+{
+    auto text = method + " " + url.target + "\nHost: " + url.origin() + "\n";
+    for (const auto& [name, value] : request.cookies) {
+        text += "Cookie: " + name + "\n";
+    }
+    return text;
+}
+
+} // namespace connector::http

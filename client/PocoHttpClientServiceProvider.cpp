@@ -1,0 +1,216 @@
+#include "client/PocoHttpClientServiceProvider.h"
+
+#include <Poco/Exception.h>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "client/ClientContext.h"
+#include "client/ClientLimits.h"
+#include "client/ClientLog.h"
+#include "client/ForwardedHeaders.h"
+#include "client/OutgoingRequest.h"
+#include "client/UpstreamExchange.h"
+#include "contract/http/MakeHttpResponse.h"
+#include "contract/streams/ReducingSubscriber.h"
+
+namespace connector::http {
+
+namespace {
+
+using common::DataBuffer;
+using common::Level;
+
+/// How much of a body the log shows.
+constexpr std::size_t kLoggedBody = 1024;
+
+bool waitOnTheClock(std::chrono::milliseconds duration, const std::stop_token& stopToken)
+{
+    std::mutex mutex;
+    std::condition_variable_any never;
+    std::unique_lock lock(mutex);
+    never.wait_for(lock, stopToken, duration, [] { return false; });
+    return !stopToken.stop_requested();
+}
+
+[[noreturn]] void abandon()
+{
+    throw std::runtime_error("The request was abandoned.");
+}
+
+std::string textOf(const std::exception& failure)
+{
+    const auto* ofLibrary = dynamic_cast<const Poco::Exception*>(&failure);
+    return ofLibrary != nullptr ? ofLibrary->displayText() : failure.what();
+}
+
+std::string upperCased(std::string method)
+{
+    for (auto& character : method) {
+        if (character >= 'a' && character <= 'z') {
+            character = static_cast<char>(character - ('a' - 'A'));
+        }
+    }
+    return method;
+}
+
+/// Everything that an attempt needs, made once.
+struct Outgoing
+{
+    UpstreamUrl url;
+    std::string method;
+    std::string head;
+    DataBuffer body;
+    std::stop_token stopToken;
+};
+
+UpstreamUrl prepareClient(const std::string& url)
+{
+    try {
+        auto parsed = parseUrl(url);
+        if (parsed.secure) {
+            clientContext();
+        }
+        return parsed;
+    } catch (const std::exception& failure) {
+        kClientLog.write(Level::Error, "Error creating client: " + textOf(failure));
+        throw;
+    }
+}
+
+DataBuffer readRequestBody(const HttpClientRequest& request)
+{
+    if (request.body == nullptr) {
+        return {};
+    }
+    const auto subscriber =
+        std::make_shared<reactive_streams::ReducingSubscriber<DataBuffer, DataBuffer>>(
+            common::concatenate);
+    auto body = subscriber->getResult();
+    request.body->subscribe(subscriber);
+    while (!body.waitFor(kStopStep)) {
+        if (request.stopToken.stop_requested()) {
+            subscriber->cancel();
+            abandon();
+        }
+    }
+    return body.get();
+}
+
+Outgoing prepare(const HttpClientRequest& request)
+{
+    Outgoing outgoing;
+    outgoing.url = prepareClient(request.url);
+    outgoing.method = upperCased(request.method);
+    outgoing.stopToken = request.stopToken;
+    if (sendsBody(outgoing.method)) {
+        outgoing.body = readRequestBody(request);
+    }
+    outgoing.head = formatRequestHead(request, outgoing.url, outgoing.method, outgoing.body.size());
+    if (kClientLog.enabled(Level::Trace)) {
+        kClientLog.write(Level::Trace,
+                         "Sending HTTP client request:\n" +
+                             describeRequest(request, outgoing.url, outgoing.method) +
+                             std::string(outgoing.body.view().substr(0, kLoggedBody)));
+    }
+    return outgoing;
+}
+
+void logFailedAttempt(const Outgoing& outgoing, int attempt, const std::string& text)
+{
+    if (kClientLog.enabled(Level::Warning)) {
+        kClientLog.write(Level::Warning,
+                         "Attempt " + std::to_string(attempt) + " of " + std::to_string(kAttempts) +
+                             " failed: " + outgoing.method + " " + outgoing.url.origin() + text);
+    }
+}
+
+std::unique_ptr<UpstreamExchange>
+exchangeWithRetries(const Outgoing& outgoing, const PocoHttpClientServiceProvider::Wait& wait)
+{
+    for (int n = 0;; ++n) {
+        std::string failureText;
+        try {
+            return std::make_unique<UpstreamExchange>(outgoing.url, outgoing.head,
+                                                      outgoing.body.view(), outgoing.stopToken);
+        } catch (const std::exception& failure) {
+            failureText = ": " + textOf(failure);
+        } catch (...) { // The text below says it.
+            failureText = ".";
+        }
+        if (outgoing.stopToken.stop_requested()) {
+            abandon();
+        }
+        logFailedAttempt(outgoing, n + 1, failureText);
+        // Kept: the last wait comes before the failure.
+        if (!wait(std::chrono::seconds(n * n), outgoing.stopToken)) {
+            abandon();
+        }
+        if (n + 1 == kAttempts) {
+            throw std::runtime_error("Retry limit reached" + failureText);
+        }
+    }
+}
+
+std::unique_ptr<HttpClientResponse> makeResponse(const ResponseHead& head,
+                                                 const BodyFraming& framing, DataBuffer body)
+{
+    auto headers = head.headers;
+    removeConnectionHeaders(headers);
+    if (framing.kind != BodyFraming::Kind::Length) {
+        headers.erase("content-length");
+    } else if (framing.length > 0) { // equal lengths, repeated, become one
+        headers.erase("content-length");
+        headers.emplace("content-length", std::to_string(framing.length));
+    }
+    StringMultimap cookies;
+    const auto [begin, end] = headers.equal_range("set-cookie");
+    for (auto line = begin; line != end; ++line) {
+        if (auto cookie = parseSetCookie(line->second)) {
+            cookies.insert(std::move(*cookie));
+        }
+    }
+    if (kClientLog.enabled(Level::Trace)) {
+        auto text = "Received HTTP client response:\nStatus: " + std::to_string(head.status) + "\n";
+        for (const auto& [name, value] : cookies) {
+            text += "Set-Cookie: " + name + "\n";
+        }
+        kClientLog.write(Level::Trace, text);
+    }
+    return std::make_unique<HttpClientResponse>(head.status, std::move(headers), std::move(cookies),
+                                                makeBody(std::move(body)));
+}
+
+} // namespace
+
+PocoHttpClientServiceProvider::PocoHttpClientServiceProvider() : wait_(waitOnTheClock) {}
+
+PocoHttpClientServiceProvider::PocoHttpClientServiceProvider(Wait wait) : wait_(std::move(wait)) {}
+
+PocoHttpClientServiceProvider::~PocoHttpClientServiceProvider() = default;
+
+Future<std::unique_ptr<Message>>
+PocoHttpClientServiceProvider::handle(std::unique_ptr<HttpClientRequest>&& request,
+                                      Address&& /*address*/, std::shared_ptr<Context>&& /*context*/)
+{
+    const auto outgoing = prepare(*request);
+    const auto exchange = exchangeWithRetries(outgoing, wait_);
+    try {
+        const auto framing = bodyFramingOf(exchange->head(), outgoing.method);
+        auto body = exchange->readBody(framing);
+        return makeReadyFuture<std::unique_ptr<Message>>(
+            makeResponse(exchange->head(), framing, std::move(body)));
+    } catch (const std::exception& failure) {
+        if (outgoing.stopToken.stop_requested()) {
+            abandon();
+        }
+        kClientLog.write(Level::Warning, "Receiving failed: " + outgoing.method + " " +
+                                             outgoing.url.origin() + ": " + textOf(failure));
+        throw;
+    }
+}
+
+} // namespace connector::http

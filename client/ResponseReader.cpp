@@ -1,0 +1,183 @@
+#include "client/ResponseReader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include "client/ClientLimits.h"
+
+namespace connector::http {
+
+namespace {
+
+using common::DataBuffer;
+
+constexpr std::size_t kBufferSize = std::size_t{16} << 10U;
+/// How much a body of unknown length grows at least.
+constexpr std::size_t kGrowth = std::size_t{64} << 10U;
+
+void requireBodyFits(std::uint64_t size)
+{
+    if (size > kMaxResponseBody) {
+        throw std::runtime_error("The upstream's answer is too large.");
+    }
+}
+
+/// The size in front of a chunk; extensions behind it are ignored (RFC 9112 section 7.1).
+std::uint64_t parseChunkSize(const std::string& line)
+{
+    constexpr int kHexadecimal = 16;
+    std::uint64_t size = 0;
+    const auto* end = line.data() + line.size();
+    const auto [rest, failure] = std::from_chars(line.data(), end, size, kHexadecimal);
+    const auto endsWell = rest == end || *rest == ';' || *rest == ' ' || *rest == '\t';
+    if (failure != std::errc() || !endsWell) {
+        throw std::runtime_error("The upstream's answer is malformed.");
+    }
+    return size;
+}
+
+} // namespace
+
+ResponseReader::ResponseReader(Receive receive) : receive_(std::move(receive)), buffer_(kBufferSize)
+{}
+
+ResponseHead ResponseReader::readHead()
+{
+    constexpr std::uint16_t kSwitchingProtocols = 101;
+    constexpr std::uint16_t kFirstFinalStatus = 200;
+    for (int interim = 0; interim < kMaxInterimResponses; ++interim) {
+        auto head = parseResponseHead(readHeadText());
+        if (head.status >= kFirstFinalStatus) {
+            return head;
+        }
+        if (head.status == kSwitchingProtocols) {
+            throw std::runtime_error("The upstream switched protocols.");
+        }
+    }
+    throw std::runtime_error("The upstream sends interim answers without end.");
+}
+
+DataBuffer ResponseReader::readBody(const BodyFraming& framing)
+{
+    switch (framing.kind) {
+    case BodyFraming::Kind::Length:
+        return readLength(framing.length);
+    case BodyFraming::Kind::Chunked:
+        return readChunks();
+    case BodyFraming::Kind::UntilClose:
+        break;
+    }
+    return readUntilClose();
+}
+
+DataBuffer ResponseReader::readLength(std::uint64_t length)
+{
+    requireBodyFits(length);
+    DataBuffer body(static_cast<std::size_t>(length));
+    readExactly(body.data(), body.size());
+    return body;
+}
+
+DataBuffer ResponseReader::readChunks()
+{
+    DataBuffer body;
+    while (const auto size = parseChunkSize(readLine(kMaxChunkLine))) {
+        requireBodyFits(size);
+        const auto begin = body.size();
+        requireBodyFits(begin + size);
+        body.resize(begin + static_cast<std::size_t>(size));
+        readExactly(body.data() + begin, static_cast<std::size_t>(size));
+        if (!readLine(kMaxChunkLine).empty()) {
+            throw std::runtime_error("The upstream's answer is malformed.");
+        }
+    }
+    readHeadText(); // the trailer, which is dropped
+    return body;
+}
+
+DataBuffer ResponseReader::readUntilClose()
+{
+    DataBuffer body;
+    for (;;) {
+        const auto begin = body.size();
+        const auto room = std::max(kGrowth, body.capacity() - begin);
+        body.resize(begin + room);
+        const auto received = readSome(body.data() + begin, room);
+        body.resize(begin + received);
+        requireBodyFits(body.size());
+        if (received == 0) {
+            return body;
+        }
+    }
+}
+
+std::string ResponseReader::readHeadText()
+{
+    std::string head;
+    for (auto line = readLine(kMaxResponseHead); !line.empty();
+         line = readLine(kMaxResponseHead - head.size())) {
+        head.append(line).append("\n");
+    }
+    return head.append("\n");
+}
+
+std::string ResponseReader::readLine(std::size_t limit)
+{
+    std::string line;
+    for (;;) {
+        if (begin_ == end_ && !fill()) {
+            throw std::runtime_error(
+                "The upstream closed the connection before the end of its answer.");
+        }
+        const auto* from = buffer_.data() + begin_;
+        const auto* to = buffer_.data() + end_;
+        const auto* lineEnd = std::find(from, to, '\n');
+        line.append(from, lineEnd);
+        begin_ += static_cast<std::size_t>(lineEnd - from) + (lineEnd == to ? 0 : 1);
+        if (line.size() >= limit) {
+            throw std::runtime_error("The upstream's answer is too large.");
+        }
+        if (lineEnd != to) {
+            if (line.ends_with('\r')) {
+                line.pop_back();
+            }
+            return line;
+        }
+    }
+}
+
+void ResponseReader::readExactly(char* into, std::size_t count)
+{
+    while (count > 0) {
+        const auto received = readSome(into, count);
+        if (received == 0) {
+            throw std::runtime_error(
+                "The upstream closed the connection before the end of its answer.");
+        }
+        into += received;
+        count -= received;
+    }
+}
+
+std::size_t ResponseReader::readSome(char* into, std::size_t count)
+{
+    if (begin_ == end_) {
+        return receive_(into, count);
+    }
+    const auto taken = std::min(count, end_ - begin_);
+    std::memcpy(into, buffer_.data() + begin_, taken);
+    begin_ += taken;
+    return taken;
+}
+
+bool ResponseReader::fill()
+{
+    begin_ = 0;
+    end_ = receive_(buffer_.data(), buffer_.size());
+    return end_ > 0;
+}
+
+} // namespace connector::http

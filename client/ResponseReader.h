@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "client/ResponseHead.h"
+#include "contract/streams/DataBuffer.h"
+
+namespace connector::http {
+
+/// Reads one answer from a stream of bytes, of which it knows no more than how to get the next
+/// ones. What that throws passes through.
+class ResponseReader
+{
+public:
+    /// Receives at least one byte and at most as many as given, blocking until then.
+    /// @return how many; 0 at the end of the stream.
+    using Receive = std::function<std::size_t(char*, std::size_t)>;
+
+    explicit ResponseReader(Receive receive);
+
+    /// The head of the final answer; interim ones (1xx) are passed over.
+    /// @throws std::runtime_error "The upstream closed the connection before the end of its
+    ///         answer."; "The upstream's answer is malformed."; "The upstream's answer is too
+    ///         large." for a head beyond `kMaxResponseHead`; "The upstream switched protocols." for
+    ///         a 101, which nobody asked for; "The upstream sends interim answers without end."
+    ResponseHead readHead();
+
+    /// The body, decoded. Memory is taken once for a body of known length.
+    /// @throws std::runtime_error the first three texts of `readHead`, the third for a body beyond
+    ///         `kMaxResponseBody`.
+    common::DataBuffer readBody(const BodyFraming& framing);
+
+private:
+    common::DataBuffer readLength(std::uint64_t length);
+    common::DataBuffer readChunks();
+    common::DataBuffer readUntilClose();
+
+    std::string readHeadText();
+    std::string readLine(std::size_t limit);
+    void readExactly(char* into, std::size_t count);
+    std::size_t readSome(char* into, std::size_t count);
+    bool fill();
+
+    const Receive receive_;
+    std::vector<char> buffer_;
+    std::size_t begin_ = 0; ///< What is buffered lies from here
+    std::size_t end_ = 0;   ///< to here.
+};
+
+} // namespace connector::http

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <stop_token>
+#include <string>
+#include <string_view>
+
+#include "client/ResponseReader.h"
+#include "client/UpstreamConnection.h"
+
+namespace connector::http {
+
+/// One request and its answer, on a connection of its own.
+class UpstreamExchange
+{
+public:
+    /// Connects, sends the request and reads the head of the answer.
+    /// @param head of the request, up to the empty line.
+    /// @throws as UpstreamConnection and `ResponseReader::readHead`.
+    UpstreamExchange(const UpstreamUrl& url, const std::string& head, std::string_view body,
+                     const std::stop_token& stopToken);
+
+    /// The head of the answer.
+    [[nodiscard]] const ResponseHead& head() const noexcept { return head_; }
+
+    /// Reads the body of the answer, once.
+    /// @throws as `ResponseReader::readBody`.
+    common::DataBuffer readBody(const BodyFraming& framing) { return reader_.readBody(framing); }
+
+private:
+    UpstreamConnection connection_;
+    ResponseReader reader_;
+    ResponseHead head_;
+};
+
+} // namespace connector::http
