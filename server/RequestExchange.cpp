@@ -129,7 +129,7 @@ void RequestExchange::warnOfQtWebKit(const HttpRequest& message) const
     if (message.method != "get" || server_.getProtocol() != "https") {
         return;
     }
-    const auto& userAgent = request_.get("User-Agent", "");
+    const auto userAgent = request_.get("User-Agent", "");
     if (userAgent.find("Qt/5.3.0 Safari/538.1") != std::string::npos) {
         std::cout << "Unsupported SSL connection from QtWebKit (see g1421641) detected for path: "
                   << message.path << ", user agent was: " << userAgent << std::flush;
