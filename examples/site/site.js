@@ -57,10 +57,11 @@ function showJourney() {
     ...performance.getEntriesByType("navigation"),
     ...performance.getEntriesByType("resource"),
   ].filter((entry) => entry.responseEnd > 0);
-  const longest = Math.max(...entries.map((entry) => entry.responseEnd - entry.requestStart), 1);
+  const timeOf = (entry) => Math.max(entry.responseEnd - entry.requestStart, 0);
+  const longest = Math.max(...entries.map(timeOf), 1);
   const list = document.querySelector(".bars");
   for (const entry of entries) {
-    const time = entry.responseEnd - entry.requestStart;
+    const time = timeOf(entry);
     const item = document.createElement("li");
     const label = document.createElement("span");
     label.append(new URL(entry.name).pathname, document.createElement("b"));
