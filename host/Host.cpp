@@ -37,6 +37,9 @@ Host::Host(const Options& options)
     for (const auto& route : options_.echoes) {
         pipeline_.mountEcho(route);
     }
+    for (const auto& proxy : options_.proxies) {
+        pipeline_.mount(proxy);
+    }
     pipeline_.completeRoutes();
 }
 

@@ -105,6 +105,11 @@ void addRouteOptions(CLI::App& app, Options& options)
         [&options](const std::string& text) { options.echoes.push_back(parseRoute(text)); },
         "Echo the frames of WebSockets on a route; may be repeated")
         ->type_name("ROUTE");
+    addRepeated(
+        app, "--proxy",
+        [&options](const std::string& text) { options.proxies.push_back(parseProxyRoute(text)); },
+        "Hand the requests of a route on to another server; may be repeated")
+        ->type_name("ROUTE=URL");
 }
 
 void addServerOptions(CLI::App& app, Options& options)
@@ -160,6 +165,7 @@ void requireDistinctRoutes(const Options& options)
     std::ranges::for_each(options.contents, requireNew, &ContentRoute::route);
     std::ranges::for_each(options.constants, requireNew, &ConstantRoute::route);
     std::ranges::for_each(options.echoes, requireNew);
+    std::ranges::for_each(options.proxies, requireNew, &ProxyRoute::route);
 }
 
 } // namespace

@@ -18,10 +18,11 @@ struct Options
     std::vector<ContentRoute> contents;
     std::vector<ConstantRoute> constants;
     std::vector<std::pair<std::string, std::string>> settings; ///< Key and value as text.
-    std::vector<std::string> echoes;                           ///< Routes.
-    std::optional<std::uint16_t> port;                         ///< Of the server "main".
-    std::optional<std::uint16_t> securePort;                   ///< Of the server "secure".
-    std::string certificate; ///< Of the server "secure"; empty: none is kept.
+    std::vector<ProxyRoute> proxies;
+    std::vector<std::string> echoes;         ///< Routes.
+    std::optional<std::uint16_t> port;       ///< Of the server "main".
+    std::optional<std::uint16_t> securePort; ///< Of the server "secure".
+    std::string certificate;                 ///< Of the server "secure"; empty: none is kept.
     bool secure = true;
     common::Level logLevel = common::Level::Warning;
     std::string logFile; ///< Empty: standard error.

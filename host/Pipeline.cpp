@@ -4,12 +4,14 @@
 #include <string>
 #include <utility>
 
+#include "client/PocoHttpClientServiceProvider.h"
 #include "contract/common/Text.h"
 #include "contract/http/StaticContentMessages.h"
 #include "host/RoutedContentServiceProvider.h"
 #include "pipeline/HttpConstantServiceProvider.h"
 #include "pipeline/HttpLocalHostFilterServiceProvider.h"
 #include "pipeline/HttpPathFilterServiceProvider.h"
+#include "pipeline/HttpProxyServiceProvider.h"
 #include "pipeline/HttpResponseHeaderServiceProvider.h"
 #include "pipeline/HttpRouterImpl.h"
 #include "pipeline/HttpRouterServiceProvider.h"
@@ -25,6 +27,7 @@ namespace connector::host {
 namespace {
 
 constexpr const char* kStaticContent = "connector/http/staticcontent";
+constexpr const char* kClient = "connector/http/client"; ///< Where proxies send their requests.
 constexpr const char* kMounted = "connector/http/mounted";
 constexpr const char* kNotFoundPage = "connector/http/notfound";
 
@@ -43,6 +46,7 @@ Pipeline::Pipeline(std::shared_ptr<LocalConnector> connector,
 {
     addStages(configuration);
     addStaticContent(std::move(configuration));
+    connector_->registerProvider(kClient, std::make_shared<http::PocoHttpClientServiceProvider>());
 }
 
 // Providers at one address form a chain in the order of registration: what a stage sends on reaches
@@ -101,6 +105,11 @@ void Pipeline::mount(const ConstantRoute& constant)
 void Pipeline::mountEcho(const std::string& route)
 {
     mountProvider(route, std::make_shared<http::WebSocketEchoServiceProvider>());
+}
+
+void Pipeline::mount(const ProxyRoute& proxy)
+{
+    mountProvider(proxy.route, std::make_shared<http::HttpProxyServiceProvider>(proxy.url));
 }
 
 void Pipeline::mountProvider(const std::string& route, std::shared_ptr<ServiceProvider> provider)

@@ -34,6 +34,9 @@ public:
     /// Echoes the frames of WebSockets.
     void mountEcho(const std::string& route);
 
+    /// Hands the requests on to another server.
+    void mount(const ProxyRoute& proxy);
+
     /// To be called once all routes of the start are mounted: gives a site without a not-found page
     /// of its own, since none of its routes reaches "/pagenotfound.html", a plain one.
     void completeRoutes();

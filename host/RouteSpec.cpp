@@ -84,6 +84,19 @@ ConstantRoute parseConstantRoute(const std::string& text)
                          answer.substr(comma + 1)};
 }
 
+ProxyRoute parseProxyRoute(const std::string& text)
+{
+    auto [route, url] = splitAssignment(text);
+    requireAbsolute(route, text);
+    const auto named = url.find("://");
+    const auto host = named == std::string::npos ? url.size() : named + 3;
+    const auto scheme = url.substr(0, std::min(named, url.size()));
+    if ((scheme != "http" && scheme != "https") || host == url.size() || url[host] == '/') {
+        refuse(text, "\"" + url + "\" is no URL such as http://127.0.0.1:8080");
+    }
+    return ProxyRoute{std::move(route), std::move(url)};
+}
+
 std::string routePrefix(const std::string& route)
 {
     return !route.empty() && route.back() == '/' ? route.substr(0, route.size() - 1) : route;

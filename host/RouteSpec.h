@@ -22,6 +22,13 @@ struct ConstantRoute
     std::string text;
 };
 
+/// A route whose requests go to another server.
+struct ProxyRoute
+{
+    std::string route; ///< Begins with "/".
+    std::string url;   ///< What the paths are appended to.
+};
+
 /// Splits "NAME=VALUE" at its first "=". The value may be empty and may hold further "=".
 /// @throws std::invalid_argument naming the fault without a "=" or with nothing before it.
 std::pair<std::string, std::string> splitAssignment(const std::string& text);
@@ -39,6 +46,11 @@ ContentRoute parseContentRoute(const std::string& text, bool enableCache);
 /// @throws std::invalid_argument naming the fault: a route that does not begin with "/", a status
 ///         outside of 200 to 599 (the informational ones are no answers), or no comma.
 ConstantRoute parseConstantRoute(const std::string& text);
+
+/// Reads "ROUTE=URL".
+/// @throws std::invalid_argument naming the fault: a route that does not begin with "/", or a URL
+///         that does not begin with "http://" or "https://" and a host.
+ProxyRoute parseProxyRoute(const std::string& text);
 
 /// The prefix under which a route is kept: without one trailing "/", so "" for "/".
 std::string routePrefix(const std::string& route);

@@ -19,7 +19,9 @@ names_directory() {
                 case "${2:-}" in /=*) return 0 ;; esac
                 shift
                 ;;
-            --port | --set | --log-level | --log-file) shift ;;
+            --port | --secure-port | --certificate | --echo | --proxy | --set | --log-level | --log-file)
+                shift
+                ;;
             --)
                 [ $# -gt 1 ]
                 return

@@ -15,10 +15,29 @@ std::variant<Options, EarlyExit> parse(std::vector<const char*> arguments)
 
 TEST(OptionsTest, EveryOptionArrives)
 {
-    const auto parsed = parse({"--port", "8080", "--no-secure", "--content", "/docs=/srv/a=b",
-                               "--content", "/x/=y", "--cached-content", "/lib=/usr/lib",
-                               "--constant", "/ping=200,pong, you", "--constant", "/none=204,",
-                               "--set", "a.b=c=d", "--log-level", "debug", "/srv/site"});
+    const auto parsed = parse({"--port",
+                               "8080",
+                               "--no-secure",
+                               "--content",
+                               "/docs=/srv/a=b",
+                               "--content",
+                               "/x/=y",
+                               "--cached-content",
+                               "/lib=/usr/lib",
+                               "--constant",
+                               "/ping=200,pong, you",
+                               "--constant",
+                               "/none=204,",
+                               "--echo",
+                               "/echo",
+                               "--proxy",
+                               "/up=https://[::1]:1/x",
+                               "--directory-listing",
+                               "--set",
+                               "a.b=c=d",
+                               "--log-level",
+                               "debug",
+                               "/srv/site"});
     ASSERT_TRUE(std::holds_alternative<Options>(parsed));
     const auto& options = std::get<Options>(parsed);
     EXPECT_EQ(options.port, 8080);
@@ -34,7 +53,11 @@ TEST(OptionsTest, EveryOptionArrives)
     EXPECT_EQ(options.constants[0].status, 200);
     EXPECT_EQ(options.constants[0].text, "pong, you");
     EXPECT_EQ(options.constants[1].text, "");
-    EXPECT_EQ(options.settings.at(0).second, "c=d");
+    EXPECT_THAT(options.echoes, testing::ElementsAre("/echo"));
+    EXPECT_EQ(options.proxies.at(0).url, "https://[::1]:1/x");
+    EXPECT_THAT(options.settings,
+                testing::UnorderedElementsAre(testing::Pair("connector.directoryListing", "true"),
+                                              testing::Pair("a.b", "c=d")));
     EXPECT_EQ(options.logLevel, common::Level::Debug);
 }
 
@@ -67,6 +90,12 @@ TEST(OptionsTest, AFaultIsNamedAndEndsWithStatusTwo)
         {{"--constant", "/ping=600,x"}, "\"600\" is no status"},
         {{"--constant", "/ping=2e2,x"}, "\"2e2\" is no status"},
         {{"--constant", "/ping=,x"}, "\"\" is no status"},
+        {{"--echo", "echo"}, "begins with \"/\""},
+        {{"--proxy", "/a=127.0.0.1:80"}, "\"127.0.0.1:80\" is no URL"},
+        {{"--proxy", "/a=http:///path"}, "is no URL"},
+        {{"--proxy", "/a=ftp://host"}, "is no URL"},
+        {{"--no-secure", "--secure-port", "1"}, "--no-secure"},
+        {{"--certificate", "c.pem", "--no-secure"}, "--no-secure"},
         {{"--set", "key"}, "there is no \"=\""},
         {{"--log-level", "loud"}, "loud"},
     };
@@ -84,8 +113,10 @@ TEST(OptionsTest, HelpAndVersionEndWithStatusZero)
 {
     const auto help = std::get<EarlyExit>(parse({"--help"}));
     EXPECT_EQ(help.status, 0);
-    for (const auto* option : {"--content", "--cached-content", "--constant", "--port", "--set",
-                               "--no-secure", "--log-level", "--log-file", "DIRECTORY"}) {
+    for (const auto* option :
+         {"--content", "--cached-content", "--constant", "--port", "--set", "--secure-port",
+          "--certificate", "--echo", "--proxy", "--directory-listing", "--no-secure", "--log-level",
+          "--log-file", "DIRECTORY"}) {
         EXPECT_THAT(help.text, HasSubstr(option));
     }
     const auto version = std::get<EarlyExit>(parse({"--version"}));
