@@ -16,8 +16,7 @@
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions/message.hpp>
-#include <boost/log/sinks/basic_sink_backend.hpp>
-#include <boost/log/sinks/unlocked_frontend.hpp>
+#include <boost/log/sinks/sink.hpp>
 #include <boost/log/sources/record_ostream.hpp>
 #include <boost/log/sources/severity_channel_logger.hpp>
 #include <boost/make_shared.hpp>
@@ -132,12 +131,14 @@ private:
     const Ownership ownership_;
 };
 
-class Backend final : public logging::sinks::basic_sink_backend<logging::sinks::concurrent_feeding>
+class Sink final : public logging::sinks::sink
 {
 public:
-    explicit Backend(std::shared_ptr<const Output> output) : output_(std::move(output)) {}
+    explicit Sink(std::shared_ptr<const Output> output) : sink(false), output_(std::move(output)) {}
 
-    void consume(const logging::record_view& record) const
+    bool will_consume(const logging::attribute_value_set& /*attributes*/) override { return true; }
+
+    void consume(const logging::record_view& record) override
     {
         const auto level = logging::extract<Level>("Severity", record);
         const auto channel = logging::extract<std::string>("Channel", record);
@@ -146,6 +147,8 @@ public:
             output_->write(makeLine(*level, *channel, *text));
         }
     }
+
+    void flush() override {}
 
 private:
     const std::shared_ptr<const Output> output_;
@@ -163,7 +166,7 @@ public:
 
     void lead(std::shared_ptr<const Output> output)
     {
-        const auto sink = boost::make_shared<Sink>(boost::make_shared<Backend>(output));
+        const auto sink = boost::make_shared<Sink>(output);
         const std::lock_guard lock(mutex_);
         if (libraryEnded_) {
             return;
@@ -196,8 +199,6 @@ public:
     }
 
 private:
-    using Sink = logging::sinks::unlocked_sink<Backend>;
-
     /// From its end on, records go straight to the output.
     struct LibraryEnd
     {

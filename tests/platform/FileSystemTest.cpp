@@ -25,48 +25,39 @@ TEST(FileSystem, PathsHoldUtf8WhateverTheLocale)
     EXPECT_THROW((void)toWide(Path("/a\xFF")), std::invalid_argument);
 }
 
-TEST(FileSystem, StatusFollowsLinks)
+TEST(FileSystem, SeesWhatLinksLeadTo)
 {
     const TemporaryDirectory directory;
-    const auto file = directory.write("file", "12345");
-    const auto link = directory.path() / "link";
-    std::filesystem::create_symlink(file, link);
-    std::filesystem::create_symlink("nowhere", directory.path() / "broken");
-    std::filesystem::create_symlink(directory.path(), directory.path() / "dirlink");
+    const auto path = [&](const char* name) { return directory.path() / name; };
+    const auto file = directory.write("\xFF\"&", "12345");
+    directory.write("sub/.hidden", "");
+    std::filesystem::create_symlink(file, path("link"));
+    std::filesystem::create_symlink("sub", path("dirlink"));
+    std::filesystem::create_symlink("nowhere", path("broken"));
+    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
     const timespec times[2] = {{1'700'000'000, 999'999'999}, {1'700'000'000, 999'999'999}};
     ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
-
-    EXPECT_EQ(fs::status(link).type, FileType::Regular);
-    EXPECT_EQ(fs::status(link).size, 5U);
-    EXPECT_EQ(fs::status(link).lastWriteSeconds, 1'700'000'000);
-    EXPECT_EQ(fs::status(directory.path()).type, FileType::Directory);
-    EXPECT_EQ(fs::status("/dev/null").type, FileType::Other);
-    EXPECT_FALSE(fs::exists(directory.path() / "broken"));
-    EXPECT_FALSE(fs::exists(file / "below"));
-    EXPECT_TRUE(isReadable(link));
-    EXPECT_FALSE(isReadable(directory.path() / "broken"));
-}
-
-TEST(FileSystem, ListsEverythingByTheTypeOfItsTarget)
-{
-    const TemporaryDirectory directory;
-    directory.write(".hidden", "");
-    directory.write("sub/file", "");
-    directory.write("\xFF\"&", "");
-    std::filesystem::create_symlink("sub", directory.path() / "link");
-    std::filesystem::create_symlink("nowhere", directory.path() / "broken");
-    ASSERT_EQ(::mkfifo((directory.path() / "pipe").c_str(), 0600), 0);
 
     std::map<std::string, FileType> listed;
     for (const auto& entry : listDirectory(directory.path())) {
         listed[entry.name] = entry.type;
+        EXPECT_EQ(fs::status(path(entry.name.c_str())).type, entry.type) << entry.name;
     }
     EXPECT_THAT(listed, UnorderedElementsAre(
-                            Pair(".hidden", FileType::Regular), Pair("sub", FileType::Directory),
-                            Pair("\xFF\"&", FileType::Regular), Pair("link", FileType::Directory),
+                            Pair("\xFF\"&", FileType::Regular), Pair("sub", FileType::Directory),
+                            Pair("link", FileType::Regular), Pair("dirlink", FileType::Directory),
                             Pair("broken", FileType::None), Pair("pipe", FileType::Other)));
-    EXPECT_THROW((void)listDirectory(directory.path() / "missing"),
-                 std::filesystem::filesystem_error);
+    EXPECT_EQ(listDirectory(path("sub")).at(0).name, ".hidden");
+    EXPECT_THROW((void)listDirectory(path("missing")), std::filesystem::filesystem_error);
+    EXPECT_EQ(fs::status(path("link")).size, 5U);
+    EXPECT_EQ(fs::status(path("link")).lastWriteSeconds, 1'700'000'000);
+    EXPECT_FALSE(fs::exists(path("broken")));
+    EXPECT_TRUE(isReadable(path("link")));
+    EXPECT_FALSE(isReadable(path("broken")));
+    // Neither waited for nor read:
+    EXPECT_EQ(readFile(path("pipe"), 0, 5).size(), 0U);
+    EXPECT_EQ(readFile(path("sub"), 0, 5).size(), 0U);
+    EXPECT_EQ(readFile(path("missing"), 0, 5).size(), 0U);
 }
 
 TEST(FileSystem, AppendNeverLeavesTheDirectory)
@@ -106,18 +97,10 @@ TEST(ReadFile, GivesThePartThatThereIs)
         SCOPED_TRACE(testing::Message() << offset << "+" << length);
         EXPECT_EQ(readFile(file, offset, length).view(), expected);
     }
-    EXPECT_EQ(readFile(directory.path() / "missing", 0, 5).size(), 0U);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they end the process instead
     EXPECT_THAT([&] { (void)readFile(file, 0, std::numeric_limits<std::uint64_t>::max()); },
                 testing::ThrowsMessage<std::runtime_error>("Out of memory!"));
-}
-
-TEST(ReadFile, NeitherBlocksOnNorReadsWhatIsNoRegularFile)
-{
-    const TemporaryDirectory directory;
-    const auto pipe = directory.path() / "pipe";
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    EXPECT_EQ(readFile(pipe, 0, 5).size(), 0U);
-    EXPECT_EQ(readFile(directory.path(), 0, 5).size(), 0U);
+#endif
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 #include <Poco/Exception.h>
-#include <Poco/JSON/Array.h>
 #include <gmock/gmock.h>
 
 #include "contract/platform/JsonReading.h"
@@ -10,9 +9,10 @@ namespace {
 using namespace connector::json;
 using connector::Message;
 using Poco::JSON::Object;
+using testing::AnyOf;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Throws;
+using testing::Eq;
+using testing::StartsWith;
 using testing::ThrowsMessage;
 
 struct Note : Message
@@ -67,51 +67,44 @@ TEST_F(Json, TextSurvivesTheWayOutAndBack)
 {
     const std::string text = "\"quoted\" \\ / \n\t\x01\x7F \xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80";
     const auto json = serializer->toText(Note(text, 65535));
-    EXPECT_THAT(json, testing::StartsWith(R"({"port":65535,"text":"\"quoted\" \\ )"));
+    EXPECT_THAT(json, StartsWith(R"({"port":65535,"text":"\"quoted\" \\ )"));
     EXPECT_EQ(json.find('\n'), std::string::npos);
     const auto note = fromText(json);
     EXPECT_EQ(note->text, text);
     EXPECT_EQ(note->port, 65535);
-    EXPECT_THAT([&] { (void)serializer->toText(Note("\xFF")); }, Throws<std::runtime_error>());
-}
-
-TEST_F(Json, ReadsEscapesAndTheLastOfEqualNames)
-{
-    EXPECT_EQ(fromText(" {\"text\":\"\\ud83d\\ude00\\u00e4\"} ")->text, "\xF0\x9F\x98\x80\xC3\xA4");
-    EXPECT_EQ(fromText(R"({"text":"a","text":"b"})")->text, "b");
+    EXPECT_THROW((void)serializer->toText(Note("\xFF")), std::runtime_error);
 }
 
 TEST_F(Json, RefusesWhatIsNotOneObject)
 {
-    const std::string deep = R"({"a":)" + std::string(100'000, '[');
-    for (const std::string& text : {std::string(),
-                                    std::string("  "),
-                                    std::string("[1]"),
-                                    std::string("null"),
-                                    std::string("\"x\""),
-                                    std::string("5"),
-                                    std::string(R"({"text":"x")"),
-                                    std::string(R"({"text":"x"}})"),
-                                    std::string("{} {}"),
-                                    std::string("{} x"),
-                                    std::string("{}\0", 3),
-                                    std::string("{'a':1}"),
-                                    std::string("{\"a\":1,}"),
-                                    std::string("{\"a\":\"\n\"}"),
-                                    std::string("{\"a\":\"\xFF\"}"),
-                                    std::string("{\"a\":\"\xED\xA0\x80\"}"),
-                                    std::string(R"({"a":"\ud800"})"),
-                                    std::string(R"({"a":"x\u0000y"})"),
-                                    std::string(R"({"a":123456789012345678901})"),
+    using namespace std::string_literals;
+    const auto deep = R"({"a":)" + std::string(100'000, '[');
+    for (const std::string& text : {""s,
+                                    "  "s,
+                                    "[1]"s,
+                                    "null"s,
+                                    "\"x\""s,
+                                    "5"s,
+                                    R"({"text":"x")"s,
+                                    R"({"text":"x"}})"s,
+                                    "{} {}"s,
+                                    "{} x"s,
+                                    "{}\0"s,
+                                    "{'a':1}"s,
+                                    "{\"a\":1,}"s,
+                                    "{\"a\":\"\n\"}"s,
+                                    "{\"a\":\"\xFF\"}"s,
+                                    "{\"a\":\"\xED\xA0\x80\"}"s,
+                                    R"({"a":"\ud800"})"s,
+                                    R"({"a":"x\u0000y"})"s,
+                                    R"({"a":123456789012345678901})"s,
                                     deep,
                                     deep + std::string(100'000, ']') + "}"}) {
         SCOPED_TRACE(text.substr(0, 30));
-        EXPECT_THROW((void)serializer->fromText("test/Note", text), std::invalid_argument);
+        EXPECT_THAT([&] { (void)fromText(text); },
+                    ThrowsMessage<std::invalid_argument>(AnyOf(
+                        StartsWith("Malformed JSON: "), Eq("The JSON text is not an object."))));
     }
-    EXPECT_THAT([&] { (void)fromText("[1]"); },
-                ThrowsMessage<std::invalid_argument>("The JSON text is not an object."));
-    EXPECT_THAT([&] { (void)fromText("{} x"); },
-                ThrowsMessage<std::invalid_argument>(HasSubstr("Malformed JSON: Excess")));
 }
 
 TEST_F(Json, KnowsMessagesOnlyWhileTheirSerializationLives)
@@ -123,61 +116,41 @@ TEST_F(Json, KnowsMessagesOnlyWhileTheirSerializationLives)
     EXPECT_THAT(serializer->typeNames(), ElementsAre("test/Note"));
     EXPECT_EQ(serializer->typeNameOf(Note("")), "test/Note");
     EXPECT_THROW((void)serializer->toJson(Derived("")), std::invalid_argument);
-    EXPECT_THAT([&] { (void)serializer->typeNameOf(Message()); },
-                ThrowsMessage<std::invalid_argument>("Unknown message type: connector::Message"));
     EXPECT_THAT([&] { NoteSerialization twice(serializer); },
                 ThrowsMessage<std::invalid_argument>("Message type already registered: test/Note"));
     EXPECT_TRUE(serializer->knows("test/Note")); // the refused one took nothing away
     notes.reset();
-    EXPECT_FALSE(serializer->knows("test/Note"));
-    for (const char* text : {"{}", "not even JSON"}) {
-        EXPECT_THAT([&] { (void)serializer->fromText("test/Note", text); },
-                    ThrowsMessage<std::invalid_argument>("Unknown message type: test/Note"));
-    }
+    EXPECT_THAT([&] { (void)fromText("not even JSON"); },
+                ThrowsMessage<std::invalid_argument>("Unknown message type: test/Note"));
     NoteSerialization again(serializer);
     EXPECT_EQ(fromText("{}")->text, "default");
 }
 
-TEST_F(Json, MissingAndNullMembersGiveTheDefault)
+TEST_F(Json, ReadsMembersByPocosRules)
 {
-    for (const char* text : {"{}", R"({"text":null,"port":null})"}) {
-        SCOPED_TRACE(text);
-        const auto note = fromText(text);
-        EXPECT_EQ(note->text, "default");
-        EXPECT_EQ(note->port, 31415);
+    const struct
+    {
+        const char* json;
+        const char* text;
+        int port;
+    } cases[] = {
+        {"{}", "default", 31415},
+        {R"({"text":null,"port":null})", "default", 31415},
+        {R"({"text":"","port":0})", "", 0},
+        {R"({"text":5,"port":"80"})", "5", 80},
+        {R"({"text":"a","text":"b"})", "b", 31415},
+        {R"( {"text":"\ud83d\ude00"} )", "\xF0\x9F\x98\x80", 31415},
+    };
+    for (const auto& [json, text, port] : cases) {
+        SCOPED_TRACE(json);
+        const auto note = fromText(json);
+        EXPECT_EQ(note->text, text);
+        EXPECT_EQ(note->port, port);
     }
-}
-
-TEST_F(Json, ConversionsFollowPoco)
-{
-    EXPECT_EQ(fromText(R"({"port":"80"})")->port, 80);
-    EXPECT_EQ(fromText(R"({"text":5})")->text, "5");
-    EXPECT_THAT([&] { (void)fromText(R"({"port":70000})"); }, Throws<Poco::RangeException>());
-    EXPECT_THAT([&] { (void)fromText(R"({"port":-1})"); }, Throws<Poco::RangeException>());
-    EXPECT_THAT([&] { (void)fromText(R"({"port":"x"})"); }, Throws<Poco::SyntaxException>());
-    EXPECT_THAT([&] { (void)fromText(R"({"port":{}})"); }, Throws<Poco::Exception>());
-    EXPECT_THAT([&] { (void)serializer->fromJson("test/Note", nullptr); },
-                Throws<Poco::NullPointerException>());
-}
-
-TEST(JsonReading, ReadsArraysOfStringsAndBooleans)
-{
-    Object::Ptr object = new Object;
-    Poco::JSON::Array::Ptr array = new Poco::JSON::Array;
-    array->add("b");
-    array->add(5);
-    object->set("array", array);
-    object->set("text", "true");
-    object->set("object", Object::Ptr(new Object));
-    EXPECT_THAT(readStringArray(object, "array"), ElementsAre("b", "5"));
-    EXPECT_THAT(readStringArray(object, "text"), ElementsAre());
-    EXPECT_THAT(readStringArray(object, "missing"), ElementsAre());
-    EXPECT_TRUE(readBool(object, "text", false));
-    EXPECT_TRUE(readBool(object, "missing", true));
-    EXPECT_FALSE(readBool(object, "object", true));
-    array->add(Poco::Dynamic::Var());
-    EXPECT_THROW((void)readStringArray(object, "array"), Poco::Exception);
-    EXPECT_THROW((void)readStringArray(nullptr, "array"), Poco::NullPointerException);
+    EXPECT_THROW((void)fromText(R"({"port":70000})"), Poco::RangeException);
+    EXPECT_THROW((void)fromText(R"({"port":-1})"), Poco::RangeException);
+    EXPECT_THROW((void)fromText(R"({"port":"x"})"), Poco::SyntaxException);
+    EXPECT_THROW((void)serializer->fromJson("test/Note", nullptr), Poco::NullPointerException);
 }
 
 } // namespace

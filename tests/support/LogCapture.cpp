@@ -1,71 +1,58 @@
 #include "tests/support/LogCapture.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions/message.hpp>
-#include <boost/log/sinks/basic_sink_backend.hpp>
-#include <boost/log/sinks/unlocked_frontend.hpp>
-#include <boost/make_shared.hpp>
+#include <boost/log/sinks/sink.hpp>
+#include <boost/smart_ptr/make_shared.hpp>
 
 namespace connector::test {
 
-namespace {
-
 namespace logging = boost::log;
 
-class Backend final : public logging::sinks::basic_sink_backend<logging::sinks::concurrent_feeding>
+struct ScopedLogCapture::Sink final : logging::sinks::sink
 {
-public:
-    void consume(const logging::record_view& record)
+    Sink() : sink(false) {}
+
+    bool will_consume(const logging::attribute_value_set& /*attributes*/) override { return true; }
+
+    void consume(const logging::record_view& record) override
     {
         const auto level = logging::extract<common::Level>("Severity", record);
         const auto channel = logging::extract<std::string>("Channel", record);
         const auto text = record[logging::expressions::smessage];
         if (level && channel && text) {
-            const std::lock_guard lock(mutex_);
-            records_.push_back({*level, *channel, *text});
+            const std::lock_guard lock(mutex);
+            records.push_back({*level, *channel, *text});
         }
     }
 
-    std::vector<LogRecord> records() const
-    {
-        const std::lock_guard lock(mutex_);
-        return records_;
-    }
+    void flush() override {}
 
-private:
-    mutable std::mutex mutex_; // guards records_
-    std::vector<LogRecord> records_;
-};
-
-} // namespace
-
-struct ScopedLogCapture::Impl
-{
-    using Sink = logging::sinks::unlocked_sink<Backend>;
-
-    const boost::shared_ptr<Backend> backend = boost::make_shared<Backend>();
-    const boost::shared_ptr<Sink> sink = boost::make_shared<Sink>(backend);
+    std::mutex mutex; // guards records
+    std::vector<LogRecord> records;
 };
 
 ScopedLogCapture::ScopedLogCapture(common::Level level)
-    : previousLevel_(common::Log::level()), impl_(std::make_unique<Impl>())
+    : previousLevel_(common::Log::level()), sink_(boost::make_shared<Sink>())
 {
-    logging::core::get()->add_sink(impl_->sink);
+    logging::core::get()->add_sink(sink_);
     common::Log::setLevel(level);
 }
 
 ScopedLogCapture::~ScopedLogCapture()
 {
     common::Log::setLevel(previousLevel_);
-    logging::core::get()->remove_sink(impl_->sink);
+    logging::core::get()->remove_sink(sink_);
 }
 
 std::vector<LogRecord> ScopedLogCapture::records() const
 {
-    return impl_->backend->records();
+    const std::lock_guard lock(sink_->mutex);
+    return sink_->records;
 }
 
 std::vector<std::string> ScopedLogCapture::texts(const std::string& channel) const
@@ -81,12 +68,10 @@ std::vector<std::string> ScopedLogCapture::texts(const std::string& channel) con
 
 bool ScopedLogCapture::contains(const std::string& part) const
 {
-    for (const auto& record : records()) {
-        if (record.text.find(part) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    const auto all = records();
+    return std::any_of(all.begin(), all.end(), [&part](const LogRecord& record) {
+        return record.text.find(part) != std::string::npos;
+    });
 }
 
 } // namespace connector::test

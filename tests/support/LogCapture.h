@@ -1,8 +1,9 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
+
+#include <boost/smart_ptr/shared_ptr.hpp>
 
 #include "contract/common/Log.h"
 
@@ -35,10 +36,10 @@ public:
     bool contains(const std::string& part) const;
 
 private:
-    struct Impl;
+    struct Sink;
 
     const common::Level previousLevel_;
-    const std::unique_ptr<Impl> impl_;
+    const boost::shared_ptr<Sink> sink_;
 };
 
 } // namespace connector::test
