@@ -14,14 +14,12 @@ names_directory() {
         case "$1" in
             --content | --content=* | --cached-content | --cached-content=*) return 0 ;;
             --help | -h | --version) return 0 ;;
-            --constant=/=*) return 0 ;;
-            --constant)
-                case "${2:-}" in /=*) return 0 ;; esac
+            --constant=/=* | --proxy=/=* | --echo=/) return 0 ;;
+            --constant | --proxy | --echo)
+                case "${2:-}" in / | /=*) return 0 ;; esac
                 shift
                 ;;
-            --port | --secure-port | --certificate | --echo | --proxy | --set | --log-level | --log-file)
-                shift
-                ;;
+            --port | --secure-port | --certificate | --set | --log-level | --log-file) shift ;;
             --)
                 [ $# -gt 1 ]
                 return

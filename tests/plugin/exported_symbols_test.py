@@ -10,8 +10,10 @@ import re
 import subprocess
 import sys
 
+# The type information of an enumeration is always visible.
 MARKED = re.compile(
     r"(?:class|struct)\s+CONNECTOR_API\s+(\w+)"
+    r"|enum\s+class\s+(\w+)"
     r"|CONNECTOR_API(?!\s+\d)[^;{}()]*?(\w+)\s*(?:\(|\[\]|;|=)")
 SYMBOL = re.compile(r"^[0-9a-f]+ \w (?:(?:vtable|typeinfo(?: name)?|VTT|guard variable|"
                     r"non-virtual thunk|virtual thunk) (?:for|to) )?(.*)$")
@@ -19,19 +21,19 @@ SYMBOL = re.compile(r"^[0-9a-f]+ \w (?:(?:vtable|typeinfo(?: name)?|VTT|guard va
 
 def marked_names(root):
     names = set()
-    for room in ("contract/*", "server", "manager", "pipeline", "staticcontent", "client",
-                 "plugin"):
-        for header in glob.glob(os.path.join(root, room, "*.h")):
+    for room in ("contract", "server", "manager", "pipeline", "staticcontent", "client", "plugin"):
+        for header in glob.glob(os.path.join(root, room, "**", "*.h"), recursive=True):
             with open(header, encoding="utf-8") as file:
                 for match in MARKED.finditer(file.read()):
-                    names.add(match[1] or match[2])
+                    names.add(match[1] or match[2] or match[3])
     return names
 
 
 def without_arguments(text):
-    """a::b<c>::d(e) const -> a::b::d"""
+    """a::b<c>::d[abi:cxx11](e) const -> a::b::d"""
     result, depth = [], 0
-    for character in text.replace("(anonymous namespace)", "@").replace("operator()", "call"):
+    text = text.replace("(anonymous namespace)", "@").replace("[abi:cxx11]", "")
+    for character in text.replace("operator()", "call"):
         if character == "<":
             depth += 1
         elif character == ">":
