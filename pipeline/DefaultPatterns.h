@@ -14,8 +14,8 @@ namespace connector::http {
 /// matcher written by hand that gives the same answer as its regular expressions.
 ///
 /// The patterns are what a list means; the matcher is there because they are run on every request.
-/// All three lists together, as the default pipeline runs them for a remote client, take 0.04 us
-/// instead of 2.9 us on "/assets/app/main.min.js", and 0.2 us instead of 790 us on 2 KB of dots.
+/// For all three lists together they take 0.05 us instead of 3.1 us on "/assets/app/main.min.js",
+/// and 0.1 us instead of 1.3 ms on 2 KB of dots.
 class DefaultPatterns
 {
 public:

@@ -61,13 +61,13 @@ HttpResponseHeaderServiceProvider::HttpResponseHeaderServiceProvider(std::vector
 
 std::vector<Rule> HttpResponseHeaderServiceProvider::defaultHeaderRules()
 {
-    auto patterns = DefaultPatterns::kHeaderRules.compile();
+    const auto patterns = DefaultPatterns::kHeaderRules.compile();
     return {
-        {std::move(patterns.at(0)),
+        {patterns.at(0),
          {{"Cache-Control", "no-cache, no-store, must-revalidate"},
           {"Pragma", "no-cache"},
           {"Expires", "0"}}},
-        {std::move(patterns.at(1)), {{"Cache-Control", "private, max-age=2592000"}}},
+        {patterns.at(1), {{"Cache-Control", "private, max-age=2592000"}}},
     };
 }
 
