@@ -28,7 +28,7 @@ void SessionTable::renew(Session& session, long long expiry)
     expiries_.splice(expiries_.end(), expiries_, session.expiry_);
 }
 
-SessionTable::Sessions::node_type SessionTable::remove(const std::string& id)
+SessionTable::Removed SessionTable::remove(const std::string& id)
 {
     const auto found = sessions_.find(id);
     if (found == sessions_.end()) {

@@ -33,6 +33,7 @@ public:
         std::list<Expiry>::iterator expiry_;
     };
     using Sessions = std::unordered_map<std::string, Session>;
+    using Removed = Sessions::node_type;
 
     /// @param expiry not before that of any other session.
     /// @return false, with nothing changed, if there is a session of that identifier.
@@ -46,7 +47,7 @@ public:
 
     /// Takes a session out.
     /// @return an empty node without such a session.
-    Sessions::node_type remove(const std::string& id);
+    Removed remove(const std::string& id);
 
     /// The identifier of the session that expires next, if that is strictly before @p tick; else
     /// null.
