@@ -1,0 +1,50 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "contract/http/HttpRequest.h"
+#include "contract/http/HttpResponse.h"
+#include "contract/http/MakeHttpResponse.h"
+
+namespace connector::http {
+
+inline std::unique_ptr<HttpRequest> makeRequest(std::string path, bool local = false)
+{
+    return std::make_unique<HttpRequest>("http://host/", std::move(path), "", "get",
+                                         StringMultimap(), StringMultimap(), StringMultimap(),
+                                         local, nullptr);
+}
+
+/// The rest of the pipeline: keeps what is sent to it and gives its replies in turn, then 200.
+class FakePipeline final : public Context
+{
+public:
+    Future<std::unique_ptr<Message>> send(std::unique_ptr<Message>&& message,
+                                          Address&& address) override
+    {
+        requests.emplace_back(dynamic_cast<HttpRequest*>(message.release()));
+        addresses.push_back(address.toString());
+        replies.push_back(makeReadyHttpResponse(200, "ok"));
+        auto reply = std::move(replies.front());
+        replies.pop_front();
+        return reply;
+    }
+
+    std::vector<std::unique_ptr<HttpRequest>> requests;
+    std::vector<std::string> addresses;
+    std::deque<Future<std::unique_ptr<Message>>> replies;
+};
+
+/// A copy of the reply but for its body; the reply must be an HttpResponse.
+inline HttpResponse responseOf(Future<std::unique_ptr<Message>>&& reply)
+{
+    const auto message = reply.get();
+    auto& response = dynamic_cast<HttpResponse&>(*message);
+    return HttpResponse(response.status, std::move(response.headers), std::move(response.cookies),
+                        nullptr);
+}
+
+} // namespace connector::http
