@@ -4,6 +4,7 @@
 #include <Poco/Net/NetException.h>
 #include <Poco/Timespan.h>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -11,7 +12,9 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include "server/RequestRefusal.h"
 #include "server/ServerLimits.h"
+#include "server/ServerLog.h"
 
 namespace connector::http {
 
@@ -19,8 +22,8 @@ namespace {
 
 using std::chrono::microseconds;
 
-constexpr std::string_view kRefusal =
-    "HTTP/1.1 400 Bad Request\r\nConnection: Close\r\nContent-Length: 0\r\n\r\n";
+/// What one receive takes at most; a head that is larger takes several.
+constexpr std::size_t kReceiveSize = 4096;
 
 timeval toTimeval(microseconds duration)
 {
@@ -64,19 +67,10 @@ bool ConnectionSocketImpl::poll(const Poco::Timespan& timeout, int mode)
     if (mode != Poco::Net::Socket::SELECT_READ) {
         return StreamSocketImpl::poll(timeout, mode);
     }
-    if (buffered() > 0 || atEnd_) {
-        return true;
+    if (speaksHttp_) {
+        return awaitHead(microseconds(timeout.totalMicroseconds()));
     }
-    if (!fill(microseconds(timeout.totalMicroseconds()))) {
-        return false;
-    }
-    headBegan_ = Clock::now();
-    for (skipEmptyLines(); buffered() == 0 && !atEnd_; skipEmptyLines()) {
-        if (!fill(receiveTimeLeft())) {
-            return false;
-        }
-    }
-    return true;
+    return buffered() > 0 || atEnd_ || StreamSocketImpl::poll(timeout, mode);
 }
 
 int ConnectionSocketImpl::receiveBytes(void* buffer, int length, int flags)
@@ -91,24 +85,22 @@ int ConnectionSocketImpl::receiveBytes(void* buffer, int length, int flags)
     if (atEnd_ || wanted == 0) {
         return 0;
     }
-    if (wanted < buffer_.size()) {
-        if (!fill(receiveTimeLeft())) {
+    if (wanted < kReceiveSize) {
+        if (!fill(receiveTimeout_)) {
             throw Poco::TimeoutException();
         }
         return takeBuffered(buffer, wanted);
     }
-    const auto received = receive(static_cast<char*>(buffer), wanted, receiveTimeLeft());
+    const auto received = receive(static_cast<char*>(buffer), wanted, receiveTimeout_);
     if (!received.has_value()) {
         throw Poco::TimeoutException();
     }
     atEnd_ = *received == 0;
-    unanswered_ = unanswered_ || !atEnd_;
     return static_cast<int>(*received);
 }
 
 int ConnectionSocketImpl::sendBytes(const void* buffer, int length, int flags)
 {
-    unanswered_ = false;
     return StreamSocketImpl::sendBytes(buffer, length, flags | MSG_NOSIGNAL);
 }
 
@@ -147,7 +139,6 @@ void ConnectionSocketImpl::close()
         return;
     }
     if (!aborted_) {
-        refuseUnanswered();
     }
     endSending();
     if (!aborted_ && hasUnreadInput()) {
@@ -160,7 +151,6 @@ void ConnectionSocketImpl::close()
 
 void ConnectionSocketImpl::sendAll(std::string_view head, std::string_view body)
 {
-    unanswered_ = false;
     iovec parts[2] = {{const_cast<char*>(head.data()), head.size()},
                       {const_cast<char*>(body.data()), body.size()}};
     msghdr message = {};
@@ -206,25 +196,86 @@ void ConnectionSocketImpl::abort() noexcept
     ::shutdown(descriptor_, SHUT_RDWR);
 }
 
-int ConnectionSocketImpl::takeBuffered(void* buffer, std::size_t length) noexcept
+bool ConnectionSocketImpl::awaitHead(microseconds patience)
 {
-    const auto taken = std::min(length, buffered());
-    std::memcpy(buffer, buffer_.data() + begin_, taken);
-    begin_ += taken;
-    return static_cast<int>(taken);
+    std::optional<Clock::time_point> deadline;
+    std::size_t searched = 0;
+    for (;;) {
+        skipEmptyLines();
+        if (const auto end = findHeadEnd(input(), searched)) {
+            try {
+                takeHead(*end);
+                return true;
+            } catch (const RequestRefusal& refusal) {
+                return refuse(refusal.status(), refusal.what());
+            }
+        }
+        searched = buffered();
+        if (searched >= kMaxHead) {
+            return refuse(431, "The request's head is too large.");
+        }
+        if (atEnd_) {
+            return searched > 0 && refuse(400, "The request's head is truncated.");
+        }
+        if (searched > 0 && !deadline.has_value()) {
+            deadline = Clock::now() + kHeadTimeout;
+        }
+        const auto left = deadline.has_value()
+                              ? std::chrono::duration_cast<microseconds>(*deadline - Clock::now())
+                              : patience;
+        if (left <= microseconds::zero() || !fill(std::min<microseconds>(left, kClientTimeout))) {
+            return searched > 0 && refuse(408, "The request's head did not arrive in time.");
+        }
+    }
 }
 
 bool ConnectionSocketImpl::fill(microseconds timeout)
 {
-    begin_ = end_ = 0;
-    const auto received = receive(buffer_.data(), buffer_.size(), timeout);
+    const auto kept = buffered();
+    std::memmove(buffer_.data(), buffer_.data() + begin_, kept);
+    begin_ = 0;
+    end_ = kept;
+    buffer_.resize(end_ + kReceiveSize);
+    const auto received = receive(buffer_.data() + end_, kReceiveSize, timeout);
     if (!received.has_value()) {
         return false;
     }
-    end_ = *received;
-    atEnd_ = end_ == 0;
-    unanswered_ = unanswered_ || !atEnd_;
+    end_ += *received;
+    atEnd_ = *received == 0;
     return true;
+}
+
+void ConnectionSocketImpl::skipEmptyLines() noexcept
+{
+    while (buffered() > 0 && (buffer_[begin_] == '\r' || buffer_[begin_] == '\n')) {
+        ++begin_;
+    }
+}
+
+void ConnectionSocketImpl::takeHead(std::size_t size)
+{
+    framing_ = checkHead(input().substr(0, size));
+    headLeft_ = size;
+}
+
+bool ConnectionSocketImpl::refuse(unsigned short status, std::string_view text) noexcept
+{
+    if (kServerLog.enabled(common::Level::Info)) {
+        kServerLog.write(common::Level::Info, text);
+    }
+    atEnd_ = false; // the input that is left is read out, so that the client sees the answer
+    sendAtOnce(formatRefusal(status, text));
+    return false;
+}
+
+int ConnectionSocketImpl::takeBuffered(void* buffer, std::size_t length) noexcept
+{
+    const auto available = headLeft_ > 0 ? headLeft_ : buffered();
+    const auto taken = std::min(length, available);
+    std::memcpy(buffer, buffer_.data() + begin_, taken);
+    begin_ += taken;
+    headLeft_ -= std::min(headLeft_, taken);
+    return static_cast<int>(taken);
 }
 
 std::optional<std::size_t> ConnectionSocketImpl::receive(char* buffer, std::size_t length,
@@ -247,14 +298,6 @@ void ConnectionSocketImpl::sendAtOnce(std::string_view text) noexcept
     static_cast<void>(::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
 }
 
-void ConnectionSocketImpl::skipEmptyLines() noexcept
-{
-    while (buffered() > 0 && (buffer_[begin_] == '\r' || buffer_[begin_] == '\n')) {
-        ++begin_;
-    }
-    unanswered_ = buffered() > 0;
-}
-
 void ConnectionSocketImpl::applyReceiveTimeout(microseconds timeout)
 {
     // Zero would mean forever.
@@ -267,18 +310,6 @@ void ConnectionSocketImpl::applyReceiveTimeout(microseconds timeout)
     appliedTimeout_ = applied;
 }
 
-microseconds ConnectionSocketImpl::receiveTimeLeft() const
-{
-    if (!headBegan_.has_value()) {
-        return receiveTimeout_;
-    }
-    const auto left = *headBegan_ + kHeadTimeout - Clock::now();
-    if (left <= Clock::duration::zero()) {
-        throw Poco::TimeoutException("The request's head takes too long.");
-    }
-    return std::min(receiveTimeout_, std::chrono::duration_cast<microseconds>(left));
-}
-
 bool ConnectionSocketImpl::hasUnreadInput()
 {
     if (atEnd_) {
@@ -288,18 +319,11 @@ bool ConnectionSocketImpl::hasUnreadInput()
     return buffered() > 0 || (::ioctl(descriptor_, FIONREAD, &waiting) == 0 && waiting > 0);
 }
 
-void ConnectionSocketImpl::refuseUnanswered() noexcept
-{
-    if (unanswered_ && !atEnd_) {
-        unanswered_ = false;
-        sendAtOnce(kRefusal);
-    }
-}
-
 void ConnectionSocketImpl::readOutInput() noexcept
 {
     ::shutdown(descriptor_, SHUT_WR);
     const auto deadline = Clock::now() + kLingerTime;
+    std::array<char, 4096> dropped;
     for (std::size_t total = 0; total < kLingerBytes;) {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
@@ -307,7 +331,7 @@ void ConnectionSocketImpl::readOutInput() noexcept
         if (left.count() <= 0 || ::poll(&watched, 1, static_cast<int>(left.count())) <= 0) {
             return;
         }
-        const auto received = ::recv(descriptor_, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+        const auto received = ::recv(descriptor_, dropped.data(), dropped.size(), MSG_DONTWAIT);
         if (received <= 0) {
             return;
         }

@@ -3,13 +3,15 @@
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/Net/StreamSocket.h>
 #include <Poco/Net/StreamSocketImpl.h>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <mutex>
 #include <optional>
 #include <string_view>
+#include <vector>
+
+#include "server/RequestHead.h"
 
 namespace connector::http {
 
@@ -18,10 +20,12 @@ namespace connector::http {
 /// It differs from the library's own socket in what a server under load and a stop need:
 /// - `poll` for input is the receive itself, into a buffer, so that a kept-alive request costs one
 ///   system call to read instead of four to wait; the addresses are asked for once;
+/// - `poll` returns once a whole, well-formed request head is there; any other is refused with its
+///   status, and the connection is at its end: the library's parser takes much that is malformed,
+///   and drops some requests without an answer;
+/// - reads of a head never go beyond it, so that the body and the next request are read from here;
 /// - head and body of an answer leave in one call;
-/// - `abort` may be called by any thread at any time, also while the connection closes;
-/// - a request that the library drops without an answer, such as one with a malformed
-///   Content-Length, is refused with 400.
+/// - `abort` may be called by any thread at any time, also while the connection closes.
 ///
 /// All operations but `abort` belong to the one thread that serves the connection.
 class ConnectionSocketImpl : public Poco::Net::StreamSocketImpl
@@ -51,12 +55,11 @@ public:
     ///         Poco::Net::NetException when the connection is broken.
     virtual void sendAll(std::string_view head, std::string_view body);
 
-    /// The request's head is complete: `kHeadTimeout` no longer applies.
-    void headRead() noexcept { headBegan_.reset(); }
+    /// How the body behind the current request's head is delimited.
+    [[nodiscard]] const BodyFraming& framing() const noexcept { return framing_; }
 
-    /// From here on the connection closes without a refusal: the request was abandoned on purpose,
-    /// or the connection speaks another protocol.
-    void leaveUnanswered() noexcept { unanswered_ = false; }
+    /// From here on the connection speaks another protocol: `poll` waits for bytes, not for heads.
+    void leaveHttp() noexcept { speaksHttp_ = false; }
 
     /// Ends the connection with a reset, which leaves no TIME_WAIT behind. Whatever blocks on the
     /// connection returns. Any thread; does not block.
@@ -85,30 +88,36 @@ protected:
 private:
     using Clock = std::chrono::steady_clock;
 
-    int takeBuffered(void* buffer, std::size_t length) noexcept;
-    /// Receives into the empty buffer. @return false when @p timeout passed without input.
+    /// @return false when there is no request to read: the client is silent, has finished, or was
+    ///         refused.
+    bool awaitHead(std::chrono::microseconds patience);
+    /// Receives behind what the buffer holds, and enlarges it if need be.
+    /// @return false when @p timeout passed without input.
     bool fill(std::chrono::microseconds timeout);
     /// Some clients send an empty line behind a body (RFC 9112 section 2.2).
     void skipEmptyLines() noexcept;
+    void takeHead(std::size_t size);
+    bool refuse(unsigned short status, std::string_view text) noexcept;
+    int takeBuffered(void* buffer, std::size_t length) noexcept;
+    std::string_view input() const noexcept { return {buffer_.data() + begin_, buffered()}; }
     void applyReceiveTimeout(std::chrono::microseconds timeout);
-    std::chrono::microseconds receiveTimeLeft() const;
     bool hasUnreadInput();
-    void refuseUnanswered() noexcept;
     void readOutInput() noexcept;
 
     const int descriptor_;
     const Poco::Net::SocketAddress peer_;
     std::optional<Poco::Net::SocketAddress> address_;
 
-    std::array<char, 4096> buffer_;
+    std::vector<char> buffer_; ///< Empty until the first receive.
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
-    bool atEnd_ = false;      ///< The client has finished sending, or the connection is broken.
-    bool unanswered_ = false; ///< Input came in since something was last sent.
+    std::size_t headLeft_ = 0; ///< Of the current head, what the library has not read yet.
+    BodyFraming framing_;
+    bool speaksHttp_ = true;
+    bool atEnd_ = false; ///< The client has finished sending, or the connection is broken.
     bool sendTimeoutSet_ = false;
     std::chrono::microseconds receiveTimeout_{0}; ///< What the library asked for.
     std::chrono::microseconds appliedTimeout_{0}; ///< What the kernel was told.
-    std::optional<Clock::time_point> headBegan_;  ///< Since when a request's head is being read.
 
     std::mutex closeMutex_; ///< Guards the descriptor's life: `abort` against `close`.
     std::atomic<bool> closed_ = false;

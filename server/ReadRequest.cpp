@@ -1,16 +1,16 @@
 #include "server/ReadRequest.h"
 
 #include <Poco/Exception.h>
-#include <Poco/Net/HTTPServerSession.h>
 #include <Poco/URI.h>
 #include <algorithm>
 #include <climits>
 #include <utility>
 
 #include "contract/common/Text.h"
+#include "contract/http/FieldSyntax.h"
 #include "contract/http/MakeHttpResponse.h"
+#include "server/ConnectionSocketImpl.h"
 #include "server/RequestBody.h"
-#include "server/RequestFraming.h"
 #include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
 
@@ -18,42 +18,46 @@ namespace connector::http {
 
 namespace {
 
-/// Opens the session's protected way to its buffered input: a pointer to a base's member, named
-/// through a derived class, fits every session.
-struct SessionAccess : Poco::Net::HTTPSession
-{
-    static constexpr auto kGet = &SessionAccess::get;
-    static constexpr auto kRead = &SessionAccess::read;
-};
-
-/// The session of a connection as the source of a request body. Past the request's own stream,
-/// which takes a truncated body for a whole one and stumbles over trailers.
-class SessionSource final : public ByteSource
+/// A connection as the source of a request body. Past the request's own stream, which takes a
+/// truncated body for a whole one and stumbles over trailers.
+class ConnectionSource final : public ByteSource
 {
 public:
-    explicit SessionSource(Poco::Net::HTTPSession& session) : session_(session) {}
+    explicit ConnectionSource(ConnectionSocketImpl& connection) : connection_(connection) {}
 
-    int get() override { return (session_.*SessionAccess::kGet)(); }
+    int get() override
+    {
+        unsigned char byte = 0;
+        return connection_.receiveBytes(&byte, 1, 0) == 1 ? byte : -1;
+    }
 
     std::size_t read(char* buffer, std::size_t length) override
     {
-        const auto wanted = static_cast<std::streamsize>(std::min<std::size_t>(length, INT_MAX));
-        const auto received = (session_.*SessionAccess::kRead)(buffer, wanted);
-        return static_cast<std::size_t>(std::max(received, 0));
+        const auto wanted = static_cast<int>(std::min<std::size_t>(length, INT_MAX));
+        return static_cast<std::size_t>(connection_.receiveBytes(buffer, wanted, 0));
     }
 
 private:
-    Poco::Net::HTTPSession& session_;
+    ConnectionSocketImpl& connection_;
 };
 
-common::DataBuffer readRequestBody(Poco::Net::HTTPServerRequestImpl& request)
+common::DataBuffer readRequestBody(ConnectionSocketImpl& connection)
 {
-    const auto framing = checkFraming(request);
-    SessionSource source(request.session());
+    ConnectionSource source(connection);
     try {
-        return readBody(source, framing);
+        return readBody(source, connection.framing());
     } catch (const Poco::TimeoutException&) {
         throw RequestRefusal(408, "The request body did not arrive in time.");
+    }
+}
+
+/// The parser decodes encoded words (RFC 2047), which can plant a line end in a value.
+void requireCleanValues(const Poco::Net::HTTPRequest& request)
+{
+    for (const auto& [name, value] : request) {
+        if (!isFieldValue(value)) {
+            throw RequestRefusal(400, "Malformed header field.");
+        }
     }
 }
 
@@ -62,7 +66,8 @@ common::DataBuffer readRequestBody(Poco::Net::HTTPServerRequestImpl& request)
 std::unique_ptr<HttpRequest> readRequest(Poco::Net::HTTPServerRequestImpl& request,
                                          std::string baseUrl, std::size_t& bodySize)
 {
-    auto body = readRequestBody(request);
+    requireCleanValues(request);
+    auto body = readRequestBody(ConnectionSocketImpl::of(request.socket()));
     bodySize = body.size();
     const Poco::URI uri(request.getURI());
     return std::make_unique<HttpRequest>(

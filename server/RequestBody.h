@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "contract/streams/DataBuffer.h"
-#include "server/RequestFraming.h"
+#include "server/RequestHead.h"
 
 namespace connector::http {
 

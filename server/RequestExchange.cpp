@@ -56,7 +56,6 @@ RequestExchange::RequestExchange(PocoHttpServer& server, Poco::Net::HTTPServerRe
     if (request.getVersion() != HTTPMessage::HTTP_1_0) {
         response.setVersion(HTTPMessage::HTTP_1_1);
     }
-    ConnectionSocketImpl::of(request.socket()).headRead();
 }
 
 void RequestExchange::run()
@@ -211,7 +210,6 @@ void RequestExchange::send(std::string_view body)
 void RequestExchange::leaveUnanswered()
 {
     response_.setKeepAlive(false);
-    ConnectionSocketImpl::of(request_.socket()).leaveUnanswered();
 }
 
 void RequestExchange::answerRefusal(unsigned short status, const std::string& text)
@@ -230,7 +228,8 @@ void RequestExchange::answerFailure(const std::string& text)
 
 void RequestExchange::answerText(unsigned short status, const std::string& text, bool keepAlive)
 {
-    if (sending_) { // the answer broke off: nothing that is sent now would make sense
+    // An answer that broke off can't be mended, and a server that stops has reset the connection.
+    if (sending_ || !server_.isStarted()) {
         leaveUnanswered();
         return;
     }

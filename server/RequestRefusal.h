@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace connector::http {
 
@@ -19,5 +20,9 @@ public:
 private:
     unsigned short status_;
 };
+
+/// A refusal as it goes out where there is no request to answer yet: an HTTP/1.1 answer that closes
+/// the connection.
+std::string formatRefusal(unsigned short status, std::string_view text);
 
 } // namespace connector::http

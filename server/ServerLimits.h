@@ -6,6 +6,9 @@
 /// The limits of a server, in one place.
 namespace connector::http {
 
+/// What every answer names as its server.
+inline constexpr const char* kSoftwareVersion = "KORVELConnector/1.0";
+
 /// Port of a server that was given none.
 inline constexpr unsigned short kDefaultPort = 31415;
 /// How many ports a start tries, upwards from the first.
@@ -28,6 +31,8 @@ inline constexpr std::chrono::seconds kKeepAliveTimeout{5};
 /// A request's head, from its first byte on: a client that dribbles is cut off as well.
 inline constexpr std::chrono::seconds kHeadTimeout{20};
 
+/// Largest request head, in bytes.
+inline constexpr std::size_t kMaxHead = std::size_t{64} << 10U;
 /// Largest request body, in bytes.
 inline constexpr std::size_t kMaxRequestBody = std::size_t{1} << 30U;
 

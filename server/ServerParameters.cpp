@@ -4,11 +4,7 @@
 
 namespace connector::http {
 
-namespace {
-
-constexpr const char* kSoftwareVersion = "KORVELConnector/1.0";
-
-} // namespace
+namespace {} // namespace
 
 Poco::Timespan toTimespan(std::chrono::microseconds duration)
 {

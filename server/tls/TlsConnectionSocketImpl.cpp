@@ -48,7 +48,6 @@ int TlsConnectionSocketImpl::available()
 
 void TlsConnectionSocketImpl::sendAll(std::string_view head, std::string_view body)
 {
-    leaveUnanswered();
     // Head and body share the first record; the rest of the body goes out from where it is.
     constexpr std::size_t kRecord = SSL3_RT_MAX_PLAIN_LENGTH;
     if (!body.empty() && head.size() < kRecord) {
