@@ -2,20 +2,14 @@
 #
 # A room is a static library connector_<name>, built position independent because the plug-in takes
 # it whole. LIBS are the rooms and libraries that its headers need, PRIVATE_LIBS those that only its
-# sources need. A room that has no sources yet is an interface library.
+# sources need.
 function(connector_add_room name)
     cmake_parse_arguments(PARSE_ARGV 1 ROOM "" "" "SOURCES;LIBS;PRIVATE_LIBS")
-    if(ROOM_UNPARSED_ARGUMENTS)
-        message(FATAL_ERROR "connector_add_room(${name}): unknown ${ROOM_UNPARSED_ARGUMENTS}")
+    if(ROOM_UNPARSED_ARGUMENTS OR NOT ROOM_SOURCES)
+        message(FATAL_ERROR "connector_add_room(${name}): bad arguments")
     endif()
-    set(target connector_${name})
-    if(ROOM_SOURCES)
-        add_library(${target} STATIC ${ROOM_SOURCES})
-        target_link_libraries(${target}
-            PUBLIC ${ROOM_LIBS}
-            PRIVATE connector_options ${ROOM_PRIVATE_LIBS})
-    else()
-        add_library(${target} INTERFACE)
-        target_link_libraries(${target} INTERFACE ${ROOM_LIBS} ${ROOM_PRIVATE_LIBS})
-    endif()
+    add_library(connector_${name} STATIC ${ROOM_SOURCES})
+    target_link_libraries(connector_${name}
+        PUBLIC ${ROOM_LIBS}
+        PRIVATE connector_options ${ROOM_PRIVATE_LIBS})
 endfunction()
