@@ -12,8 +12,9 @@ namespace {
 
 constexpr std::int64_t kEarliest = -62'135'596'800; // 0001-01-01 00:00:00
 constexpr std::int64_t kLatest = 253'402'300'799;   // 9999-12-31 23:59:59
-constexpr const char* kWeekdays = "SunMonTueWedThuFriSat";
-constexpr const char* kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
+constexpr const char* kWeekdays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 /// Writes @p number right-aligned over the @p digits zeros at @p place.
 void put(char* place, int digits, long number)
@@ -36,9 +37,9 @@ std::string formatHttpDate(std::int64_t epochSeconds)
 
     std::string text = "---, 00 --- 0000 00:00:00 GMT";
     auto* const out = text.data();
-    std::memcpy(out, kWeekdays + 3 * weekday(day).c_encoding(), 3);
+    std::memcpy(out, kWeekdays[weekday(day).c_encoding()], 3);
     put(out + 5, 2, static_cast<unsigned>(date.day()));
-    std::memcpy(out + 8, kMonths + 3 * (static_cast<unsigned>(date.month()) - 1), 3);
+    std::memcpy(out + 8, kMonths[static_cast<unsigned>(date.month()) - 1], 3);
     put(out + 12, 4, static_cast<int>(date.year()));
     put(out + 17, 2, clock.hours().count());
     put(out + 20, 2, clock.minutes().count());
