@@ -1,4 +1,3 @@
-#include <atomic>
 #include <filesystem>
 #include <sys/stat.h>
 #include <thread>
@@ -34,7 +33,8 @@ protected:
 TEST_F(LookupTest, TakesTheFirstRouteThatHasTheFile)
 {
     makeFiles({"secret", "root/index.html", "root/plain", "root/empty/only", "root/etc/passwd",
-               "root/..x/...", "a/index.html", "a/own", "a/b/fallback", "ab/own", "ab/\xC3\xA4 b"});
+               "root/..x/...", "root/x\xFF", "a/index.html", "a/own", "a/b/fallback", "ab/own",
+               "ab/\xC3\xA4 b"});
     mount("/a/", "a");
     mount("/a/b", "ab");
     mount("/", "root/");
@@ -56,10 +56,9 @@ TEST_F(LookupTest, TakesTheFirstRouteThatHasTheFile)
     for (const auto& [path, file] : cases) {
         EXPECT_EQ(served(path), file) << path;
     }
-    for (const auto path :
-         {"/a"sv, "/ab/own"sv, "/plain/"sv, "/plain/."sv, "/empty"sv, "/../secret"sv, "/a/.."sv,
-          "/empty/../plain"sv, "/a/b/../own"sv, "/plain\0.html"sv, "/\xC0\xAE\xC0\xAE/secret"sv,
-          "/nowhere/etc/passwd"sv}) {
+    for (const auto path : {"/a"sv, "/ab/own"sv, "/plain/"sv, "/plain/."sv, "/empty"sv,
+                            "/../secret"sv, "/a/.."sv, "/empty/../plain"sv, "/a/b/../own"sv,
+                            "/plain\0.html"sv, "/x\xFF"sv, "/nowhere/etc/passwd"sv}) {
         EXPECT_EQ(served(path), "404") << path;
     }
     EXPECT_EQ(served("/" + std::string(300, 'x')), "404");
@@ -100,22 +99,25 @@ TEST_F(LookupTest, SkipsWhatItMayNotRead)
 
 TEST_F(LookupTest, RoutesAreAddedWhileRequestsAreServed)
 {
+    constexpr int kRoutes = 300;
     makeFiles({"one/x", "two/x"});
-    mount("/r", "one");
-    std::atomic<bool> done = false;
-    std::thread adding([&] {
-        for (int i = 0; i < 100; ++i) {
-            mount("/r" + std::to_string(i), "one");
-            mount("/r", i % 2 == 0 ? "one" : "two");
+    mount("/", "one");
+    const auto add = [this](const std::string& name) {
+        for (int i = 0; i < kRoutes; ++i) {
+            mount("/" + name + std::to_string(i), "two");
         }
-        done = true;
-    });
-    while (!done) {
-        EXPECT_NE(served("/r/x"), "404");
+    };
+    std::thread adding(add, "a");
+    std::thread alsoAdding(add, "b");
+    for (int i = 0; i < kRoutes; ++i) {
+        EXPECT_EQ(served("/x"), "one/x");
     }
     adding.join();
-    EXPECT_EQ(served("/r/x"), "two/x");
-    EXPECT_EQ(served("/r0/x"), "one/x");
+    alsoAdding.join();
+    for (int i = 0; i < kRoutes; ++i) {
+        EXPECT_EQ(served("/a" + std::to_string(i) + "/x"), "two/x");
+        EXPECT_EQ(served("/b" + std::to_string(i) + "/x"), "two/x");
+    }
 }
 
 } // namespace
