@@ -84,15 +84,13 @@ TEST(ReadFile, GivesThePartThatThereIs)
         std::uint64_t offset;
         std::uint64_t length;
         std::string_view expected;
-    } cases[] = {
-        {0, 10, "0123456789"},
-        {3, 4, "3456"},
-        {8, 10, "89"},
-        {10, 1, ""},
-        {99, 5, ""},
-        {0, 0, ""},
-        {std::numeric_limits<std::uint64_t>::max(), 1, ""},
-    };
+    } cases[] = {{0, 10, "0123456789"},
+                 {3, 4, "3456"},
+                 {8, 10, "89"},
+                 {10, 1, ""},
+                 {99, 5, ""},
+                 {0, 0, ""},
+                 {std::numeric_limits<std::uint64_t>::max(), 1, ""}};
     for (const auto& [offset, length, expected] : cases) {
         SCOPED_TRACE(testing::Message() << offset << "+" << length);
         EXPECT_EQ(readFile(file, offset, length).view(), expected);

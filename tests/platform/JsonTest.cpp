@@ -38,8 +38,7 @@ private:
     static Object::Ptr write(const Note& note)
     {
         Object::Ptr object = new Object;
-        object->set("text", note.text);
-        object->set("port", note.port);
+        object->set("text", note.text).set("port", note.port);
         return object;
     }
 
@@ -133,14 +132,12 @@ TEST_F(Json, ReadsMembersByPocosRules)
         const char* json;
         const char* text;
         int port;
-    } cases[] = {
-        {"{}", "default", 31415},
-        {R"({"text":null,"port":null})", "default", 31415},
-        {R"({"text":"","port":0})", "", 0},
-        {R"({"text":5,"port":"80"})", "5", 80},
-        {R"({"text":"a","text":"b"})", "b", 31415},
-        {R"( {"text":"\ud83d\ude00"} )", "\xF0\x9F\x98\x80", 31415},
-    };
+    } cases[] = {{"{}", "default", 31415},
+                 {R"({"text":null,"port":null})", "default", 31415},
+                 {R"({"text":"","port":0})", "", 0},
+                 {R"({"text":5,"port":"80"})", "5", 80},
+                 {R"({"text":"a","text":"b"})", "b", 31415},
+                 {R"( {"text":"\ud83d\ude00"} )", "\xF0\x9F\x98\x80", 31415}};
     for (const auto& [json, text, port] : cases) {
         SCOPED_TRACE(json);
         const auto note = fromText(json);
