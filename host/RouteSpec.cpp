@@ -94,7 +94,7 @@ ProxyRoute parseProxyRoute(const std::string& text)
     if ((scheme != "http" && scheme != "https") || host == url.size() || url[host] == '/') {
         refuse(text, "\"" + url + "\" is no URL such as http://127.0.0.1:8080");
     }
-    return ProxyRoute{std::move(route), std::move(url)};
+    return ProxyRoute{std::move(route), routePrefix(url)};
 }
 
 std::string routePrefix(const std::string& route)

@@ -47,7 +47,7 @@ ContentRoute parseContentRoute(const std::string& text, bool enableCache);
 ///         outside of 200 to 599 (the informational ones are no answers), or no comma.
 ConstantRoute parseConstantRoute(const std::string& text);
 
-/// Reads "ROUTE=URL".
+/// Reads "ROUTE=URL". One "/" at the end of the URL is dropped, for the paths begin with one.
 /// @throws std::invalid_argument naming the fault: a route that does not begin with "/", or a URL
 ///         that does not begin with "http://" or "https://" and a host.
 ProxyRoute parseProxyRoute(const std::string& text);

@@ -31,7 +31,7 @@ TEST(OptionsTest, EveryOptionArrives)
                                "--echo",
                                "/echo",
                                "--proxy",
-                               "/up=https://[::1]:1/x",
+                               "/up=https://[::1]:1/x/",
                                "--directory-listing",
                                "--set",
                                "a.b=c=d",
