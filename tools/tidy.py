@@ -50,7 +50,7 @@ def dependencies():
 
 def key_of(command, headers, salt):
     """The name of the result in the cache, or None where the headers are not known."""
-    if not headers:
+    if not headers or not all(map(os.path.exists, headers)):
         return None
     text = [salt, command["command"]] + [path + digest(path) for path in headers]
     return hashlib.sha256("\n".join(text).encode()).hexdigest()
