@@ -33,6 +33,11 @@ std::unique_ptr<ServerSocket> bind(const MakeSocket& makeSocket,
         socket->bind(address, reuseAddress, kReusePort);
     }
     socket->listen(kListenBacklog);
+#if !defined(_WIN32)
+    // Too late to share the port, early enough for the connections to inherit it: a later bind with
+    // reuse passes only those connections in TIME_WAIT that had it as well.
+    socket->setReuseAddress(true);
+#endif
     return socket;
 }
 

@@ -86,6 +86,10 @@ TEST_F(PocoHttpServerTest, StartsStopsAndStartsAgain)
     EXPECT_THROW(server_->setPort(1), std::runtime_error);
     EXPECT_THROW(server_->setSocketAddress("x"), std::runtime_error);
 
+    RawClient closed(port); // by the server first, which leaves a TIME_WAIT on its port
+    closed.send(makeRequest("GET", "/", "Connection: close\r\n"));
+    closed.readUntilClosed();
+
     server_->stop();
     server_->stop();
     EXPECT_FALSE(server_->isStarted());
