@@ -7,7 +7,6 @@
 #include <boost/log/core.hpp>
 #include <boost/log/expressions/message.hpp>
 #include <boost/log/sinks/sink.hpp>
-#include <boost/smart_ptr/make_shared.hpp>
 
 namespace connector::test {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include <boost/smart_ptr/shared_ptr.hpp>
+#include <boost/make_shared.hpp>
 
 #include "contract/common/Log.h"
 
