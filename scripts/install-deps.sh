@@ -7,7 +7,8 @@ packages_of() {
     case "$1" in
         build) echo "g++ cmake ninja-build ccache libpoco-dev libssl-dev libboost-log-dev \
             libboost-thread-dev libboost-regex-dev libcli11-dev" ;;
-        test) echo "libgtest-dev libgmock-dev libbenchmark-dev python3 binutils curl openssl" ;;
+        test) echo "libgtest-dev libgmock-dev libbenchmark-dev python3 binutils curl openssl \
+            nginx-light" ;;
         lint) echo "clang-format-14 clang-tidy-14 python3" ;;
         bench) echo "libbenchmark-dev python3 wrk" ;;
         *)
@@ -44,6 +45,7 @@ fi
 # Standard output belongs to the program that the caller runs next, standard input too.
 echo "Installing:$missing" >&2
 $as_root apt-get -qq update </dev/null >&2
+# A run level of 1 keeps packages from starting their services: nginx is there for the tests alone.
 # shellcheck disable=SC2086
-$as_root env DEBIAN_FRONTEND=noninteractive \
+$as_root env DEBIAN_FRONTEND=noninteractive RUNLEVEL=1 \
     apt-get -qq install --yes --no-install-recommends $missing </dev/null >&2
