@@ -184,6 +184,13 @@ void ConnectionSocketImpl::sendAll(std::string_view head, std::string_view body)
     }
 }
 
+std::string ConnectionSocketImpl::takeBuffered()
+{
+    std::string taken(buffer_.data() + begin_, buffered());
+    begin_ = end_;
+    return taken;
+}
+
 void ConnectionSocketImpl::abort() noexcept
 {
     aborted_ = true;

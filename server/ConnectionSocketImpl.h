@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -57,6 +58,9 @@ public:
 
     /// How the body behind the current request's head is delimited.
     [[nodiscard]] const BodyFraming& framing() const noexcept { return framing_; }
+
+    /// What was received and not taken yet, for whoever goes on to read from the descriptor.
+    std::string takeBuffered();
 
     /// From here on the connection speaks another protocol: `poll` waits for bytes, not for heads.
     void leaveHttp() noexcept { speaksHttp_ = false; }

@@ -24,6 +24,7 @@
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
 #include "server/ServerParameters.h"
+#include "server/websocket/WebSocketLimits.h"
 
 namespace connector::http {
 
@@ -371,6 +372,8 @@ void PocoHttpServer::endListener()
     if (httpServer_ != nullptr) {
         // Wakes the acceptor, which looks up four times a second only.
         ::shutdown(serverSocket_->impl()->sockfd(), SHUT_RDWR);
+        httpServer_->stop();
+        openWebSockets_.waitForNone(websocket::kServerStopTime);
         httpServer_->stopAll(true);
         // No request outlives the stop: the thread pool would abandon a busy thread after 10 s.
         while (httpServer_->currentThreads() > 0) {

@@ -9,6 +9,7 @@
 #include "contract/common/Export.h"
 #include "contract/http/HttpServer.h"
 #include "contract/messaging/Connector.h"
+#include "server/websocket/OpenWebSockets.h"
 
 namespace Poco {
 class ThreadPool;
@@ -46,9 +47,9 @@ public:
     ///         the last error. The server is stopped then.
     void start() override;
 
-    /// Ends every connection with a reset, has `HttpRequest::stopToken` stopped, and waits for
-    /// every request to return: usually a tenth of a second, and as long as a provider blocks its
-    /// thread.
+    /// Has `HttpRequest::stopToken` stopped, gives open WebSockets 0.6 seconds to close, ends every
+    /// other connection with a reset, and waits for every request to return: usually a tenth of a
+    /// second, and as long as a provider blocks its thread.
     /// @throws std::logic_error "A server can not be stopped from one of its own requests."
     void stop() override;
 
@@ -150,6 +151,8 @@ private:
     std::mutex startMutex_; ///< Serialises start, stop and `getPort`; guards the next two.
     std::unique_ptr<Poco::ThreadPool> threadPool_; ///< Destroyed after the server that uses it.
     std::unique_ptr<Poco::Net::HTTPServer> httpServer_;
+
+    websocket::OpenWebSockets openWebSockets_; ///< Has a lock of its own.
 
     std::mutex stateMutex_; ///< Guards all below.
     std::unique_ptr<Poco::Net::ServerSocket> serverSocket_;

@@ -20,6 +20,8 @@
 #include "server/ResponseHead.h"
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
+#include "server/websocket/OpenWebSockets.h"
+#include "server/websocket/WebSocketUpgrade.h"
 
 namespace connector::http {
 
@@ -92,8 +94,8 @@ void RequestExchange::exchange()
     const auto reply = awaitReply(context->send(std::move(message), server_.getAddress()));
     if (auto* response = messageAs<HttpResponse>(reply)) {
         answer(*response);
-    } else if (messageAs<WebSocket>(reply) != nullptr) {
-        answerRefusal(501, "WebSocket connections are not supported.");
+    } else if (const auto* webSocket = messageAs<WebSocket>(reply)) {
+        upgrade(*webSocket);
     } else {
         leaveUnanswered();
     }
@@ -207,6 +209,18 @@ void RequestExchange::send(std::string_view body)
     ConnectionSocketImpl::of(request_.socket()).sendAll(formatHead(response_), body);
 }
 
+void RequestExchange::upgrade(const WebSocket& reply)
+{
+    if (const auto refusal = checkUpgrade(request_)) {
+        answerText(refusal->status, refusal->text, mayKeepAlive_, describeUpgrade);
+        return;
+    }
+    const websocket::OpenWebSockets::Scope open(server_.openWebSockets_);
+    runWebSocket(
+        request_, response_, reply, [this] { return server_.isStarted(); }, server_.getStopToken());
+    response_.setKeepAlive(false);
+}
+
 void RequestExchange::leaveUnanswered()
 {
     response_.setKeepAlive(false);
@@ -226,7 +240,8 @@ void RequestExchange::answerFailure(const std::string& text)
     answerText(500, text, mayKeepAlive_ && read_);
 }
 
-void RequestExchange::answerText(unsigned short status, const std::string& text, bool keepAlive)
+void RequestExchange::answerText(unsigned short status, const std::string& text, bool keepAlive,
+                                 void (*addHeaders)(Poco::Net::HTTPServerResponse&))
 {
     // An answer that broke off can't be mended, and a server that stops has reset the connection.
     if (sending_ || !server_.isStarted()) {
@@ -235,6 +250,9 @@ void RequestExchange::answerText(unsigned short status, const std::string& text,
     }
     resetResponse(keepAlive);
     setStatus(response_, status);
+    if (addHeaders != nullptr) {
+        addHeaders(response_);
+    }
     response_.setContentLength64(static_cast<Poco::Int64>(text.size()));
     send(text);
 }

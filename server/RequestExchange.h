@@ -10,6 +10,7 @@
 
 #include "contract/http/HttpRequest.h"
 #include "contract/http/HttpResponse.h"
+#include "contract/http/WebSocket.h"
 #include "contract/messaging/Future.h"
 #include "contract/streams/DataBuffer.h"
 #include "server/PocoHttpServer.h"
@@ -45,10 +46,12 @@ private:
     void answer(HttpResponse& reply);
     std::optional<common::DataBuffer> awaitBody(HttpResponse& reply);
     void send(std::string_view body);
+    void upgrade(const WebSocket& reply);
     void leaveUnanswered();
     void answerRefusal(unsigned short status, const std::string& text);
     void answerFailure(const std::string& text);
-    void answerText(unsigned short status, const std::string& text, bool keepAlive);
+    void answerText(unsigned short status, const std::string& text, bool keepAlive,
+                    void (*addHeaders)(Poco::Net::HTTPServerResponse&) = nullptr);
     void resetResponse(bool keepAlive);
     std::string url() const;
     std::string describe() const;

@@ -1,0 +1,236 @@
+#include "server/websocket/FrameSender.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <iterator>
+#include <utility>
+
+#include "server/websocket/WebSocketLimits.h"
+
+namespace connector::http::websocket {
+
+namespace {
+
+/// What is loaded at a time: pongs overtake the rest.
+constexpr std::size_t kLoadPieces = 64;
+constexpr std::size_t kLoadBytes = 262'144;
+
+/// What one flush sends at most.
+constexpr std::size_t kFlushBytes = 4'194'304;
+
+} // namespace
+
+bool FrameSender::queue(WebSocketFrame&& frame)
+{
+    const std::lock_guard lock(mutex_);
+    if (!doTakesMore()) {
+        return false;
+    }
+    doQueue(std::move(frame));
+    roomAwaited_ = queuedBytes_ >= kSendQueueLimit;
+    return !roomAwaited_;
+}
+
+void FrameSender::doQueue(WebSocketFrame&& frame)
+{
+    auto rest = frame.payload.view();
+    auto flags = frame.flags;
+    queuedBytes_ += rest.size();
+    while (rest.size() > kSendFrameSize) {
+        const auto fragment = rest.substr(0, kSendFrameSize);
+        data_.push_back(
+            {FrameHead(flags & ~kFinalBit, fragment.size()), fragment, {}, false, true});
+        rest.remove_prefix(fragment.size());
+        flags = Continuation;
+    }
+    // A fragment that a provider hands on is not the message's last.
+    flags = static_cast<std::uint8_t>(flags | (frame.flags & kFinalBit));
+    data_.push_back({FrameHead(flags, rest.size()), rest, std::move(frame.payload), true, true});
+}
+
+void FrameSender::queuePong(common::DataBuffer&& payload)
+{
+    const std::lock_guard lock(mutex_);
+    if (!doTakesMore()) {
+        return;
+    }
+    if (pongBytes_ > kPongQueueLimit) {
+        pongs_.clear();
+        pongBytes_ = 0;
+    }
+    const auto body = payload.view();
+    pongs_.push_back(
+        {FrameHead(kFinalBit | Pong, body.size()), body, std::move(payload), true, false});
+    pongBytes_ += pongs_.back().size();
+}
+
+void FrameSender::queueClose(common::DataBuffer&& payload)
+{
+    const std::lock_guard lock(mutex_);
+    if (doTakesMore()) {
+        doQueue(WebSocketFrame(std::move(payload), kFinalBit | Close));
+        closing_ = true;
+    }
+}
+
+FrameSender::Flushed FrameSender::flush()
+{
+    std::unique_lock lock(mutex_);
+    if (flushing_ || blocked_) {
+        return {}; // whoever flushes will tell, or has told
+    }
+    return doFlush(lock);
+}
+
+FrameSender::Flushed FrameSender::resume()
+{
+    std::unique_lock lock(mutex_);
+    if (flushing_) {
+        return {};
+    }
+    return doFlush(lock);
+}
+
+FrameSender::Flushed FrameSender::doFlush(std::unique_lock<std::mutex>& lock)
+{
+    flushing_ = true;
+    blocked_ = false;
+    std::size_t sent = 0;
+    while (!blocked_ && doLoad()) {
+        lock.unlock();
+        std::size_t written = 0;
+        std::size_t released = 0;
+        std::string failure;
+        try {
+            written = writeLoaded();
+            released = discardSent(written);
+        } catch (const std::exception& thrown) {
+            failure = thrown.what();
+        }
+        lock.lock();
+        if (!failure.empty()) {
+            doFail(failure);
+            break;
+        }
+        sent += written;
+        queuedBytes_ -= released;
+        if (written == 0 && !stalled_) {
+            stalledSince_ = Clock::now();
+        }
+        stalled_ = written == 0;
+        // The thread has other things to do as well.
+        blocked_ = stalled_ || (sent >= kFlushBytes && doLoad());
+    }
+    flushing_ = false;
+    flushed_.notify_all();
+    const auto roomAgain = roomAwaited_ && queuedBytes_ < kSendQueueLimit && doTakesMore();
+    roomAwaited_ = roomAwaited_ && !roomAgain;
+    return {blocked_ || !failure_.empty(), roomAgain};
+}
+
+bool FrameSender::doLoad()
+{
+    if (current_ < loaded_.size()) {
+        return true;
+    }
+    loaded_.clear();
+    current_ = 0;
+    std::move(pongs_.begin(), pongs_.end(), std::back_inserter(loaded_));
+    pongs_.clear();
+    pongBytes_ = 0;
+    std::size_t bytes = 0;
+    while (!data_.empty() && loaded_.size() < kLoadPieces && bytes < kLoadBytes) {
+        bytes += data_.front().size();
+        loaded_.push_back(std::move(data_.front()));
+        data_.pop_front();
+    }
+    return !loaded_.empty() && !ended_;
+}
+
+std::size_t FrameSender::writeLoaded()
+{
+    std::array<iovec, 2 * kLoadPieces> parts;
+    std::size_t count = 0;
+    auto skipped = offset_;
+    for (auto i = current_; i < loaded_.size() && count + 2 <= parts.size(); ++i) {
+        for (auto bytes : {loaded_[i].head.view(), loaded_[i].body}) {
+            const auto sent = std::min(skipped, bytes.size());
+            skipped -= sent;
+            bytes.remove_prefix(sent);
+            if (!bytes.empty()) {
+                parts[count++] = {const_cast<char*>(bytes.data()), bytes.size()};
+            }
+        }
+    }
+    return channel_.write({parts.data(), count});
+}
+
+std::size_t FrameSender::discardSent(std::size_t count)
+{
+    std::size_t released = 0;
+    offset_ += count;
+    while (current_ < loaded_.size() && offset_ >= loaded_[current_].size()) {
+        auto& piece = loaded_[current_++];
+        offset_ -= piece.size();
+        released += piece.isData ? piece.body.size() : 0;
+        piece.owner = {};
+    }
+    return released;
+}
+
+void FrameSender::doFail(const std::string& reason)
+{
+    const auto& piece = loaded_.at(current_);
+    const auto headSize = piece.head.view().size();
+    failure_ = piece.isLast ? "Unable to send final frame of websocket data: "
+                            : "Unable to send websocket continuation frame: ";
+    failure_ += std::to_string(offset_ - std::min(offset_, headSize)) + " of " +
+                std::to_string(piece.body.size()) + " bytes sent, " + reason;
+    doDrop();
+}
+
+void FrameSender::doDrop()
+{
+    data_.clear();
+    pongs_.clear();
+    loaded_.clear();
+    current_ = offset_ = queuedBytes_ = pongBytes_ = 0;
+    blocked_ = stalled_ = false;
+}
+
+bool FrameSender::isBlocked() const
+{
+    const std::lock_guard lock(mutex_);
+    return blocked_;
+}
+
+bool FrameSender::isIdle() const
+{
+    const std::lock_guard lock(mutex_);
+    return !flushing_ && current_ == loaded_.size() && data_.empty() && pongs_.empty();
+}
+
+void FrameSender::failIfStalled(std::chrono::milliseconds limit)
+{
+    const std::lock_guard lock(mutex_);
+    if (stalled_ && !flushing_ && Clock::now() - stalledSince_ >= limit) {
+        doFail("the client takes no data");
+    }
+}
+
+std::string FrameSender::failure() const
+{
+    const std::lock_guard lock(mutex_);
+    return failure_;
+}
+
+void FrameSender::end()
+{
+    std::unique_lock lock(mutex_);
+    ended_ = true;
+    flushed_.wait(lock, [this] { return !flushing_; });
+    doDrop();
+}
+
+} // namespace connector::http::websocket

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "contract/http/WebSocket.h"
+#include "contract/streams/DataBuffer.h"
+#include "server/websocket/FrameFormat.h"
+#include "server/websocket/SocketChannel.h"
+
+namespace connector::http::websocket {
+
+/// The frames of one connection on their way to the client. Any thread queues and flushes; nothing
+/// blocks for the client. One thread at a time writes, whole frames after one another, and what is
+/// queued meanwhile it takes along.
+///
+/// Pongs overtake data between two frames, the close frame comes last. A failed write ends the
+/// sender: it drops what is queued and takes nothing more.
+class FrameSender
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    struct Flushed
+    {
+        bool stuck = false;     ///< Sending failed, or needs `resume` once the socket is ready.
+        bool roomAgain = false; ///< There is room for the frame that `queue` had none for.
+    };
+
+    /// @param channel outlives the sender, or its `end`.
+    explicit FrameSender(SocketChannel& channel) : channel_(channel) {}
+
+    /// Queues a frame, cut into fragments of `kSendFrameSize`. Its final bit goes out with its last
+    /// fragment.
+    /// @return whether there is room for a next one; if not, a flush will tell when.
+    bool queue(WebSocketFrame&& frame);
+
+    void queuePong(common::DataBuffer&& payload);
+
+    /// Queues the close frame; whatever is queued after it is dropped.
+    void queueClose(common::DataBuffer&& payload);
+
+    /// Sends what is queued, as far as the client takes it. Does nothing while another thread does,
+    /// or while the client takes nothing.
+    Flushed flush();
+
+    /// The socket takes data again: flushes.
+    Flushed resume();
+
+    [[nodiscard]] bool isBlocked() const;
+
+    /// Whether everything queued was sent, or dropped.
+    [[nodiscard]] bool isIdle() const;
+
+    /// Fails when the client has taken nothing for @p limit of what waits for it.
+    void failIfStalled(std::chrono::milliseconds limit);
+
+    [[nodiscard]] bool hasFailed() const { return !failure().empty(); }
+
+    /// Why sending failed; empty if it did not.
+    [[nodiscard]] std::string failure() const;
+
+    /// Drops what is queued and waits for the thread that is writing: the channel is not used any
+    /// more once this has returned.
+    void end();
+
+private:
+    /// One frame on the wire.
+    struct Piece
+    {
+        FrameHead head;
+        std::string_view body;
+        common::DataBuffer owner; ///< Of the body; of an earlier piece's too.
+        bool isLast;              ///< Of the frame that was queued.
+        bool isData;              ///< Counted in `queuedBytes_`.
+
+        [[nodiscard]] std::size_t size() const { return head.view().size() + body.size(); }
+    };
+
+    void doQueue(WebSocketFrame&& frame);
+    Flushed doFlush(std::unique_lock<std::mutex>& lock);
+    bool doLoad();
+    void doFail(const std::string& reason);
+    void doDrop();
+    bool doTakesMore() const { return !closing_ && !ended_ && failure_.empty(); }
+    std::size_t writeLoaded();
+    std::size_t discardSent(std::size_t count);
+
+    SocketChannel& channel_;
+
+    mutable std::mutex mutex_; ///< Guards the members up to the next remark.
+    std::condition_variable flushed_;
+    std::deque<Piece> data_;
+    std::deque<Piece> pongs_;
+    std::size_t queuedBytes_ = 0; ///< Of data that is not sent yet, what is loaded too.
+    std::size_t pongBytes_ = 0;
+    bool roomAwaited_ = false; ///< `queue` found no room.
+    bool flushing_ = false;    ///< A thread is writing.
+    bool blocked_ = false;
+    bool closing_ = false; ///< The close frame is queued.
+    bool ended_ = false;
+    bool stalled_ = false;           ///< The last write took nothing,
+    Clock::time_point stalledSince_; ///< and no write did since then.
+    std::string failure_;
+
+    // Belongs to the thread that flushes.
+    std::vector<Piece> loaded_; ///< Taken off the queues, in the order of sending.
+    std::size_t current_ = 0;   ///< The first that is not sent,
+    std::size_t offset_ = 0;    ///< and how much of it is.
+};
+
+} // namespace connector::http::websocket

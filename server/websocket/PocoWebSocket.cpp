@@ -1,0 +1,340 @@
+#include "server/websocket/PocoWebSocket.h"
+
+#include <Poco/Timespan.h>
+#include <poll.h>
+#include <stdexcept>
+#include <utility>
+
+#include "server/websocket/ClosingHandshake.h"
+#include "server/websocket/WebSocketLimits.h"
+#include "server/websocket/WebSocketLog.h"
+
+namespace connector::http {
+
+namespace {
+
+using common::Level;
+using namespace websocket;
+
+/// Sending to the client failed.
+class SendFailure : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace
+
+/// What the provider's subscriber holds. It does not keep the connection alive.
+class PocoWebSocket::PocoWebSocketSubscription final : public reactive_streams::Subscription
+{
+public:
+    explicit PocoWebSocketSubscription(std::weak_ptr<PocoWebSocket> bridge)
+        : bridge_(std::move(bridge))
+    {}
+
+    void request(std::uint64_t n) override
+    {
+        if (const auto bridge = bridge_.lock()) {
+            bridge->request(n);
+        }
+    }
+
+    void cancel() override
+    {
+        if (const auto bridge = bridge_.lock()) {
+            bridge->cancel();
+        }
+    }
+
+private:
+    const std::weak_ptr<PocoWebSocket> bridge_;
+};
+
+PocoWebSocket::PocoWebSocket(const Poco::Net::WebSocket& socket,
+                             std::unique_ptr<SocketChannel> channel,
+                             std::unique_ptr<SocketWait> wait, std::string early)
+    : thread_(std::this_thread::get_id()), socket_(socket), channel_(std::move(channel)),
+      wait_(std::move(wait)), sender_(*channel_),
+      receiver_(*channel_, std::move(early), kReceiveLimit)
+{
+    socket_->setReceiveTimeout(Poco::Timespan(0, 10'000));
+}
+
+PocoWebSocket::~PocoWebSocket() = default;
+
+void PocoWebSocket::join(const WebSocket& reply)
+{
+    try {
+        if (reply.outgoing != nullptr) {
+            reply.outgoing->subscribe(shared_from_this());
+        }
+        if (reply.incoming != nullptr) {
+            subscribe(reply.incoming);
+        } else {
+            cancel();
+        }
+    } catch (...) {
+        logEscaped();
+        fail(std::current_exception(), InternalError);
+    }
+}
+
+void PocoWebSocket::subscribe(std::shared_ptr<StreamEnds::FrameSubscriber> subscriber)
+{
+    ends_.connectDownstream(subscriber,
+                            std::make_shared<PocoWebSocketSubscription>(weak_from_this()));
+}
+
+void PocoWebSocket::request(std::uint64_t n)
+{
+    ends_.addDemand(n);
+    wait_->wake();
+}
+
+void PocoWebSocket::cancel()
+{
+    if (kWebSocketLog.enabled(Level::Trace)) {
+        kWebSocketLog.write(Level::Trace, "Cancel");
+    }
+    ends_.cancelDownstream();
+    wait_->wake();
+}
+
+void PocoWebSocket::onSubscribe(std::shared_ptr<reactive_streams::Subscription> subscription)
+{
+    if (ends_.connectUpstream(subscription)) {
+        subscription->request(1);
+    } else {
+        subscription->cancel();
+    }
+}
+
+void PocoWebSocket::onNext(WebSocketFrame&& frame)
+{
+    if (ends_.isClosed()) {
+        return;
+    }
+    const auto hasRoom = sender_.queue(std::move(frame));
+    const auto inStep = std::this_thread::get_id() == thread_;
+    if (inStep) {
+        answered_ = true;
+    }
+    if (!inStep || !collecting_) { // else it leaves together with the answers to what follows
+        afterFlush(sender_.flush());
+    }
+    if (hasRoom) {
+        ends_.requestFrame();
+    }
+}
+
+void PocoWebSocket::onError(std::exception_ptr failure)
+{
+    if (endByProvider(InternalError)) {
+        guarded([&failure] { std::rethrow_exception(failure); });
+    }
+}
+
+void PocoWebSocket::onComplete()
+{
+    endByProvider(NormalClosure);
+}
+
+bool PocoWebSocket::endByProvider(CloseCode code)
+{
+    if (!ends_.close(code)) {
+        return false;
+    }
+    ends_.releaseUpstream();
+    wait_->wake();
+    return true;
+}
+
+bool PocoWebSocket::receive()
+{
+    if (interrupted_) {
+        ends_.close(GoingAway);
+    }
+    if (!ends_.isClosed()) {
+        try {
+            receiveStep();
+        } catch (const SendFailure& failure) {
+            logSending(failure);
+            fail(std::current_exception(), std::nullopt);
+        } catch (const ClientFault& fault) {
+            logReceiving(fault);
+            fail(std::current_exception(), fault.code());
+        } catch (const std::exception& failure) {
+            logReceiving(failure);
+            fail(std::current_exception(), std::nullopt);
+        }
+        collecting_ = false;
+    }
+    if (!ends_.isClosed()) {
+        return true;
+    }
+    ends_.deliverEnd();
+    return false;
+}
+
+void PocoWebSocket::interrupt() noexcept
+{
+    interrupted_ = true;
+    wait_->wake();
+}
+
+void PocoWebSocket::close()
+{
+    ends_.close(GoingAway);
+    ends_.deliverEnd();
+    finish();
+    sender_.end();
+    channel_->shutDown();
+    undelivered_.reset();
+    socket_.reset();
+}
+
+void PocoWebSocket::receiveStep()
+{
+    if (undelivered_.has_value() ? ends_.isPaused() : !receiver_.hasInput()) {
+        awaitInput();
+    }
+    handleInput();
+}
+
+void PocoWebSocket::awaitInput()
+{
+    if (std::exchange(answered_, false) && !undelivered_.has_value() && !sender_.isBlocked() &&
+        receiveInput(true)) {
+        return;
+    }
+    const auto events = channel_->hasHiddenInput() && !undelivered_.has_value()
+                            ? POLLIN
+                            : wait_->wait([this] { return awaitedEvents(); }, kReceiveStep);
+    if ((events & POLLOUT) != 0) {
+        afterFlush(sender_.resume());
+    }
+    sender_.failIfStalled(kSendTimeout);
+    if (const auto failure = sender_.failure(); !failure.empty()) {
+        throw SendFailure(failure);
+    }
+    if (undelivered_.has_value()) {
+        watchForHangUp(events);
+    } else if ((events & ~POLLOUT) != 0) {
+        receiveInput(false);
+    }
+}
+
+bool PocoWebSocket::receiveInput(bool await)
+{
+    const auto input = receiver_.receive(await);
+    if (input == FrameReceiver::Input::End) {
+        ends_.close(std::nullopt);
+    }
+    return input != FrameReceiver::Input::None;
+}
+
+int PocoWebSocket::awaitedEvents()
+{
+    if (interrupted_ || ends_.isClosed() || sender_.hasFailed()) {
+        return SocketWait::kDoNotSleep;
+    }
+    int events = POLLIN;
+    if (undelivered_.has_value()) {
+        if (!ends_.isPaused()) {
+            return SocketWait::kDoNotSleep;
+        }
+        events = hungUpAt_.has_value() ? 0 : POLLRDHUP;
+    }
+    return sender_.isBlocked() ? events | POLLOUT : events;
+}
+
+void PocoWebSocket::watchForHangUp(int events)
+{
+    const auto now = Clock::now();
+    if ((events & POLLRDHUP) != 0 && !hungUpAt_.has_value()) {
+        hungUpAt_ = now;
+    }
+    if ((events & (POLLERR | POLLHUP)) != 0 ||
+        (hungUpAt_.has_value() && now - *hungUpAt_ >= kUndeliveredTime)) {
+        throw std::runtime_error("The client hung up before its frames were requested.");
+    }
+}
+
+void PocoWebSocket::handleInput()
+{
+    do {
+        if (!undelivered_.has_value()) {
+            undelivered_ = nextDataFrame();
+        }
+        if (!undelivered_.has_value()) {
+            break;
+        }
+        collecting_ = receiver_.hasInput();
+        deliver();
+    } while (!undelivered_.has_value());
+    collecting_ = false;
+    afterFlush(sender_.flush());
+}
+
+std::optional<WebSocketFrame> PocoWebSocket::nextDataFrame()
+{
+    while (auto frame = receiver_.next()) {
+        switch (opcodeOf(frame->flags)) {
+        case Close:
+            ends_.close(parseClosePayload(frame->payload.view()));
+            return std::nullopt;
+        case Ping:
+            sender_.queuePong(std::move(frame->payload));
+            break;
+        default:
+            return frame;
+        }
+    }
+    return std::nullopt;
+}
+
+void PocoWebSocket::deliver()
+{
+    try {
+        if (!ends_.deliver(*undelivered_)) {
+            return;
+        }
+    } catch (...) {
+        logEscaped();
+        fail(std::current_exception(), InternalError);
+    }
+    undelivered_.reset();
+    hungUpAt_.reset();
+}
+
+void PocoWebSocket::afterFlush(FrameSender::Flushed flushed)
+{
+    if (flushed.stuck) {
+        wait_->wake();
+    }
+    if (flushed.roomAgain) {
+        ends_.requestFrame();
+    }
+}
+
+void PocoWebSocket::fail(const std::exception_ptr& failure, std::optional<CloseCode> code)
+{
+    if (ends_.close(code, failure)) {
+        ends_.deliverEnd();
+    }
+}
+
+void PocoWebSocket::finish()
+{
+    const auto code = ends_.closeCode();
+    if (code.has_value()) {
+        sender_.queueClose(makeClosePayload(*code));
+    }
+    ClosingHandshake handshake(*channel_, sender_, receiver_, *wait_, interrupted_);
+    if (handshake.sendQueued() && code.has_value()) {
+        handshake.awaitClient();
+    }
+}
+
+} // namespace connector::http

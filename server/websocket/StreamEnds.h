@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "contract/http/WebSocket.h"
+#include "contract/streams/Demand.h"
+#include "contract/streams/Streams.h"
+#include "server/websocket/CloseStatus.h"
+
+namespace connector::http::websocket {
+
+/// The bridge's ends of the two streams of a `WebSocket` reply, and whether they are still open.
+/// Any thread. The one lock is a leaf: no call leaves with it held.
+class StreamEnds
+{
+public:
+    using FrameSubscriber = reactive_streams::SubscriberAPI<WebSocketFrame>;
+
+    /// Connects the provider's publisher.
+    /// @return false if that has been done, or the connection is closed.
+    bool connectUpstream(const std::shared_ptr<reactive_streams::Subscription>& subscription);
+
+    /// Lets go of the publisher, which has ended.
+    void releaseUpstream();
+
+    /// Asks the provider for one more frame.
+    void requestFrame();
+
+    /// Connects the provider's subscriber.
+    /// @param subscription what it is given.
+    /// @throws std::runtime_error "Only one subscriber is allowed" the second time.
+    void connectDownstream(const std::shared_ptr<FrameSubscriber>& subscriber,
+                           const std::shared_ptr<reactive_streams::Subscription>& subscription);
+
+    void addDemand(std::uint64_t n);
+
+    /// The subscriber wants no more: what comes for it is dropped.
+    void cancelDownstream();
+
+    /// Whether a frame has to wait, since the subscriber does not request any.
+    bool isPaused();
+
+    /// Hands a frame to the subscriber, or drops it if that has cancelled.
+    /// @return false if the frame has to wait, or the connection is closed; it is left alone then.
+    /// @throws what the subscriber throws.
+    bool deliver(WebSocketFrame& frame);
+
+    bool isClosed();
+
+    /// @param code what to tell the client; nothing if it is not to be told.
+    /// @param failure what to tell the subscriber, now or once there is one; null for a completion.
+    /// @return false if the connection is closed already; then nothing changes.
+    bool close(std::optional<CloseCode> code, std::exception_ptr failure = nullptr);
+
+    /// Once closed: tells the subscriber the end, and cancels the provider's stream. Once each.
+    void deliverEnd();
+
+    /// Of the first `close`.
+    std::optional<CloseCode> closeCode();
+
+private:
+    std::mutex mutex_; ///< Guards all below.
+    std::shared_ptr<reactive_streams::Subscription> upstream_;
+    std::shared_ptr<FrameSubscriber> downstream_;
+    reactive_streams::Demand demand_; ///< Of the subscriber.
+    bool subscribed_ = false;
+    bool cancelled_ = false;
+    bool closed_ = false;
+    std::exception_ptr failure_; ///< That no subscriber has taken yet.
+    std::optional<CloseCode> closeCode_;
+};
+
+} // namespace connector::http::websocket

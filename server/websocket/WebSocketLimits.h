@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+/// The limits of WebSocket connections, in one place.
+namespace connector::http::websocket {
+
+/// Longest payload of a frame from a client, in bytes; a longer one closes the connection (1009).
+inline constexpr std::uint64_t kReceiveLimit = 8'000'000;
+
+/// Longest payload of a frame to a client, in bytes; what is longer leaves in fragments.
+inline constexpr std::uint32_t kSendFrameSize = 2'000'000;
+
+/// A provider is asked for its next frame while less than this waits to be sent, in bytes. With a
+/// client that does not read, the connection holds that much and one frame.
+inline constexpr std::size_t kSendQueueLimit = 8'000'000;
+
+/// Bytes of unsent pongs beyond which only the newest is kept (RFC 6455 section 5.5.3).
+inline constexpr std::size_t kPongQueueLimit = 65'536;
+
+/// A client that takes nothing of what waits for it for that long is cut off; and for that long
+/// only once the connection is closing.
+inline constexpr std::chrono::seconds kSendTimeout{30};
+inline constexpr std::chrono::seconds kClosingSendTimeout{2};
+
+/// How long frames of a client that has hung up wait for a subscriber to request them.
+inline constexpr std::chrono::seconds kUndeliveredTime{5};
+
+/// After the close frame has left, the client's own or its end of the connection is waited for: so
+/// long in all, so long without input, and so long in all once the server stops.
+inline constexpr std::chrono::milliseconds kLingerTime{2000};
+inline constexpr std::chrono::milliseconds kLingerSilence{500};
+inline constexpr std::chrono::milliseconds kStopTime{400};
+
+/// How long a stopping server waits for its open connections: the time above and what the threads
+/// need to notice.
+inline constexpr std::chrono::milliseconds kServerStopTime{600};
+
+/// The longest that one receive step waits.
+inline constexpr std::chrono::milliseconds kReceiveStep{500};
+
+/// Size of the buffer that small frames are received into.
+inline constexpr std::size_t kReceiveBufferSize = 65'536;
+
+} // namespace connector::http::websocket

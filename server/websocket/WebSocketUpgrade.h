@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+namespace Poco::Net {
+class HTTPServerRequest;
+class HTTPServerRequestImpl;
+class HTTPServerResponse;
+} // namespace Poco::Net
+
+namespace connector::http {
+
+class WebSocket;
+
+/// Why a request can't become a WebSocket connection, as an answer to it.
+struct UpgradeRefusal
+{
+    unsigned short status; ///< 400, 405 or 426.
+    std::string text;
+};
+
+/// Checks the client's half of the opening handshake (RFC 6455 section 4.2.1).
+/// @return nothing if the request is a proper upgrade.
+std::optional<UpgradeRefusal> checkUpgrade(const Poco::Net::HTTPServerRequest& request);
+
+/// Sets the headers that tell the client of a refused request what would be accepted.
+void describeUpgrade(Poco::Net::HTTPServerResponse& response);
+
+/// Upgrades the connection and bridges it to the streams of @p reply, on the calling thread, which
+/// is the connection's; returns once the connection has ended. The socket is shut down then and
+/// speaks no HTTP any more.
+/// @param request has passed `checkUpgrade`, and was read to its end.
+/// @param isStarted whether the server is; looked at twice a second.
+/// @param stopToken stopped when the server stops: the connection ends at once then, see
+///        `PocoWebSocket::close`.
+/// @throws Poco::Exception when the handshake can't be answered; nothing was sent then.
+void runWebSocket(Poco::Net::HTTPServerRequestImpl& request,
+                  Poco::Net::HTTPServerResponse& response, const WebSocket& reply,
+                  const std::function<bool()>& isStarted, const std::stop_token& stopToken);
+
+} // namespace connector::http

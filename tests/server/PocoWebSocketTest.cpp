@@ -1,0 +1,356 @@
+#include "server/websocket/PocoWebSocket.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "contract/http/HttpServiceProvider.h"
+#include "contract/messaging/LocalConnector.h"
+#include "contract/streams/TransformProcessor.h"
+#include "server/PocoHttpServer.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/WebSocketClient.h"
+
+namespace connector::http {
+namespace {
+
+using common::DataBuffer;
+using test::maskedFrame;
+using test::RawClient;
+using test::WebSocketClient;
+
+WebSocketFrame frame(unsigned flags, const std::string& payload)
+{
+    return {DataBuffer(payload), static_cast<std::uint8_t>(flags)};
+}
+
+/// A provider's two streams in the hands of a test.
+class FakeProvider final : public reactive_streams::PublisherAPI<WebSocketFrame>,
+                           public reactive_streams::SubscriberAPI<WebSocketFrame>,
+                           public reactive_streams::Subscription,
+                           public std::enable_shared_from_this<FakeProvider>
+{
+public:
+    // The outgoing stream.
+    void subscribe(std::shared_ptr<SubscriberAPI<WebSocketFrame>> subscriber) override
+    {
+        bridge = subscriber;
+        subscriber->onSubscribe(shared_from_this());
+    }
+    void request(std::uint64_t n) override { wanted_ += n; }
+    void cancel() override { note("cancelled "); }
+
+    // The incoming stream.
+    void onSubscribe(std::shared_ptr<Subscription> subscription) override
+    {
+        incoming = std::move(subscription);
+        incoming->request(initialDemand);
+        note("open ");
+    }
+    void onNext(WebSocketFrame&& item) override
+    {
+        note(std::string(item.payload.view()) + " ");
+        if (item.payload.view() == "throw") {
+            throw std::runtime_error("thrown");
+        }
+    }
+    void onError(std::exception_ptr failure) override
+    {
+        try {
+            std::rethrow_exception(failure);
+        } catch (const std::exception& thrown) {
+            note("failed(" + std::string(thrown.what()) + ") ");
+        }
+    }
+    void onComplete() override { note("completed "); }
+
+    /// Publishes while the bridge asks for more, @p limit frames at most.
+    int publish(std::size_t size, int limit)
+    {
+        int count = 0;
+        for (; count < limit && published_ < wanted_; ++count, ++published_) {
+            bridge->onNext(frame(0x82, std::string(size, 'x')));
+        }
+        return count;
+    }
+
+    /// Blocks until the calls so far end with @p text; returns all of them.
+    std::string await(const std::string& text)
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, RawClient::kDeadline, [&] { return calls_.ends_with(text); });
+        return calls_;
+    }
+
+    std::shared_ptr<SubscriberAPI<WebSocketFrame>> bridge;
+    std::shared_ptr<Subscription> incoming;
+    std::uint64_t initialDemand = reactive_streams::kUnboundedDemand;
+
+private:
+    void note(const std::string& call)
+    {
+        const std::lock_guard lock(mutex_);
+        calls_ += call;
+        changed_.notify_all();
+    }
+
+    std::atomic<std::uint64_t> wanted_ = 0;
+    std::uint64_t published_ = 0;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::string calls_;
+};
+
+/// A running server that answers every request with a WebSocket reply.
+class PocoWebSocketTest : public ::testing::Test, public HttpServiceProvider
+{
+protected:
+    PocoWebSocketTest()
+    {
+        // Not owned: the test outlives the server.
+        connector_->registerProvider(
+            "app", std::shared_ptr<HttpServiceProvider>(std::shared_ptr<void>(), this));
+        server_->setAddress("app");
+        server_->start();
+    }
+
+    ~PocoWebSocketTest() override { server_->stop(); }
+
+    Future<std::unique_ptr<Message>> handle(std::unique_ptr<HttpRequest>&& request, Address&&,
+                                            std::shared_ptr<Context>&&) override
+    {
+        if (request->path == "/echo") {
+            using Echo = reactive_streams::TransformProcessor<WebSocketFrame, WebSocketFrame>;
+            const auto echo = std::make_shared<Echo>([](WebSocketFrame&& item) { return item; });
+            return makeReadyFuture<std::unique_ptr<Message>>(
+                std::make_unique<WebSocket>(echo, echo));
+        }
+        const std::lock_guard lock(mutex_);
+        return makeReadyFuture<std::unique_ptr<Message>>(
+            std::make_unique<WebSocket>(provider_, provider_));
+    }
+
+    /// The provider of the connections that begin from here on.
+    std::shared_ptr<FakeProvider> provide(std::uint64_t demand = reactive_streams::kUnboundedDemand)
+    {
+        const std::lock_guard lock(mutex_);
+        provider_ = std::make_shared<FakeProvider>();
+        provider_->initialDemand = demand;
+        return provider_;
+    }
+
+    std::uint16_t port() { return server_->getPort(); }
+
+    std::mutex mutex_; ///< Guards provider_.
+    std::shared_ptr<FakeProvider> provider_;
+    const std::shared_ptr<LocalConnector> connector_ = std::make_shared<LocalConnector>();
+    const std::shared_ptr<PocoHttpServer> server_ =
+        std::make_shared<PocoHttpServer>(connector_, test::findFreePort());
+};
+
+TEST_F(PocoWebSocketTest, RefusesWhatIsNoUpgrade)
+{
+    const std::string upgrade = "Connection: Upgrade\r\nUpgrade: websocket\r\n";
+    const std::string version = "Sec-WebSocket-Version: 13\r\n";
+    const std::string key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
+    const struct
+    {
+        std::string headers;
+        int status;
+    } cases[] = {{"", 426},
+                 {"Upgrade: websocket\r\n" + version + key, 426},
+                 {upgrade + "Sec-WebSocket-Version: 8\r\n" + key, 426},
+                 {upgrade + key, 426},
+                 {upgrade + version, 400},
+                 {upgrade + version + "Sec-WebSocket-Key: short\r\n", 400}};
+    RawClient client(port());
+    for (const auto& [headers, status] : cases) {
+        client.send(test::makeRequest("GET", "/echo", headers));
+        const auto answer = client.readResponse();
+        EXPECT_EQ(answer.status, status) << headers;
+        EXPECT_EQ(answer.header("upgrade"), "websocket");
+        EXPECT_EQ(answer.header("connection"), "Upgrade");
+        EXPECT_EQ(answer.header("sec-websocket-version"), "13");
+    }
+}
+
+TEST_F(PocoWebSocketTest, EchoesFramesHoweverTheyArrive)
+{
+    WebSocketClient client(port(), "/echo", maskedFrame(0x81, "early") + maskedFrame(0x82, "bird"));
+    EXPECT_EQ(client.readFrame(), "81:early");
+    EXPECT_EQ(client.readFrame(), "82:bird");
+    for (const char byte : maskedFrame(0x81, "dribbled")) {
+        client.send({&byte, 1});
+    }
+    EXPECT_EQ(client.readFrame(), "81:dribbled");
+    client.sendFrame(0x01, "frag");
+    client.sendFrame(0x89, "ping");
+    client.sendFrame(0x80, "ments");
+    EXPECT_EQ(client.readFrame(), "01:frag");
+    EXPECT_EQ(client.readFrame(), "8a:ping");
+    EXPECT_EQ(client.readFrame(), "80:ments");
+    const std::string large(5'000'000, 'L');
+    client.sendFrame(0x82, large);
+    EXPECT_TRUE(client.readFrame() == "02:" + large.substr(0, 2'000'000));
+    EXPECT_TRUE(client.readFrame() == "00:" + large.substr(0, 2'000'000));
+    EXPECT_TRUE(client.readFrame() == "80:" + large.substr(0, 1'000'000));
+    client.sendFrame(0x88, "\x0f\xa0"); // 4000
+    EXPECT_EQ(client.readClose(), 4000U);
+}
+
+TEST_F(PocoWebSocketTest, ClosesWithTheRightCode)
+{
+    using namespace std::string_literals;
+    const struct
+    {
+        std::string bytes;
+        unsigned code;
+        std::string calls;
+    } cases[] = {
+        {maskedFrame(0x88, ""), 0, "completed"},
+        {maskedFrame(0x88, "\x03\xe8 bye") + maskedFrame(0x81, "late"), 1000, "completed"},
+        {maskedFrame(0x88, "\x03\xed"), 1002, "failed(The close code 1005 is invalid.)"},
+        {maskedFrame(0x83, ""), 1002, "failed(The opcode is reserved.)"},
+        {maskedFrame(0x81, "\xff and more"), 1007, "failed(The text is not UTF-8.)"},
+        {"\x82\xff\0\0\0\0\0\x7a\x12\x01"s, 1009,
+         "failed(The frame is longer than 8000000 bytes.)"},
+    };
+    for (const auto& [bytes, code, calls] : cases) {
+        const test::ScopedLogCapture log;
+        const auto provider = provide();
+        WebSocketClient client(port());
+        client.send(maskedFrame(0x81, "ok") + bytes);
+        EXPECT_EQ(client.readClose(), code);
+        EXPECT_EQ(provider->await("cancelled "), "open ok " + calls + " cancelled ");
+        EXPECT_EQ(log.contains("Error receiving data: "), calls.starts_with("failed"));
+    }
+}
+
+TEST_F(PocoWebSocketTest, EndsWithTheProvidersStream)
+{
+    for (const bool failing : {false, true}) {
+        const auto provider = provide();
+        WebSocketClient client(port());
+        provider->await("open ");
+        EXPECT_EQ(provider->publish(3, 1), 1);
+        if (failing) {
+            provider->bridge->onError(std::make_exception_ptr(std::runtime_error("broken")));
+        } else {
+            provider->bridge->onComplete();
+        }
+        provider->bridge->onNext(frame(0x82, "late"));
+        EXPECT_EQ(client.readFrame(), "82:xxx");
+        EXPECT_EQ(client.readClose(), failing ? 1011U : 1000U);
+        EXPECT_EQ(provider->await("completed "), "open completed ");
+    }
+    const auto provider = provide();
+    WebSocketClient client(port());
+    client.sendFrame(0x81, "throw");
+    EXPECT_EQ(client.readClose(), 1011U);
+    EXPECT_EQ(provider->await("cancelled "), "open throw failed(thrown) cancelled ");
+}
+
+TEST_F(PocoWebSocketTest, TakesOneSubscriberAndLetsItLeave)
+{
+    const auto provider = provide();
+    WebSocketClient client(port());
+    provider->await("open ");
+    auto& publisher =
+        dynamic_cast<reactive_streams::PublisherAPI<WebSocketFrame>&>(*provider->bridge);
+    try {
+        publisher.subscribe(std::make_shared<FakeProvider>());
+        ADD_FAILURE() << "a second subscriber was accepted";
+    } catch (const std::runtime_error& refusal) {
+        EXPECT_STREQ(refusal.what(), "Only one subscriber is allowed");
+    }
+    provider->incoming->cancel();
+    client.sendFrame(0x81, "unwanted");
+    client.sendFrame(0x89, "");
+    EXPECT_EQ(client.readFrame(), "8a:");
+    provider->publish(1, 1);
+    EXPECT_EQ(client.readFrame(), "82:x");
+    client.sendFrame(0x88, "");
+    EXPECT_EQ(client.readClose(), 0U);
+    EXPECT_EQ(provider->await("cancelled "), "open cancelled ");
+}
+
+TEST_F(PocoWebSocketTest, SendsASubscriberWhatItRequests)
+{
+    const auto provider = provide(1);
+    WebSocketClient client(port());
+    client.send(maskedFrame(0x81, "a") + maskedFrame(0x89, "1") + maskedFrame(0x81, "b") +
+                maskedFrame(0x89, "2") + maskedFrame(0x81, "c"));
+    EXPECT_EQ(client.readFrame(), "8a:1");
+    EXPECT_EQ(provider->await("a "), "open a ");
+    provider->incoming->request(1);
+    EXPECT_EQ(client.readFrame(), "8a:2") << "behind an undelivered frame it waits";
+    EXPECT_EQ(provider->await("b "), "open a b ");
+    provider->incoming->request(reactive_streams::kUnboundedDemand);
+    EXPECT_EQ(provider->await("c "), "open a b c ");
+}
+
+TEST_F(PocoWebSocketTest, AsksTheProviderForWhatTheClientTakes)
+{
+    constexpr int kMany = 100;
+    const auto provider = provide();
+    WebSocketClient client(port());
+    provider->await("open ");
+    const auto sent = provider->publish(1'000'000, kMany);
+    EXPECT_GE(sent, 8);
+    ASSERT_LT(sent, kMany) << "nobody reads, yet the provider is asked for ever more";
+    client.sendFrame(0x81, "still here");
+    EXPECT_EQ(provider->await("still here "), "open still here ");
+
+    const auto payload = "82:" + std::string(1'000'000, 'x');
+    for (int i = 0; i < sent; ++i) {
+        ASSERT_TRUE(client.readFrame() == payload);
+    }
+    client.sendFrame(0x81, "read");
+    provider->await("read ");
+    EXPECT_EQ(provider->publish(1, 1), 1) << "asked again once the client reads";
+    EXPECT_EQ(client.readFrame(), "82:x");
+}
+
+TEST_F(PocoWebSocketTest, StopsAlsoWithClientsThatDoNotRead)
+{
+    WebSocketClient echo(port(), "/echo");
+    const auto provider = provide();
+    WebSocketClient stalled(port());
+    provider->await("open ");
+    provider->publish(1'000'000, 100);
+    const auto idle = provide(0);
+    WebSocketClient undelivered(port());
+    undelivered.sendFrame(0x81, "nobody wants this");
+    idle->await("open ");
+
+    server_->stop();
+    EXPECT_EQ(echo.readClose(), 1001U);
+    EXPECT_EQ(undelivered.readClose(), 1001U);
+    EXPECT_EQ(provider->await("cancelled "), "open completed cancelled ");
+    EXPECT_EQ(idle->await("cancelled "), "open completed cancelled ");
+    EXPECT_EQ(server_->getActiveRequests(), 0U);
+}
+
+TEST_F(PocoWebSocketTest, LetsGoOfClientsThatHangUp)
+{
+    const auto hangUp = [this](const std::string& last, const auto& how) {
+        const auto provider = provide();
+        WebSocketClient client(port());
+        client.send(last);
+        provider->await("open ");
+        how(client);
+        return provider->await("cancelled ");
+    };
+    const auto finish = [](RawClient& client) { client.finishSending(); };
+    EXPECT_EQ(hangUp("", finish), "open completed cancelled ");
+    EXPECT_EQ(hangUp(maskedFrame(0x81, "Hello").substr(0, 7), finish),
+              "open failed(The connection ended within a frame.) cancelled ");
+    EXPECT_EQ(hangUp("", [](RawClient& client) { client.reset(); }),
+              "open failed(Connection reset by peer) cancelled ");
+}
+
+} // namespace
+} // namespace connector::http

@@ -1,0 +1,168 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+#include <system_error>
+
+#include "server/websocket/FrameSender.h"
+#include "server/websocket/WebSocketLimits.h"
+
+namespace connector::http::websocket {
+namespace {
+
+using common::DataBuffer;
+using namespace std::string_literals;
+
+/// Takes as many bytes as it is allowed to, in calls of up to 1000 bytes beyond the first part.
+class FakeChannel final : public SocketChannel
+{
+public:
+    FakeChannel() : SocketChannel(-1) {}
+
+    std::optional<std::size_t> read(std::span<char>) override { return std::nullopt; }
+    bool hasHiddenInput() override { return false; }
+    std::size_t write(std::span<const iovec> parts) override
+    {
+        if (broken) {
+            throw std::runtime_error("broken");
+        }
+        std::size_t taken = 0;
+        for (const auto& part : parts) {
+            const auto size = std::min(part.iov_len, allowed - taken);
+            written.append(static_cast<const char*>(part.iov_base), size);
+            taken += size;
+        }
+        allowed -= taken;
+        return taken;
+    }
+    void endOutput() noexcept override {}
+    void shutDown() noexcept override {}
+
+    std::size_t allowed = std::size_t{1} << 30U;
+    bool broken = false;
+    std::string written;
+};
+
+struct WebSocketSenderTest : ::testing::Test
+{
+    static WebSocketFrame frame(std::size_t size, unsigned flags = 0x82, char content = 'x')
+    {
+        return {DataBuffer(std::string(size, content)), static_cast<std::uint8_t>(flags)};
+    }
+
+    FakeChannel channel;
+    FrameSender sender{channel};
+};
+
+/// An unmasked frame, for lengths of two and eight bytes.
+std::string sent(unsigned flags, std::size_t size, char content = 'x')
+{
+    return std::string(FrameHead(static_cast<std::uint8_t>(flags), size).view()) +
+           std::string(size, content);
+}
+
+TEST_F(WebSocketSenderTest, CutsLongFramesAndKeepsTheFinalBit)
+{
+    const struct
+    {
+        unsigned flags;
+        std::size_t size;
+        std::string written;
+    } cases[] = {
+        {0x81, 0, "\x81\0"s},
+        {0x01, 5, sent(0x01, 5)},
+        {0x81, 2'000'000, sent(0x81, 2'000'000)},
+        {0x82, 2'000'001, sent(0x02, 2'000'000) + sent(0x80, 1)},
+        {0x81, 5'000'000, sent(0x01, 2'000'000) + sent(0x00, 2'000'000) + sent(0x80, 1'000'000)},
+        {0x01, 2'000'001, sent(0x01, 2'000'000) + sent(0x00, 1)},
+        {0x00, 2'000'001, sent(0x00, 2'000'000) + sent(0x00, 1)},
+        {0x80, 4'000'000, sent(0x00, 2'000'000) + sent(0x80, 2'000'000)},
+    };
+    for (const auto& [flags, size, written] : cases) {
+        sender.queue(frame(size, flags));
+        while (sender.resume().stuck) { // it pauses after a few MB
+        }
+        EXPECT_EQ(channel.written.size(), written.size());
+        EXPECT_TRUE(channel.written == written) << flags << " " << size;
+        channel.written.clear();
+    }
+    EXPECT_TRUE(sender.isIdle());
+}
+
+TEST_F(WebSocketSenderTest, GoesOnWhereAStuckClientStopped)
+{
+    std::string expected;
+    for (int i = 0; i < 300; ++i) {
+        const auto content = static_cast<char>('a' + i % 26);
+        sender.queue(frame(static_cast<std::size_t>(i), 0x82, content));
+        expected += sent(0x82, static_cast<std::size_t>(i), content);
+    }
+    channel.allowed = 0;
+    EXPECT_TRUE(sender.flush().stuck);
+    while (!sender.isIdle()) {
+        channel.allowed = 997;
+        EXPECT_FALSE(sender.flush().stuck) << "a stuck sender waits for the socket";
+        sender.resume();
+    }
+    EXPECT_FALSE(sender.isBlocked());
+    EXPECT_EQ(channel.written, expected);
+}
+
+TEST_F(WebSocketSenderTest, LetsPongsOvertakeBetweenFrames)
+{
+    channel.allowed = 3;
+    sender.queue(frame(5'000'000));
+    sender.flush();
+    sender.queuePong(DataBuffer("p"s));
+    sender.queueClose(DataBuffer());
+    sender.queue(frame(1)); // nothing comes after the close frame
+    sender.queuePong(DataBuffer("q"s));
+    channel.allowed = std::size_t{1} << 30U;
+    while (sender.resume().stuck) {
+    }
+    EXPECT_TRUE(channel.written == sent(0x02, 2'000'000) + "\x8a\x01p"s + sent(0x00, 2'000'000) +
+                                       sent(0x80, 1'000'000) + "\x88\0"s);
+}
+
+TEST_F(WebSocketSenderTest, BoundsWhatWaits)
+{
+    channel.allowed = 0;
+    EXPECT_TRUE(sender.queue(frame(kSendQueueLimit - 1)));
+    EXPECT_FALSE(sender.queue(frame(1)));
+    for (int i = 0; i < 10'000; ++i) {
+        sender.queuePong(DataBuffer("pong " + std::to_string(i)));
+    }
+    EXPECT_FALSE(sender.flush().roomAgain);
+    channel.allowed = std::size_t{1} << 30U;
+    EXPECT_TRUE(sender.resume().roomAgain);
+    while (sender.resume().stuck) {
+    }
+    EXPECT_LT(channel.written.size(), kSendQueueLimit + kPongQueueLimit + 1000);
+    EXPECT_NE(channel.written.find("pong 9999"), std::string::npos) << "the newest is sent";
+}
+
+TEST_F(WebSocketSenderTest, TellsWhichFrameFailedAndWhere)
+{
+    sender.queue(frame(3'000'000));
+    channel.allowed = 5;
+    sender.flush();
+    channel.broken = true;
+    EXPECT_TRUE(sender.resume().stuck);
+    EXPECT_EQ(sender.failure(), "Unable to send websocket continuation frame: 0 of 2000000 bytes "
+                                "sent, broken");
+    EXPECT_TRUE(sender.isIdle()) << "what is left is dropped";
+
+    FrameSender second(channel);
+    channel.broken = false;
+    channel.allowed = 12;
+    second.queue(frame(100));
+    second.flush();
+    second.failIfStalled(std::chrono::hours(1));
+    EXPECT_FALSE(second.hasFailed());
+    second.resume();
+    second.failIfStalled(std::chrono::milliseconds(0));
+    EXPECT_EQ(second.failure(), "Unable to send final frame of websocket data: 10 of 100 bytes "
+                                "sent, the client takes no data");
+}
+
+} // namespace
+} // namespace connector::http::websocket
