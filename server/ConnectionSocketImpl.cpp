@@ -12,6 +12,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include "contract/http/FieldSyntax.h"
 #include "server/RequestRefusal.h"
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
@@ -209,6 +210,9 @@ bool ConnectionSocketImpl::awaitHead(microseconds patience)
     std::size_t searched = 0;
     for (;;) {
         skipEmptyLines();
+        if (searched == 0 && buffered() > 0 && !isToken(input().substr(0, 1))) {
+            return refuse(400, "Malformed method."); // another protocol: its head may never end
+        }
         if (const auto end = findHeadEnd(input(), searched)) {
             try {
                 takeHead(*end);
