@@ -4,7 +4,8 @@
 usage: bench/side_by_side.py BUILD_DIR [--rounds N] [--seconds N] [--connections N ...]
                              [--workload NAME ...]
 
-The rounds are interleaved, so that what else the machine does falls on both. It prints medians: the
+The host runs its whole default pipeline, for a client that keeps its session. The rounds are
+interleaved, so that what else the machine does falls on both. It prints medians: the
 rate, and the CPU time per request in microseconds (user and system, from the process itself). The CPU
 time is the figure to trust; rates vary by a quarter on a noisy machine.
 """
@@ -18,6 +19,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import urllib.request
 
 SIZES = {"1 KB": 1024, "64 KB": 65536, "10 MB": 10485760}
 
@@ -44,12 +46,19 @@ class Server:
         self.process.wait()
 
 
+def session_cookie(server, path):
+    """The cookie of a live session, as a browser would keep it; empty where there are no sessions."""
+    with urllib.request.urlopen(f"http://127.0.0.1:{server.port}{path}") as answer:
+        return (answer.headers["Set-Cookie"] or "").partition(";")[0]
+
+
 def measure(server, path, connections, seconds):
     """One wrk run: requests a second, CPU microseconds a request."""
     url = f"http://127.0.0.1:{server.port}{path}"
+    cookie = session_cookie(server, path)
     before = server.cpu_seconds()
     output = subprocess.run(
-        ["wrk", "-t1", f"-c{connections}", f"-d{seconds}s", url],
+        ["wrk", "-t1", f"-c{connections}", f"-d{seconds}s", "-H", f"Cookie: {cookie}", url],
         check=True, capture_output=True, text=True).stdout
     cpu = server.cpu_seconds() - before
     if "Non-2xx" in output or "Socket errors" in output:
