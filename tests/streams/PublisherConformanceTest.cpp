@@ -52,6 +52,14 @@ template <typename Case>
 class PublisherConformance : public testing::Test
 {
 protected:
+    void TearDown() override
+    {
+        // A stream that has not ended keeps its subscriber, and this one keeps its stream.
+        if (subscriber_->subscription != nullptr) {
+            cancel();
+        }
+    }
+
     void subscribe() { case_.publisher->subscribe(subscriber_); }
     void request(std::uint64_t n) { subscriber_->subscription->request(n); }
     void feed() { case_.feed(); }
