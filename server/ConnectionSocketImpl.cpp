@@ -242,10 +242,12 @@ bool ConnectionSocketImpl::awaitHead(microseconds patience)
 
 bool ConnectionSocketImpl::fill(microseconds timeout)
 {
-    const auto kept = buffered();
-    std::memmove(buffer_.data(), buffer_.data() + begin_, kept);
-    begin_ = 0;
-    end_ = kept;
+    if (begin_ > 0) {
+        const auto kept = buffered();
+        std::memmove(buffer_.data(), buffer_.data() + begin_, kept);
+        begin_ = 0;
+        end_ = kept;
+    }
     buffer_.resize(end_ + kReceiveSize);
     const auto received = receive(buffer_.data() + end_, kReceiveSize, timeout);
     if (!received.has_value()) {
