@@ -136,16 +136,16 @@ void ConnectionSocketImpl::shutdown()
 
 void ConnectionSocketImpl::close()
 {
+    std::unique_lock lock(closeMutex_);
     if (closed_) {
         return;
     }
-    if (!aborted_) {
-    }
+    lock.unlock(); // so that an abort can cut the following short
     endSending();
     if (!aborted_ && hasUnreadInput()) {
         readOutInput();
     }
-    const std::lock_guard lock(closeMutex_);
+    lock.lock();
     closed_ = true;
     StreamSocketImpl::close();
 }
