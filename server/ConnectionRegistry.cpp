@@ -10,10 +10,10 @@ void ConnectionRegistry::add(const Poco::AutoPtr<ConnectionSocketImpl>& connecti
     const std::lock_guard lock(mutex_);
     connections_.push_back(connection);
     if (connections_.size() >= sweepAt_) {
-        const auto firstClosed = std::ranges::partition(
-            connections_, [](const auto& open) { return !open->isClosed(); });
-        closed.assign(firstClosed.begin(), firstClosed.end());
-        connections_.erase(firstClosed.begin(), firstClosed.end());
+        const auto firstClosed = std::partition(connections_.begin(), connections_.end(),
+                                                [](const auto& open) { return !open->isClosed(); });
+        closed.assign(firstClosed, connections_.end());
+        connections_.erase(firstClosed, connections_.end());
         sweepAt_ = std::max<std::size_t>(128, 2 * connections_.size());
     }
 }

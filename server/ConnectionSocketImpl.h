@@ -71,10 +71,9 @@ public:
 
     /// Whether the connection was closed. Any thread.
     [[nodiscard]] bool isClosed() const noexcept { return closed_; }
-
-protected:
     ~ConnectionSocketImpl() override;
 
+protected:
     /// Receives what is there, at most @p length bytes. Blocks until something is.
     /// @return how many bytes; 0 when there will be no more, for whatever reason; nothing when
     ///         @p timeout has passed.

@@ -21,8 +21,6 @@ public:
     explicit ListeningSocketImpl(std::shared_ptr<ConnectionRegistry> registry);
 
     Poco::Net::SocketImpl* acceptConnection(Poco::Net::SocketAddress& peer) override;
-
-protected:
     ~ListeningSocketImpl() override;
 
 private:

@@ -309,13 +309,12 @@ void PocoHttpServer::doServerStop()
         throw std::logic_error("A server can not be stopped from one of its own requests.");
     }
     const std::lock_guard startLock(startMutex_);
-    std::stop_source stopSource;
-    {
+    const auto leaveRunning = [this] {
         const std::lock_guard lock(stateMutex_);
         state_ = State::Stopped;
-        stopSource = stopSource_;
-    }
-    stopSource.request_stop();
+        return stopSource_;
+    };
+    leaveRunning().request_stop(); // what watches the token is called with no state lock held
     endListener();
 }
 

@@ -67,6 +67,7 @@ OpenSslPtr<BIO> makeDescriptorBio(int descriptor)
     if (bio == nullptr) {
         throw std::bad_alloc();
     }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the one place that OpenSSL has for it
     BIO_set_data(bio.get(), reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor)));
     BIO_set_init(bio.get(), 1);
     return bio;

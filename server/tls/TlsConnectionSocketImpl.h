@@ -30,10 +30,9 @@ public:
 
     /// For what outgrows the socket: an upgraded connection. Lives as long as the socket.
     TlsSession& session() noexcept { return session_; }
-
-protected:
     ~TlsConnectionSocketImpl() override;
 
+protected:
     std::optional<std::size_t> receive(char* buffer, std::size_t length,
                                        std::chrono::microseconds timeout) override;
     void sendAtOnce(std::string_view text) noexcept override;

@@ -26,7 +26,7 @@ public:
         Poco::AutoPtr<ConnectionSocketImpl> connection(
             new TlsConnectionSocketImpl(descriptor, peer, context()));
         registry_->add(connection);
-        return connection.duplicate();
+        return connection.duplicate(); // NOLINT(clang-analyzer-cplusplus.NewDelete): counted
     }
 
 private:
