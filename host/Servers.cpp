@@ -60,10 +60,10 @@ bool asksForDefaultPair(const Options& options)
 Servers::Servers(std::shared_ptr<LocalConnector> connector,
                  std::shared_ptr<administration::Administration> administration)
     : connector_(std::move(connector)), administration_(std::move(administration)),
-      commands_(connector_, administration_, kServerManager)
+      commands_(connector_, administration_, kServerManager),
+      manager_(std::make_shared<http::HttpManagerServiceProviderImpl>(connector_))
 {
-    connector_->registerProvider(
-        kServerManager, std::make_shared<http::HttpManagerServiceProviderImpl>(connector_));
+    connector_->registerProvider(kServerManager, manager_);
 }
 
 Servers::~Servers()
@@ -75,6 +75,8 @@ Servers::~Servers()
                 ask<http::DestroyHttpServer>(*connector_, name);
             }
         }
+        // The manager holds the bus, and the bus its providers.
+        connector_->unregisterProvider(kServerManager, manager_);
     } catch (const std::exception& failure) {
         kLog.write(common::Level::Error, std::string("Cannot stop the servers: ") + failure.what());
     }

@@ -46,6 +46,7 @@ private:
     const std::shared_ptr<LocalConnector> connector_;
     const std::shared_ptr<administration::Administration> administration_;
     const http::HttpCommandProvider commands_;
+    const std::shared_ptr<ServiceProvider> manager_;
     std::vector<std::string> started_; ///< Names, in the order of the start.
 };
 
