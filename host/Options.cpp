@@ -118,19 +118,17 @@ void addServerOptions(CLI::App& app, Options& options)
         app, "--port", [&options](const std::string& text) { options.port = parsePort(text); },
         "Port of the server \"main\" (31415); the next free one if it is taken")
         ->type_name("N");
-    auto* const securePort = addSingle(
+    addSingle(
         app, "--secure-port",
         [&options](const std::string& text) { options.securePort = parsePort(text); },
-        "Port of the server \"secure\" (31515); the next free one if it is taken");
-    securePort->type_name("N");
-    auto* const certificate = app.add_option("--certificate", options.certificate,
-                                             "Keep the certificate of the server \"secure\" here, "
-                                             "and its key beside it")
-                                  ->type_name("FILE");
+        "Port of the server \"secure\" (31515); the next free one if it is taken")
+        ->type_name("N");
+    app.add_option("--certificate", options.certificate,
+                   "Keep the certificate of the server \"secure\" here, and its key beside it")
+        ->type_name("FILE");
     app.add_flag_callback(
-           "--no-secure", [&options] { options.secure = false; }, "Start no HTTPS server")
-        ->excludes(securePort)
-        ->excludes(certificate);
+        "--no-secure", [&options] { options.secure = false; },
+        "Start no HTTPS server, whatever else is said of it");
 }
 
 void addOperationOptions(CLI::App& app, Options& options)

@@ -94,8 +94,7 @@ TEST(OptionsTest, AFaultIsNamedAndEndsWithStatusTwo)
         {{"--proxy", "/a=127.0.0.1:80"}, "\"127.0.0.1:80\" is no URL"},
         {{"--proxy", "/a=http:///path"}, "is no URL"},
         {{"--proxy", "/a=ftp://host"}, "is no URL"},
-        {{"--no-secure", "--secure-port", "1"}, "--no-secure"},
-        {{"--certificate", "c.pem", "--no-secure"}, "--no-secure"},
+        {{"--secure-port", "https"}, "\"https\" is no port"},
         {{"--set", "key"}, "there is no \"=\""},
         {{"--log-level", "loud"}, "loud"},
     };
