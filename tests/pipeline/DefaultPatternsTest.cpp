@@ -7,6 +7,15 @@
 #include <sstream>
 
 namespace connector::http {
+
+/// Names the parameter in the names of the tests.
+static void PrintTo(const DefaultPatterns* patterns, std::ostream* out)
+{
+    *out << (patterns == &DefaultPatterns::kPathFilter        ? "PathFilter"
+             : patterns == &DefaultPatterns::kLocalHostFilter ? "LocalHostFilter"
+                                                              : "HeaderRules");
+}
+
 namespace {
 
 using Index = std::optional<std::size_t>;
