@@ -81,7 +81,7 @@ def main():
 
     with tempfile.TemporaryDirectory() as directory:
         for name, size in SIZES.items():
-            pathlib.Path(directory, name.replace(" ", "") + ".txt").write_bytes(b"x" * size)
+            pathlib.Path(directory, name.replace(" ", "") + ".js").write_bytes(b"x" * size)
         print(f"{'workload':10} {'conn':>4} | {'host/s':>9} {'bare/s':>9} {'ratio':>6} |"
               f" {'host us':>8} {'bare us':>8} {'ratio':>6}")
         for workload in options.workload:
@@ -89,7 +89,7 @@ def main():
                 path = "/constant"
                 bare_mode = ["constant"]
             else:
-                path = "/" + workload.replace(" ", "") + ".txt"
+                path = "/" + workload.replace(" ", "") + ".js"
                 bare_mode = ["files", directory]
             for connections in options.connections:
                 compare(workload, path, connections, options,
