@@ -1,5 +1,6 @@
 #include "staticcontent/FileResponse.h"
 
+#include <limits>
 #include <string_view>
 #include <tuple>
 
@@ -13,6 +14,10 @@
 namespace connector::http {
 
 namespace {
+
+/// The server announces lengths of at most 2^31 - 1 bytes and fails above: a larger file is not
+/// read, which would take its size in memory for nothing.
+constexpr std::uint64_t kLargestBody = std::numeric_limits<std::int32_t>::max();
 
 /// The text behind the last dot of the file's name.
 std::wstring extensionOf(const filesystem::Path& file)
@@ -71,7 +76,7 @@ Future<std::unique_ptr<Message>> returnFile(const HttpRequest& request, const Fo
         status = 304;
     } else if (const auto* range = findHeader(request.headers, "range")) {
         std::tie(status, body) = getContentRange(found, *range, includeBody, headers);
-    } else if (includeBody) {
+    } else if (includeBody && found.status.size <= kLargestBody) {
         body = getContent(found);
     }
     return makeReadyFuture<std::unique_ptr<Message>>(

@@ -16,7 +16,8 @@ namespace connector::http {
 using BodyPublisher = std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>>;
 
 /// The answer that serves @p found, a regular file: 200, 206, 304 or 416, always ready. A file that
-/// shrinks meanwhile, or that cannot be read, gives a body shorter than its announced length.
+/// shrinks meanwhile, or that cannot be read, gives a body shorter than its announced length; one
+/// of 2 GiB or more, which no server can announce, gives none.
 ///
 /// Kept: 304 and 416 announce the full length of the file.
 ///

@@ -144,6 +144,15 @@ TEST_F(FileResponseTest, ServesRanges)
     }
 }
 
+TEST_F(FileResponseTest, AHugeFileIsNotRead)
+{
+    std::filesystem::resize_file(directory_.write("huge", ""), 3ULL << 30);
+    auto reply = getAndHead("/huge");
+    EXPECT_EQ(reply.headers["Content-Length"], "3221225472");
+    EXPECT_EQ(reply.body, "");
+    EXPECT_EQ(get("/huge", {{"range", "bytes=0-9"}}).status, 416);
+}
+
 TEST_F(FileResponseTest, TheFirstRouteThatIsAPrefixDecidesAboutCaching)
 {
     service_ = std::make_shared<StaticContentServiceImpl>(
