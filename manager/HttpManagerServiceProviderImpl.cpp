@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "server/PocoHttpServer.h"
+#include "server/tls/PocoHttpsServer.h"
 
 namespace connector::http {
 
@@ -32,7 +33,7 @@ std::shared_ptr<HttpServer> makeServer(ServerType type, const std::shared_ptr<Co
     case ServerType::HTTP:
         return std::make_shared<PocoHttpServer>(connector, kPortUnset);
     case ServerType::HTTPS:
-        throw std::runtime_error("HTTPS servers are not supported yet.");
+        return std::make_shared<PocoHttpsServer>(connector, kPortUnset);
     }
     return nullptr;
 }
