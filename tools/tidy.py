@@ -4,7 +4,8 @@
 usage: tidy.py [FILE...]      default: every source of the rooms
 
 A source has passed before if it, every header that it read, its compile command, .clang-tidy and
-the version of clang-tidy are what they were; the build tree knows the headers, so build first.
+the version of clang-tidy are what they were, in this clone or in another one of this user; the
+build tree knows the headers, so build first.
 """
 
 import concurrent.futures
@@ -19,7 +20,8 @@ import time
 
 ROOT = os.path.realpath(os.path.join(os.path.dirname(__file__), ".."))
 BUILD = os.path.join(ROOT, "build", "dev")
-CACHE = os.path.join(ROOT, ".cache", "tidy")
+CACHE = os.path.join(os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.cache"),
+                     "connector-tidy")
 ROOMS = ("contract/", "server/", "manager/", "pipeline/", "staticcontent/", "client/", "plugin/",
          "host/")
 TIDY = "clang-tidy-14"
@@ -52,8 +54,8 @@ def key_of(command, headers, salt):
     """The name of the result in the cache, or None where the headers are not known."""
     if not headers or not all(map(os.path.exists, headers)):
         return None
-    text = [salt, command["command"]] + [path + digest(path) for path in headers]
-    return hashlib.sha256("\n".join(text).encode()).hexdigest()
+    text = [salt, command["command"]] + [os.path.normpath(path) + digest(path) for path in headers]
+    return hashlib.sha256("\n".join(text).replace(ROOT, "").encode()).hexdigest()
 
 
 def object_of(command):

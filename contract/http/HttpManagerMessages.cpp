@@ -1,8 +1,8 @@
 #include "contract/http/HttpManagerMessages.h"
 
-#include "contract/http/HttpManagerServiceProvider.h"
-
 #include <utility>
+
+#include "contract/http/HttpManagerServiceProvider.h"
 
 namespace connector::http {
 

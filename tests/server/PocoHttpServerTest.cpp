@@ -3,12 +3,11 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <gtest/gtest.h>
 #include <memory>
 #include <stop_token>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "contract/http/HttpResponse.h"
 #include "contract/http/HttpServiceProvider.h"
@@ -50,7 +49,8 @@ class PocoHttpServerTest : public ::testing::Test
 protected:
     void serve(FunctionProvider::Function function)
     {
-        connector_->registerProvider("app", std::make_shared<FunctionProvider>(std::move(function)));
+        connector_->registerProvider("app",
+                                     std::make_shared<FunctionProvider>(std::move(function)));
         server_->setAddress("app");
         server_->start();
     }
@@ -63,9 +63,8 @@ protected:
     static Reply reply(unsigned short status, StringMultimap headers, StringMultimap cookies,
                        const std::string& body)
     {
-        return makeReadyFuture<std::unique_ptr<Message>>(
-            std::make_unique<HttpResponse>(status, std::move(headers), std::move(cookies),
-                                           makeBody(common::DataBuffer(body))));
+        return makeReadyFuture<std::unique_ptr<Message>>(std::make_unique<HttpResponse>(
+            status, std::move(headers), std::move(cookies), makeBody(common::DataBuffer(body))));
     }
 
     std::shared_ptr<LocalConnector> connector_ = std::make_shared<LocalConnector>();
@@ -120,9 +119,9 @@ TEST_F(PocoHttpServerTest, DeliversTheRequestAndItsBody)
         return makeReadyFuture<std::unique_ptr<Message>>(
             std::make_unique<HttpResponse>(std::uint16_t{200}, request.body));
     });
-    const auto answer = exchange(server_->getPort(),
-                                 "PUT /a/../b%20c?X=1&x=%32 HTTP/1.1\r\nHOST: h:1\r\nCookie: s=t\r\n"
-                                 "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n");
+    const auto answer = exchange(
+        server_->getPort(), "PUT /a/../b%20c?X=1&x=%32 HTTP/1.1\r\nHOST: h:1\r\nCookie: s=t\r\n"
+                            "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n");
     EXPECT_EQ(answer.body, "abc");
     ASSERT_NE(seen, nullptr);
     EXPECT_EQ(seen->baseUrl, "http://h:1/");
@@ -266,8 +265,8 @@ TEST_F(PocoHttpServerTest, AbandonsABodyWhoseClientHasGone)
                              public std::enable_shared_from_this<SilentBody>
     {
     public:
-        void subscribe(
-            std::shared_ptr<reactive_streams::SubscriberAPI<common::DataBuffer>> subscriber) override
+        void subscribe(std::shared_ptr<reactive_streams::SubscriberAPI<common::DataBuffer>>
+                           subscriber) override
         {
             subscriber->onSubscribe(shared_from_this());
             subscribed.set_value();

@@ -1,10 +1,9 @@
 #include "server/RequestBody.h"
 
 #include <cstring>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "server/RequestRefusal.h"
 #include "server/ServerLimits.h"

@@ -1,10 +1,9 @@
 #include "server/RequestParts.h"
 
-#include <utility>
-#include <vector>
-
 #include <Poco/Exception.h>
 #include <gtest/gtest.h>
+#include <utility>
+#include <vector>
 
 namespace connector::http {
 namespace {
