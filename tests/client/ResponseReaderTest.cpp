@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "client/ClientLimits.h"
+#include "tests/support/FailureText.h"
 
 namespace connector::http {
 namespace {
 
-/// Status, "content-length" if any, and body of the answer in @p wire, or the failure's text.
+/// Status and body of the answer in @p wire, or the failure's text.
 std::string read(std::string_view wire, std::size_t fragment, const std::string& method)
 {
     ResponseReader reader([&wire, fragment](char* into, std::size_t count) {
@@ -18,13 +19,13 @@ std::string read(std::string_view wire, std::size_t fragment, const std::string&
         wire.remove_prefix(received);
         return received;
     });
-    try {
+    std::string result;
+    const auto failure = test::failureOf([&] {
         const auto head = reader.readHead();
         const auto body = reader.readBody(bodyFramingOf(head, method));
-        return std::to_string(head.status) + " " + std::string(body.view());
-    } catch (const std::exception& failure) {
-        return failure.what();
-    }
+        return result = std::to_string(head.status) + " " + std::string(body.view());
+    });
+    return failure.empty() ? result : failure;
 }
 
 TEST(ResponseReaderTest, ReadsAnswersWhateverTheirFraming)

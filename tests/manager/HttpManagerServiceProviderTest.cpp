@@ -9,6 +9,7 @@
 #include "contract/messaging/LocalConnector.h"
 #include "manager/HttpManagerServiceProviderImpl.h"
 #include "server/PocoHttpServer.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/RawClient.h"
 
 namespace connector::http {
@@ -48,18 +49,13 @@ protected:
 
     std::string failureOf(std::unique_ptr<Message> message)
     {
-        try {
-            ask(std::move(message));
-            return "";
-        } catch (const std::exception& failure) {
-            return failure.what();
-        }
+        return test::failureOf([&] { return ask(std::move(message)); });
     }
 
-    void create(const std::string& name, ServerType type = ServerType::HTTP)
+    void create(const std::string& name)
     {
         const auto reply = ask(std::make_unique<CreateHttpServer>(
-            name, Address("app"), findFreePort(), "any", type, L""));
+            name, Address("app"), findFreePort(), "any", ServerType::HTTP, L""));
         EXPECT_NE(messageAs<Message>(reply), nullptr) << "a plain acknowledgement";
     }
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <thread>
 
+#include "tests/support/FailureText.h"
+
 namespace connector {
 namespace {
 
@@ -54,13 +56,12 @@ std::shared_ptr<ServiceProvider> terminal(const char* name)
 /// The trail of a note sent to @p address, or the failure's text.
 std::string journey(LocalConnector& bus, const char* address)
 {
-    try {
-        const auto reply =
-            bus.createContext()->send(std::make_unique<Note>(), Address(address)).get();
-        return messageAs<Note>(reply)->trail;
-    } catch (const std::exception& failure) {
-        return failure.what();
-    }
+    std::string trail;
+    const auto failure = test::failureOf([&] {
+        const auto reply = bus.createContext()->send(std::make_unique<Note>(), address).get();
+        return trail = messageAs<Note>(reply)->trail;
+    });
+    return failure.empty() ? trail : failure;
 }
 
 TEST(AddressTest, TextAndSegmentsConvert)

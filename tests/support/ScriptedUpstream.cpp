@@ -1,7 +1,7 @@
 #include "tests/support/ScriptedUpstream.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
+#include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,22 +14,19 @@ std::string readRequest(int connection)
 {
     std::string request;
     char buffer[65536];
-    for (;;) {
+    for (ssize_t received = 1; received > 0;) {
         const auto headEnd = request.find("\r\n\r\n");
+        const auto field = request.find("Content-Length: ");
         if (headEnd != std::string::npos) {
-            const auto field = request.find("Content-Length: ");
-            const auto body =
-                field < headEnd ? std::stoul(request.substr(field + 16)) : std::size_t{0};
+            const auto body = field < headEnd ? std::stoul(request.substr(field + 16)) : 0;
             if (request.size() >= headEnd + 4 + body) {
-                return request;
+                break;
             }
         }
-        const auto received = ::recv(connection, buffer, sizeof(buffer), 0);
-        if (received <= 0) {
-            return request;
-        }
-        request.append(buffer, static_cast<std::size_t>(received));
+        received = ::recv(connection, buffer, sizeof(buffer), 0);
+        request.append(buffer, static_cast<std::size_t>(received > 0 ? received : 0));
     }
+    return request;
 }
 
 } // namespace
@@ -37,9 +34,7 @@ std::string readRequest(int connection)
 ScriptedUpstream::ScriptedUpstream(Script script)
     : script_(std::move(script)), listener_(::socket(AF_INET, SOCK_STREAM, 0))
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
     auto* generic = reinterpret_cast<sockaddr*>(&address);
     socklen_t size = sizeof(address);
     if (::bind(listener_, generic, size) != 0 || ::listen(listener_, 64) != 0 ||
@@ -47,7 +42,13 @@ ScriptedUpstream::ScriptedUpstream(Script script)
         throw std::runtime_error("The scripted upstream can't listen.");
     }
     port_ = ntohs(address.sin_port);
-    thread_ = std::jthread([this] { serve(); });
+    thread_ = std::jthread([this] {
+        for (auto connection = ::accept(listener_, nullptr, nullptr); connection >= 0;
+             connection = ::accept(listener_, nullptr, nullptr)) {
+            converse(connection);
+            ::close(connection);
+        }
+    });
 }
 
 ScriptedUpstream::~ScriptedUpstream()
@@ -57,46 +58,19 @@ ScriptedUpstream::~ScriptedUpstream()
     ::close(listener_);
 }
 
-std::vector<std::string> ScriptedUpstream::requests()
+void ScriptedUpstream::converse(int connection) const
 {
-    const std::lock_guard lock(mutex_);
-    return requests_;
-}
-
-void ScriptedUpstream::serve()
-{
-    for (int index = 0;; ++index) {
-        const auto connection = ::accept(listener_, nullptr, nullptr);
-        if (connection < 0) {
-            return;
-        }
-        converse(connection, index);
-        ::close(connection);
-    }
-}
-
-void ScriptedUpstream::converse(int connection, int index)
-{
-    const auto request = readRequest(connection);
-    {
-        const std::lock_guard lock(mutex_);
-        requests_.push_back(request);
-    }
-    const auto [bytes, then] = script_(request, index);
-    for (std::size_t sent = 0; sent < bytes.size();) {
-        const auto count =
-            ::send(connection, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (count <= 0) {
-            return;
-        }
-        sent += static_cast<std::size_t>(count);
+    const auto [bytes, then] = script_(readRequest(connection));
+    ssize_t count = 1;
+    for (std::string_view rest = bytes; count > 0 && !rest.empty();
+         rest.remove_prefix(static_cast<std::size_t>(count > 0 ? count : 0))) {
+        count = ::send(connection, rest.data(), rest.size(), MSG_NOSIGNAL);
     }
     if (then == Then::Reset) {
         const linger abort{1, 0};
         ::setsockopt(connection, SOL_SOCKET, SO_LINGER, &abort, sizeof(abort));
     }
-    char byte = 0;
-    while (then == Then::Hold && ::recv(connection, &byte, 1, 0) > 0) {
+    for (char byte = 0; then == Then::Hold && ::recv(connection, &byte, 1, 0) > 0;) {
     }
 }
 

@@ -2,15 +2,13 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace connector::test {
 
 /// A server on 127.0.0.1 that answers each connection with exactly the bytes it is told to, one
-/// connection after the other.
+/// connection after the other, on a thread of its own.
 class ScriptedUpstream
 {
 public:
@@ -26,8 +24,7 @@ public:
         Then then = Then::Close;
     };
     /// @param request as received: head, and the body that its Content-Length announces.
-    /// @param index of the connection, from 0.
-    using Script = std::function<Answer(const std::string& request, int index)>;
+    using Script = std::function<Answer(const std::string& request)>;
 
     explicit ScriptedUpstream(Script script);
     ~ScriptedUpstream();
@@ -37,18 +34,12 @@ public:
 
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
 
-    /// The requests so far.
-    std::vector<std::string> requests();
-
 private:
-    void serve();
-    void converse(int connection, int index);
+    void converse(int connection) const;
 
     const Script script_;
     int listener_ = -1;
     std::uint16_t port_ = 0;
-    std::mutex mutex_; ///< Guards requests_.
-    std::vector<std::string> requests_;
     std::jthread thread_;
 };
 

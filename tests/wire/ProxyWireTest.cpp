@@ -130,7 +130,7 @@ TEST(ProxyWireTest, ARefusedConnectionFailsAfterHalfAMinuteWhileOthersAreServed)
 TEST(ProxyWireTest, TheHostEndsWhileUpstreamsStallAndRefuse)
 {
     std::latch stalled(1);
-    ScriptedUpstream upstream([&stalled](const std::string&, int) {
+    ScriptedUpstream upstream([&stalled](const std::string&) {
         stalled.count_down();
         return ScriptedUpstream::Answer{"", ScriptedUpstream::Then::Hold};
     });
