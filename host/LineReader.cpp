@@ -10,7 +10,7 @@ namespace connector::host {
 
 namespace {
 
-constexpr std::size_t kReadBytes = 16 * 1024;
+constexpr std::size_t kReadBytes = std::size_t{16} * 1024;
 
 enum class Wait
 {
