@@ -78,8 +78,8 @@ public:
     void sweepSession(long long tick);
 
     /// The mutex is not fair: without this the sweep takes it again before a thread that waits for
-    /// it has woken up. The longest wait during a sweep that deletes 100,000 sessions was 3 to 10
-    /// ms without it, and is 0.2 to 1 ms with it.
+    /// it has woken up. The longest wait during a sweep that deletes 100,000 sessions was 0.6 to 3
+    /// ms without it, and is about 0.2 ms with it.
     void letWaitersIn() const;
 
     std::atomic<int> waiting = 0; ///< Threads that `enter` and found the mutex taken.
@@ -270,13 +270,8 @@ void HttpSessionManagerImpl::deleteSession(const std::string& id)
 
 std::unordered_map<std::string, std::shared_ptr<Context>> HttpSessionManagerImpl::listSessions()
 {
-    std::unordered_map<std::string, std::shared_ptr<Context>> list;
     const auto lock = state_->enter();
-    list.reserve(state_->sessions.sessions().size());
-    for (const auto& [id, session] : state_->sessions.sessions()) {
-        list.emplace(id, session.context);
-    }
-    return list;
+    return state_->sessions.list();
 }
 
 std::shared_ptr<Context> HttpSessionManagerImpl::getLastUsedSession()

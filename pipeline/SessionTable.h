@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <list>
 #include <memory>
@@ -11,8 +12,12 @@
 namespace connector::http {
 
 /// Sessions by identifier and in the order in which they expire. Since all have the same timeout, a
-/// renewed session expires last, and keeping the order costs nothing: every operation takes
-/// constant time, and a sweep looks at none but expired sessions. Not synchronised.
+/// renewed session expires last, and keeping the order costs nothing: every operation but `list`
+/// takes constant time, and a sweep looks at none but expired sessions. Not synchronised.
+///
+/// There are several maps, each for a part of the hashes, so that no request has to wait for the
+/// rehash of a big one: that of a single map took 18 ms at 85,000 sessions, and 40 ms at twice as
+/// many; one of these takes less than 1 ms.
 class SessionTable
 {
 public:
@@ -53,10 +58,15 @@ public:
     /// null.
     [[nodiscard]] const std::string* expiredBefore(long long tick) const;
 
-    [[nodiscard]] const Sessions& sessions() const noexcept { return sessions_; }
+    /// A copy of all sessions, identifier to context.
+    [[nodiscard]] std::unordered_map<std::string, std::shared_ptr<Context>> list() const;
 
 private:
-    Sessions sessions_;
+    static constexpr std::size_t kMaps = 256;
+
+    [[nodiscard]] Sessions& mapOf(const std::string& id);
+
+    std::array<Sessions, kMaps> maps_;
     std::list<Session::Expiry> expiries_; ///< The next to expire first; one for each session.
 };
 
