@@ -49,6 +49,31 @@ TEST(ProcessWireTest, TheVersionIsWhatThePlugInExports)
     EXPECT_EQ(host.wait(), 0);
 }
 
+TEST(ProcessWireTest, TheDefaultPairIsStartedUnlessTheOptionsSpeakOfServers)
+{
+    const Site site;
+    const struct
+    {
+        std::vector<std::string> arguments;
+        const char* line;
+    } cases[] = {
+        {{}, "Default set of HTTP servers started. HTTP: [0-9]+, HTTPS: [0-9]+"},
+        {{"--secure-port", "32000"}, "HTTP servers started. HTTP: [0-9]+, HTTPS: 3[0-9]+"},
+        {{"--certificate", site.path() + "/c.pem"}, "HTTP servers started. HTTP: .*, HTTPS: .*"},
+        {{"--no-secure"}, "HTTP servers started. HTTP: [0-9]+"},
+    };
+    for (const auto& [arguments, line] : cases) {
+        SCOPED_TRACE(line);
+        std::vector<std::string> command = {kHostBinary, site.path()};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        ChildProcess host(command);
+        EXPECT_THAT(host.readLine(), testing::MatchesRegex(line));
+        EXPECT_THAT(host.readLine(), testing::MatchesRegex("  http://localhost:[0-9]+/"));
+        host.write("quit\n");
+        EXPECT_EQ(host.wait(), 0);
+    }
+}
+
 TEST(ProcessWireTest, ATakenPortMovesTheServerToTheNext)
 {
     const ServedSite first;
