@@ -10,6 +10,10 @@ namespace connector {
 
 template <typename T>
 class Promise;
+template <typename T>
+[[nodiscard]] Future<T> makeReadyFuture(T value);
+template <typename T>
+[[nodiscard]] Future<T> makeFailedFuture(std::exception_ptr failure);
 
 namespace detail {
 
@@ -30,6 +34,9 @@ struct Unwrapped<Future<R>>
 /// future object, while the promise may be resolved from any other thread.
 ///
 /// The value leaves the future once: by `get()` or into a continuation.
+///
+/// A future that was made ready holds its value itself, since no other thread will ever touch it:
+/// nothing is allocated or locked for the replies that are there at once, as most are.
 template <typename T>
 class Future
 {
@@ -38,17 +45,22 @@ public:
     Future() = default;
 
     Future(Future&& other) noexcept
-        : state_(std::move(other.state_)), continued_(std::exchange(other.continued_, false))
+        : state_(std::move(other.state_)), phase_(std::exchange(other.phase_, Phase::Pending)),
+          result_(std::exchange(other.result_, std::monostate()))
     {}
     Future& operator=(Future&& other) noexcept
     {
         state_ = std::move(other.state_);
-        continued_ = std::exchange(other.continued_, false);
+        phase_ = std::exchange(other.phase_, Phase::Pending);
+        result_ = std::exchange(other.result_, std::monostate());
         return *this;
     }
 
     /// Whether the future has a state.
-    [[nodiscard]] bool valid() const noexcept { return state_ != nullptr || continued_; }
+    [[nodiscard]] bool valid() const noexcept
+    {
+        return state_ != nullptr || phase_ != Phase::Pending;
+    }
 
     /// Whether `get()` would return or throw at once. Does not block.
     /// @throws std::runtime_error "Future state isn't valid!" without state.
@@ -59,7 +71,7 @@ public:
     /// @throws std::runtime_error "Future state isn't valid!" without state.
     [[nodiscard]] bool waitFor(std::chrono::milliseconds duration) const
     {
-        if (continued_) {
+        if (phase_ != Phase::Pending) {
             return true;
         }
         auto& state = validState();
@@ -78,15 +90,15 @@ public:
     ///         "Invalid Future state reached." for anything else.
     T get()
     {
-        if (continued_) {
-            throw std::runtime_error(kValueGone);
+        if (phase_ != Phase::Pending) {
+            requireReady(phase_, kValueGone);
+            return unpack(takeResult());
         }
         auto& state = validState();
         std::unique_lock lock(state.mutex);
         state.changed.wait(lock, [&state] { return state.phase != Phase::Pending; });
-        requireReady(state, kValueGone);
-        state.phase = Phase::Taken;
-        auto result = std::exchange(state.result, std::monostate());
+        requireReady(state.phase, kValueGone);
+        auto result = takeResult(state);
         lock.unlock();
         return unpack(std::move(result));
     }
@@ -108,11 +120,15 @@ public:
     /// wake. Does nothing without state.
     void cancel() noexcept
     {
+        if (phase_ == Phase::Ready) {
+            phase_ = Phase::Cancelled;
+            result_ = std::monostate();
+        }
         if (state_ == nullptr) {
             return;
         }
         std::unique_ptr<detail::Continuation<T>> dropped;
-        decltype(State::result) result;
+        Result result;
         {
             const std::lock_guard lock(state_->mutex);
             state_->phase = Phase::Cancelled;
@@ -124,12 +140,15 @@ public:
 
 private:
     using State = detail::FutureState<T>;
-    using Phase = typename State::Phase;
+    using Phase = detail::Phase;
+    using Result = detail::Result<T>;
 
     template <typename>
     friend class Promise;
-    template <typename>
-    friend class Future;
+    template <typename U>
+    friend Future<U> makeReadyFuture(U value);
+    template <typename U>
+    friend Future<U> makeFailedFuture(std::exception_ptr failure);
 
     static constexpr const char* kValueGone =
         "Future already returned it's value or has an associated continuation.";
@@ -137,6 +156,7 @@ private:
         "Future already has returned it's value or has an associated continuation.";
 
     explicit Future(std::shared_ptr<State> state) : state_(std::move(state)) {}
+    explicit Future(Result&& result) : phase_(Phase::Ready), result_(std::move(result)) {}
 
     State& validState() const
     {
@@ -146,9 +166,21 @@ private:
         return *state_;
     }
 
-    static void requireReady(const State& state, const char* goneText)
+    Result takeResult()
     {
-        switch (state.phase) {
+        phase_ = Phase::Taken;
+        return std::exchange(result_, std::monostate());
+    }
+
+    static Result takeResult(State& state)
+    {
+        state.phase = Phase::Taken;
+        return std::exchange(state.result, std::monostate());
+    }
+
+    static void requireReady(Phase phase, const char* goneText)
+    {
+        switch (phase) {
         case Phase::Ready:
             return;
         case Phase::Taken:
@@ -161,7 +193,7 @@ private:
         throw std::runtime_error("Invalid Future state reached.");
     }
 
-    static T unpack(decltype(State::result)&& result)
+    static T unpack(Result&& result)
     {
         if (auto* failure = std::get_if<std::exception_ptr>(&result)) {
             std::rethrow_exception(std::move(*failure));
@@ -170,25 +202,22 @@ private:
     }
 
     std::shared_ptr<State> state_;
-    bool continued_ = false; ///< The state went on into a continuation.
+    Phase phase_ = Phase::Pending; ///< Pending: the shared state tells, if there is one.
+    Result result_;                ///< If this future is ready by itself.
 };
 
 /// A future that already holds @p value.
 template <typename T>
 [[nodiscard]] Future<T> makeReadyFuture(T value)
 {
-    Promise<T> promise;
-    promise.setValue(std::move(value));
-    return promise.getFuture();
+    return Future<T>(detail::Result<T>(std::in_place_type<T>, std::move(value)));
 }
 
 /// A future that already holds @p failure.
 template <typename T>
 [[nodiscard]] Future<T> makeFailedFuture(std::exception_ptr failure)
 {
-    Promise<T> promise;
-    promise.setException(std::move(failure));
-    return promise.getFuture();
+    return Future<T>(detail::Result<T>(std::in_place_type<std::exception_ptr>, std::move(failure)));
 }
 
 /// A future that already holds a copy of @p exception.

@@ -28,23 +28,28 @@ public:
     virtual void run(Future<T>&& resolved) = 0;
 };
 
+/// What a future has come to.
+enum class Phase
+{
+    Pending,
+    Ready,
+    Taken,
+    Cancelled
+};
+
+/// A value, the exception in its place, or nothing yet.
+template <typename T>
+using Result = std::variant<std::monostate, T, std::exception_ptr>;
+
 /// The state that one promise and one future share.
 template <typename T>
 struct FutureState
 {
-    enum class Phase
-    {
-        Pending,
-        Ready,
-        Taken,
-        Cancelled
-    };
-
     std::mutex mutex; ///< Guards every member below.
     std::condition_variable changed;
     Phase phase = Phase::Pending;
     bool resolved = false; ///< Outlives Phase::Ready: a promise resolves once, taken or not.
-    std::variant<std::monostate, T, std::exception_ptr> result;
+    Result<T> result;
     std::unique_ptr<Continuation<T>> continuation;
 };
 

@@ -69,7 +69,7 @@ public:
 
 private:
     using State = detail::FutureState<T>;
-    using Phase = typename State::Phase;
+    using Phase = detail::Phase;
 
     void requireState() const
     {
@@ -186,8 +186,9 @@ auto Future<T>::then(F&& continuation)
     -> Future<typename detail::Unwrapped<std::invoke_result_t<F, Future<T>>>::Type>
 {
     using Value = typename detail::Unwrapped<std::invoke_result_t<F, Future<T>>>::Type;
-    if (continued_) {
-        throw std::runtime_error(kContinuationRefused);
+    if (phase_ != Phase::Pending) {
+        requireReady(phase_, kContinuationRefused);
+        return detail::callContinuation<T>(continuation, Future<T>(takeResult()));
     }
     auto& state = validState();
     std::unique_lock lock(state.mutex);
@@ -197,15 +198,17 @@ auto Future<T>::then(F&& continuation)
         using Attached = detail::PromisedContinuation<T, Value, std::decay_t<F>>;
         state.continuation =
             std::make_unique<Attached>(std::forward<F>(continuation), std::move(promise));
-        continued_ = true;
+        phase_ = Phase::Taken;
         lock.unlock();
         state_.reset();
         return result;
     }
-    requireReady(state, kContinuationRefused);
-    continued_ = true;
+    requireReady(state.phase, kContinuationRefused);
+    auto result = takeResult(state);
+    phase_ = Phase::Taken;
     lock.unlock();
-    return detail::callContinuation<T>(continuation, Future<T>(std::move(state_)));
+    state_.reset();
+    return detail::callContinuation<T>(continuation, Future<T>(std::move(result)));
 }
 
 } // namespace connector
