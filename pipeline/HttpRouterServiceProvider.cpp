@@ -48,12 +48,12 @@ Future<std::unique_ptr<Message>>
 HttpRouterServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Address&& address,
                                   std::shared_ptr<Context>&& context)
 {
-    const auto target = router_->findAddress(request->path);
+    auto target = router_->findAddress(request->path);
     if (target.empty()) {
         return makeReadyHttpResponse(
             kNotFound, "No entry in the routing table to handle the path: " + request->path);
     }
-    address.push(target);
+    address.push(std::move(target));
     auto stopToken = request->stopToken;
     auto reply = context->send(std::move(request), std::move(address));
     return reply.then([router = router_, context, stopToken = std::move(stopToken)](

@@ -24,8 +24,16 @@ Address::Address(const char* text)
 
 void Address::push(const Address& other)
 {
-    auto appended = other.segments_; // other may be this address
-    std::move(appended.begin(), appended.end(), std::back_inserter(segments_));
+    push(Address(other)); // other may be this address
+}
+
+void Address::push(Address&& other)
+{
+    if (segments_.empty()) {
+        segments_ = std::exchange(other.segments_, {});
+        return;
+    }
+    std::ranges::move(std::exchange(other.segments_, {}), std::back_inserter(segments_));
 }
 
 std::string Address::pop()
@@ -38,9 +46,10 @@ std::string Address::pop()
     return first;
 }
 
-void Address::prepend(std::string segment)
+void Address::replaceFront(std::size_t count, std::string segment)
 {
-    segments_.insert(segments_.begin(), std::move(segment));
+    dropFront(count - 1);
+    segments_.front() = std::move(segment);
 }
 
 void Address::dropFront(std::size_t count)

@@ -27,13 +27,16 @@ public:
     /// Appends the other address's segments behind this one's.
     void push(const Address& other);
 
+    /// As above, and leaves the other address empty.
+    void push(Address&& other);
+
     /// Removes the first segment.
     /// @return the removed segment.
     /// @throws std::logic_error "The address is empty." without segments.
     std::string pop();
 
-    /// Puts a segment in front of all others.
-    void prepend(std::string segment);
+    /// Puts @p segment in the place of the first @p count segments, which are at least one.
+    void replaceFront(std::size_t count, std::string segment);
 
     /// Removes the first @p count segments, at most all of them.
     void dropFront(std::size_t count);

@@ -9,6 +9,10 @@ namespace connector {
 
 namespace {
 
+/// In front of every link: a control character, so that no textual address contains a link by
+/// accident.
+constexpr char kLinkMark = '\x1e';
+
 std::string noProviderText(const Address& address)
 {
     return "No service provider registered at the address: " + address.toString();
@@ -60,9 +64,8 @@ void LocalConnector::registerProvider(const Address& address,
         for (const auto& segment : address.segments()) {
             node = &node->children[segment];
         }
-        // A control character in front: no textual address contains a link by accident.
-        auto link = "\x1e" + std::to_string(++lastLink_);
-        links_.emplace(link, address);
+        auto link = kLinkMark + std::to_string(++lastLink_);
+        links_.emplace(link, node);
         node->chain.push_back(Stage{provider, std::move(link)});
     }
     provider->onRegistered(address);
@@ -96,9 +99,10 @@ Future<std::unique_ptr<Message>> LocalConnector::deliver(std::unique_ptr<Message
         if (target.provider == nullptr) {
             throw std::runtime_error(noProviderText(address));
         }
-        address.dropFront(target.usedSegments);
-        if (!target.nextLink.empty()) {
-            address.prepend(std::move(target.nextLink));
+        if (target.nextLink.empty()) {
+            address.dropFront(target.usedSegments);
+        } else {
+            address.replaceFront(target.usedSegments, std::move(target.nextLink));
         }
         return target.provider->deliver(std::move(message), std::move(address), std::move(context));
     } catch (...) {
@@ -113,8 +117,10 @@ LocalConnector::Target LocalConnector::find(const Address& address) const
     if (segments.empty()) {
         return {};
     }
-    if (const auto chain = links_.find(segments.front()); chain != links_.end()) {
-        return findLinked(chain->second, chain->first);
+    if (segments.front().starts_with(kLinkMark)) {
+        if (const auto link = links_.find(segments.front()); link != links_.end()) {
+            return findLinked(*link->second, link->first);
+        }
     }
     const Node* best = nullptr;
     std::size_t bestDepth = 0;
@@ -133,16 +139,11 @@ LocalConnector::Target LocalConnector::find(const Address& address) const
     return best == nullptr ? Target() : stageOf(*best, 0, bestDepth);
 }
 
-LocalConnector::Target LocalConnector::findLinked(const Address& chain,
-                                                  const std::string& link) const
+LocalConnector::Target LocalConnector::findLinked(const Node& chain, const std::string& link)
 {
-    const auto* node = nodeAt(chain);
-    if (node == nullptr) {
-        return {};
-    }
-    const auto stage = std::ranges::find(node->chain, link, &Stage::link);
-    const auto index = static_cast<std::size_t>(stage - node->chain.begin());
-    return index == node->chain.size() ? Target() : stageOf(*node, index, 1);
+    const auto stage = std::ranges::find(chain.chain, link, &Stage::link);
+    const auto index = static_cast<std::size_t>(stage - chain.chain.begin());
+    return index == chain.chain.size() ? Target() : stageOf(chain, index, 1);
 }
 
 const LocalConnector::Node* LocalConnector::nodeAt(const Address& address) const

@@ -5,6 +5,7 @@
 #include <memory>
 #include <shared_mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "contract/common/Export.h"
@@ -70,13 +71,13 @@ private:
     };
 
     Target find(const Address& address) const;
-    Target findLinked(const Address& chain, const std::string& link) const;
+    static Target findLinked(const Node& chain, const std::string& link);
     const Node* nodeAt(const Address& address) const;
     static Target stageOf(const Node& node, std::size_t index, std::size_t usedSegments);
 
     mutable std::shared_mutex mutex_; ///< Guards all below.
-    Node root_;
-    std::map<std::string, Address, std::less<>> links_; ///< Link segment to its chain's address.
+    Node root_;                       ///< Nodes stay where they are once they are made.
+    std::unordered_map<std::string, const Node*> links_; ///< Link segment to the chain it is of.
     std::uint64_t lastLink_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <typeinfo>
 #include <utility>
 
 #include "contract/messaging/Address.h"
@@ -20,6 +21,8 @@ public:
     virtual Future<std::unique_ptr<Message>> dispatch(P& provider, std::unique_ptr<Message>&& self,
                                                       Address&& address,
                                                       std::shared_ptr<Context>&& context) = 0;
+
+    [[nodiscard]] const std::type_info& addressee() const noexcept final { return typeid(P); }
 };
 
 /// Base of the concrete message @p M, which providers of the interface @p P handle:

@@ -26,13 +26,13 @@ public:
     Future<std::unique_ptr<Message>> deliver(std::unique_ptr<Message>&& message, Address&& address,
                                              std::shared_ptr<Context>&& context) override
     {
-        auto* accepted = dynamic_cast<ServiceMessage<P>*>(message.get());
-        if (accepted == nullptr) {
+        if (message == nullptr || message->addressee() != typeid(P)) {
             throw std::invalid_argument(
                 "The service provider does not accept messages of this type.");
         }
-        return accepted->dispatch(static_cast<P&>(*this), std::move(message), std::move(address),
-                                  std::move(context));
+        auto& accepted = static_cast<ServiceMessage<P>&>(*message);
+        return accepted.dispatch(static_cast<P&>(*this), std::move(message), std::move(address),
+                                 std::move(context));
     }
 };
 
