@@ -13,6 +13,7 @@
 #include <sys/uio.h>
 
 #include "contract/http/FieldSyntax.h"
+#include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
@@ -50,7 +51,8 @@ void advance(iovec (&parts)[2], std::size_t sent)
 
 ConnectionSocketImpl::ConnectionSocketImpl(poco_socket_t descriptor,
                                            const Poco::Net::SocketAddress& peer)
-    : StreamSocketImpl(descriptor), descriptor_(descriptor), peer_(peer)
+    : StreamSocketImpl(descriptor), descriptor_(descriptor), peer_(peer),
+      local_(isLocalAddress(peer.host()))
 {}
 
 ConnectionSocketImpl::~ConnectionSocketImpl()
@@ -60,7 +62,7 @@ ConnectionSocketImpl::~ConnectionSocketImpl()
 
 ConnectionSocketImpl& ConnectionSocketImpl::of(const Poco::Net::StreamSocket& socket)
 {
-    return dynamic_cast<ConnectionSocketImpl&>(*socket.impl());
+    return static_cast<ConnectionSocketImpl&>(*socket.impl());
 }
 
 bool ConnectionSocketImpl::poll(const Poco::Timespan& timeout, int mode)
@@ -80,6 +82,9 @@ int ConnectionSocketImpl::receiveBytes(void* buffer, int length, int flags)
         return StreamSocketImpl::receiveBytes(buffer, length, flags);
     }
     const auto wanted = static_cast<std::size_t>(std::max(length, 0));
+    if (!libraryHead_.empty()) {
+        return takeLibraryHead(buffer, wanted);
+    }
     if (buffered() > 0) {
         return takeBuffered(buffer, wanted);
     }
@@ -267,8 +272,9 @@ void ConnectionSocketImpl::skipEmptyLines() noexcept
 
 void ConnectionSocketImpl::takeHead(std::size_t size)
 {
-    framing_ = checkHead(input().substr(0, size));
-    headLeft_ = size;
+    head_.assign(input().substr(0, size));
+    head_.writeForLibrary(libraryHead_);
+    begin_ += size;
 }
 
 bool ConnectionSocketImpl::refuse(unsigned short status, std::string_view text) noexcept
@@ -281,13 +287,18 @@ bool ConnectionSocketImpl::refuse(unsigned short status, std::string_view text) 
     return false;
 }
 
+int ConnectionSocketImpl::takeLibraryHead(void* buffer, std::size_t length)
+{
+    const auto taken = libraryHead_.copy(static_cast<char*>(buffer), length);
+    libraryHead_.erase(0, taken);
+    return static_cast<int>(taken);
+}
+
 int ConnectionSocketImpl::takeBuffered(void* buffer, std::size_t length) noexcept
 {
-    const auto available = headLeft_ > 0 ? headLeft_ : buffered();
-    const auto taken = std::min(length, available);
+    const auto taken = std::min(length, buffered());
     std::memcpy(buffer, buffer_.data() + begin_, taken);
     begin_ += taken;
-    headLeft_ -= std::min(headLeft_, taken);
     return static_cast<int>(taken);
 }
 

@@ -24,7 +24,8 @@ namespace connector::http {
 /// - `poll` returns once a whole, well-formed request head is there; any other is refused with its
 ///   status, and the connection is at its end: the library's parser takes much that is malformed,
 ///   and drops some requests without an answer;
-/// - reads of a head never go beyond it, so that the body and the next request are read from here;
+/// - of the head the library reads what it acts upon, and the handler the rest from `head`; its
+///   reads never go beyond the head, so that the body and the next request are read from here;
 /// - head and body of an answer leave in one call;
 /// - `abort` may be called by any thread at any time, also while the connection closes.
 ///
@@ -56,8 +57,11 @@ public:
     ///         Poco::Net::NetException when the connection is broken.
     virtual void sendAll(std::string_view head, std::string_view body);
 
-    /// How the body behind the current request's head is delimited.
-    [[nodiscard]] const BodyFraming& framing() const noexcept { return framing_; }
+    /// The head of the current request, until the next is waited for.
+    [[nodiscard]] const RequestHead& head() const noexcept { return head_; }
+
+    /// Whether the client is on this machine.
+    [[nodiscard]] bool isLocal() const noexcept { return local_; }
 
     /// What was received and not taken yet, for whoever goes on to read from the descriptor.
     std::string takeBuffered();
@@ -101,6 +105,7 @@ private:
     void skipEmptyLines() noexcept;
     void takeHead(std::size_t size);
     bool refuse(unsigned short status, std::string_view text) noexcept;
+    int takeLibraryHead(void* buffer, std::size_t length);
     int takeBuffered(void* buffer, std::size_t length) noexcept;
     std::string_view input() const noexcept { return {buffer_.data() + begin_, buffered()}; }
     void applyReceiveTimeout(std::chrono::microseconds timeout);
@@ -109,13 +114,14 @@ private:
 
     const int descriptor_;
     const Poco::Net::SocketAddress peer_;
+    const bool local_;
     std::optional<Poco::Net::SocketAddress> address_;
 
     std::vector<char> buffer_; ///< Empty until the first receive.
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
-    std::size_t headLeft_ = 0; ///< Of the current head, what the library has not read yet.
-    BodyFraming framing_;
+    RequestHead head_;
+    std::string libraryHead_; ///< The part of the head that the library has not read yet.
     bool speaksHttp_ = true;
     bool atEnd_ = false; ///< The client has finished sending, or the connection is broken.
     bool sendTimeoutSet_ = false;

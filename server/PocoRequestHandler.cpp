@@ -14,13 +14,15 @@ namespace {
 
 constexpr std::string_view kStarting = "starting";
 
-void answerStarting(Poco::Net::HTTPServerRequestImpl& request,
-                    Poco::Net::HTTPServerResponse& response)
+void answerStarting(ConnectionSocketImpl& connection, Poco::Net::HTTPServerResponse& response)
 {
-    response.setContentLength64(static_cast<Poco::Int64>(kStarting.size()));
+    const auto& framing = connection.head().framing();
     // A body stays unread, so the connection can't go on behind it.
-    response.setKeepAlive(!request.hasContentLength() && !request.getChunkedTransferEncoding());
-    ConnectionSocketImpl::of(request.socket()).sendAll(formatHead(response), kStarting);
+    response.setKeepAlive(!framing.chunked && framing.length == 0);
+    ResponseHead head(connection.head().version() == Poco::Net::HTTPMessage::HTTP_1_0,
+                      response.getKeepAlive(), response.get(Poco::Net::HTTPResponse::DATE));
+    head.addContentLength(kStarting.size());
+    connection.sendAll(head.format(), kStarting);
 }
 
 } // namespace
@@ -32,7 +34,7 @@ void PocoRequestHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
 {
     auto& received = dynamic_cast<Poco::Net::HTTPServerRequestImpl&>(request);
     if (!server_.isRunning()) {
-        answerStarting(received, response);
+        answerStarting(ConnectionSocketImpl::of(received.socket()), response);
         return;
     }
     const PocoHttpServer::RequestScope scope(server_);

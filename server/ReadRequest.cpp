@@ -1,13 +1,11 @@
 #include "server/ReadRequest.h"
 
 #include <Poco/Exception.h>
-#include <Poco/URI.h>
 #include <algorithm>
 #include <climits>
 #include <utility>
 
 #include "contract/common/Text.h"
-#include "contract/http/FieldSyntax.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "server/ConnectionSocketImpl.h"
 #include "server/RequestBody.h"
@@ -18,7 +16,7 @@ namespace connector::http {
 
 namespace {
 
-/// A connection as the source of a request body. Past the request's own stream, which takes a
+/// A connection as the source of a request body. Past the library's own stream, which takes a
 /// truncated body for a whole one and stumbles over trailers.
 class ConnectionSource final : public ByteSource
 {
@@ -45,35 +43,25 @@ common::DataBuffer readRequestBody(ConnectionSocketImpl& connection)
 {
     ConnectionSource source(connection);
     try {
-        return readBody(source, connection.framing());
+        return readBody(source, connection.head().framing());
     } catch (const Poco::TimeoutException&) {
         throw RequestRefusal(408, "The request body did not arrive in time.");
     }
 }
 
-/// The parser decodes encoded words (RFC 2047), which can plant a line end in a value.
-void requireCleanValues(const Poco::Net::HTTPRequest& request)
-{
-    for (const auto& [name, value] : request) {
-        if (!isFieldValue(value)) {
-            throw RequestRefusal(400, "Malformed header field.");
-        }
-    }
-}
-
 } // namespace
 
-std::unique_ptr<HttpRequest> readRequest(Poco::Net::HTTPServerRequestImpl& request,
-                                         std::string baseUrl, std::size_t& bodySize)
+std::unique_ptr<HttpRequest> readRequest(ConnectionSocketImpl& connection, std::string baseUrl,
+                                         std::size_t& bodySize)
 {
-    requireCleanValues(request);
-    auto body = readRequestBody(ConnectionSocketImpl::of(request.socket()));
+    const auto& head = connection.head();
+    auto body = readRequestBody(connection);
     bodySize = body.size();
-    const Poco::URI uri(request.getURI());
+    auto target = parseTarget(head.target());
     return std::make_unique<HttpRequest>(
-        std::move(baseUrl), normalisePath(uri.getPath()), uri.getQuery(),
-        common::toLowerAscii(request.getMethod()), collectHeaders(request), collectCookies(request),
-        parseParameters(uri.getRawQuery()), isLocalAddress(request.clientAddress().host()),
+        std::move(baseUrl), normalisePath(std::move(target.path)), std::move(target.query),
+        common::toLowerAscii(std::string(head.method())), collectHeaders(head),
+        collectCookies(head), parseParameters(target.rawQuery), connection.isLocal(),
         makeBody(std::move(body)));
 }
 

@@ -1,10 +1,6 @@
 #include "server/RequestExchange.h"
 
 #include <Poco/Exception.h>
-#include <Poco/Net/HTTPServerParams.h>
-#include <Poco/Timestamp.h>
-#include <Poco/URI.h>
-#include <cstdio>
 #include <iostream>
 #include <stdexcept>
 #include <utility>
@@ -15,9 +11,9 @@
 #include "server/ClientWatch.h"
 #include "server/ConnectionSocketImpl.h"
 #include "server/ReadRequest.h"
+#include "server/RequestHead.h"
 #include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
-#include "server/ResponseHead.h"
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
 #include "server/websocket/OpenWebSockets.h"
@@ -38,27 +34,14 @@ std::string textOf(const std::exception& failure)
     return ofLibrary != nullptr ? ofLibrary->displayText() : failure.what();
 }
 
-void setStatus(Poco::Net::HTTPServerResponse& response, unsigned short status)
-{
-    if (status < 100 || status > 999) {
-        throw std::out_of_range("The response status is out of range.");
-    }
-    const auto code = static_cast<HTTPResponse::HTTPStatus>(status);
-    response.setStatusAndReason(code, HTTPResponse::getReasonForStatus(code));
-}
-
 } // namespace
 
 RequestExchange::RequestExchange(PocoHttpServer& server, Poco::Net::HTTPServerRequestImpl& request,
                                  Poco::Net::HTTPServerResponse& response)
     : server_(server), request_(request), response_(response),
+      connection_(ConnectionSocketImpl::of(request.socket())), head_(connection_.head()),
       mayKeepAlive_(response.getKeepAlive())
-{
-    // The library echoes whatever version the client named (RFC 9110 section 2.5).
-    if (request.getVersion() != HTTPMessage::HTTP_1_0) {
-        response.setVersion(HTTPMessage::HTTP_1_1);
-    }
-}
+{}
 
 void RequestExchange::run()
 {
@@ -104,7 +87,7 @@ void RequestExchange::exchange()
 std::unique_ptr<HttpRequest> RequestExchange::readMessage()
 {
     std::size_t bodySize = 0;
-    auto message = readRequest(request_, baseUrl(), bodySize);
+    auto message = readRequest(connection_, baseUrl(), bodySize);
     read_ = true;
     message->stopToken = server_.getStopToken();
     if (kServerLog.enabled(Level::Trace)) {
@@ -116,9 +99,9 @@ std::unique_ptr<HttpRequest> RequestExchange::readMessage()
 
 std::string RequestExchange::baseUrl() const
 {
-    const auto protocol = server_.getProtocol();
-    if (request_.has(Poco::Net::HTTPRequest::HOST)) {
-        return protocol + "://" + request_.getHost() + "/";
+    auto protocol = server_.getProtocol();
+    if (const auto host = head_.find("host")) {
+        return protocol.append("://").append(*host).append("/");
     }
     // The port of this very connection: the server's own getter waits for a stop to end.
     return protocol + "://" + server_.getDnsName() + ":" +
@@ -130,8 +113,8 @@ void RequestExchange::warnOfQtWebKit(const HttpRequest& message) const
     if (message.method != "get" || server_.getProtocol() != "https") {
         return;
     }
-    const auto userAgent = request_.get("User-Agent", "");
-    if (userAgent.find("Qt/5.3.0 Safari/538.1") != std::string::npos) {
+    const auto userAgent = head_.get("user-agent");
+    if (userAgent.find("Qt/5.3.0 Safari/538.1") != std::string_view::npos) {
         std::cout << "Unsupported SSL connection from QtWebKit (see g1421641) detected for path: "
                   << message.path << ", user agent was: " << userAgent << std::flush;
     }
@@ -150,7 +133,8 @@ std::unique_ptr<Message> RequestExchange::awaitReply(Future<std::unique_ptr<Mess
 
 void RequestExchange::answer(HttpResponse& reply)
 {
-    setStatus(response_, reply.status);
+    auto head = makeHead(mayKeepAlive_);
+    head.setStatus(reply.status);
     DataBuffer body;
     if (reply.body != nullptr) {
         auto received = awaitBody(reply);
@@ -160,8 +144,8 @@ void RequestExchange::answer(HttpResponse& reply)
         }
         body = std::move(*received);
     }
-    fillResponse(reply, body.size(), response_);
-    send(body.view());
+    head.addReply(reply, body.size());
+    send(head, body.view());
     if (kServerLog.enabled(Level::Trace)) {
         kServerLog.write(Level::Trace, "HTTP Response: " + describe() + " [" +
                                            std::to_string(body.size()) + " bytes] [" +
@@ -176,8 +160,7 @@ std::optional<DataBuffer> RequestExchange::awaitBody(HttpResponse& reply)
     auto body = subscriber->getResult();
     reply.body->subscribe(subscriber);
     while (!body.waitFor(kBodyStep)) {
-        if (clientIsGone(request_.socket().impl()->sockfd(), request_.secure()) ||
-            !server_.isStarted()) {
+        if (clientIsGone(connection_.sockfd(), connection_.secure()) || !server_.isStarted()) {
             if (kServerLog.enabled(Level::Warning)) {
                 kServerLog.write(Level::Warning, "Socket error: " + describe() + " [" +
                                                      std::to_string(reply.status) + "]");
@@ -189,24 +172,25 @@ std::optional<DataBuffer> RequestExchange::awaitBody(HttpResponse& reply)
     return body.get();
 }
 
-void RequestExchange::send(std::string_view body)
+void RequestExchange::send(ResponseHead& head, std::string_view body)
 {
-    const auto status = static_cast<int>(response_.getStatus());
-    if (isBodiless(status, request_.getMethod())) {
+    if (isBodiless(head.status(), head_.method())) {
         body = {};
     } else {
-        const auto announced = static_cast<std::size_t>(response_.getContentLength64());
-        if (body.size() < announced) {
+        if (body.size() < head.contentLength()) {
             // Else the client would read its next answer as the rest of this one.
-            response_.setKeepAlive(false);
+            head.setKeepAlive(false);
         }
-        body = body.substr(0, announced);
+        body = body.substr(0, head.contentLength());
     }
-    if (status < 200) {
-        response_.setKeepAlive(false); // an interim status, and nothing that follows it
+    if (head.status() < 200) {
+        head.setKeepAlive(false); // an interim status, and nothing that follows it
+    }
+    if (!head.keepAlive()) {
+        response_.setKeepAlive(false);
     }
     sending_ = true;
-    ConnectionSocketImpl::of(request_.socket()).sendAll(formatHead(response_), body);
+    connection_.sendAll(head.format(), body);
 }
 
 void RequestExchange::upgrade(const WebSocket& reply)
@@ -241,41 +225,37 @@ void RequestExchange::answerFailure(const std::string& text)
 }
 
 void RequestExchange::answerText(unsigned short status, const std::string& text, bool keepAlive,
-                                 void (*addHeaders)(Poco::Net::HTTPServerResponse&))
+                                 void (*addFields)(ResponseHead&))
 {
     // An answer that broke off can't be mended, and a server that stops has reset the connection.
     if (sending_ || !server_.isStarted()) {
         leaveUnanswered();
         return;
     }
-    resetResponse(keepAlive);
-    setStatus(response_, status);
-    if (addHeaders != nullptr) {
-        addHeaders(response_);
+    auto head = makeHead(keepAlive);
+    head.setStatus(status);
+    if (addFields != nullptr) {
+        addFields(head);
     }
-    response_.setContentLength64(static_cast<Poco::Int64>(text.size()));
-    send(text);
+    head.addContentLength(text.size());
+    send(head, text);
 }
 
-void RequestExchange::resetResponse(bool keepAlive)
+ResponseHead RequestExchange::makeHead(bool keepAlive) const
 {
-    response_.clear();
-    response_.setDate(Poco::Timestamp());
-    response_.setKeepAlive(keepAlive);
-    response_.set("Server", request_.serverParams().getSoftwareVersion());
+    return {head_.version() == HTTPMessage::HTTP_1_0, keepAlive, response_.get(HTTPResponse::DATE)};
 }
 
 std::string RequestExchange::url() const
 {
-    return server_.getProtocol() + "://" + request_.get(Poco::Net::HTTPRequest::HOST, "") +
-           request_.getURI();
+    return server_.getProtocol().append("://").append(head_.get("host")).append(head_.target());
 }
 
 std::string RequestExchange::describe() const
 {
-    const Poco::URI uri(request_.getURI());
-    return common::toLowerAscii(request_.getMethod()) + " " + baseUrl() + " " +
-           normalisePath(uri.getPath()) + "?" + uri.getQuery();
+    const auto target = parseTarget(head_.target());
+    return common::toLowerAscii(std::string(head_.method())) + " " + baseUrl() + " " +
+           normalisePath(target.path) + "?" + target.query;
 }
 
 } // namespace connector::http

@@ -2,7 +2,6 @@
 
 #include <Poco/Net/HTTPServerRequestImpl.h>
 #include <Poco/Net/HTTPServerResponse.h>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,8 +13,12 @@
 #include "contract/messaging/Future.h"
 #include "contract/streams/DataBuffer.h"
 #include "server/PocoHttpServer.h"
+#include "server/ResponseHead.h"
 
 namespace connector::http {
+
+class ConnectionSocketImpl;
+class RequestHead;
 
 /// One request on its way through the message pipeline and back: made, run once and dropped on the
 /// thread that serves the connection.
@@ -45,20 +48,22 @@ private:
     std::unique_ptr<Message> awaitReply(Future<std::unique_ptr<Message>>&& reply);
     void answer(HttpResponse& reply);
     std::optional<common::DataBuffer> awaitBody(HttpResponse& reply);
-    void send(std::string_view body);
+    void send(ResponseHead& head, std::string_view body);
     void upgrade(const WebSocket& reply);
     void leaveUnanswered();
     void answerRefusal(unsigned short status, const std::string& text);
     void answerFailure(const std::string& text);
     void answerText(unsigned short status, const std::string& text, bool keepAlive,
-                    void (*addHeaders)(Poco::Net::HTTPServerResponse&) = nullptr);
-    void resetResponse(bool keepAlive);
+                    void (*addFields)(ResponseHead&) = nullptr);
+    ResponseHead makeHead(bool keepAlive) const;
     std::string url() const;
     std::string describe() const;
 
     PocoHttpServer& server_;
-    Poco::Net::HTTPServerRequestImpl& request_;
-    Poco::Net::HTTPServerResponse& response_;
+    Poco::Net::HTTPServerRequestImpl& request_; ///< The library's view, see RequestHead.
+    Poco::Net::HTTPServerResponse& response_; ///< Tells the library whether the connection goes on.
+    ConnectionSocketImpl& connection_;
+    const RequestHead& head_;
     const bool mayKeepAlive_; ///< The client asks for it and the server allows it.
     bool read_ = false;       ///< The request was read to its end.
     bool sending_ = false;    ///< Bytes of an answer may have left.

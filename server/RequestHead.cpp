@@ -1,5 +1,6 @@
 #include "server/RequestHead.h"
 
+#include <Poco/Net/MessageHeader.h>
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -8,6 +9,7 @@
 #include "contract/common/Text.h"
 #include "contract/http/FieldSyntax.h"
 #include "server/RequestRefusal.h"
+#include "server/ServerLimits.h"
 
 namespace connector::http {
 
@@ -46,29 +48,6 @@ bool isVersion(std::string_view version)
            version[7] <= '9';
 }
 
-/// @return the version.
-std::string_view checkRequestLine(std::string_view line)
-{
-    const auto first = line.find(' ');
-    const auto last = line.rfind(' ');
-    if (first == std::string_view::npos || first == last) {
-        refuse("Malformed request line.");
-    }
-    if (!isToken(line.substr(0, first))) {
-        refuse("Malformed method.");
-    }
-    const auto target = line.substr(first + 1, last - first - 1);
-    if (target.empty() || target.find(' ') != std::string_view::npos ||
-        std::ranges::any_of(target, isControl)) {
-        refuse("Malformed request target.");
-    }
-    const auto version = line.substr(last + 1);
-    if (!isVersion(version)) {
-        refuse("Unknown protocol version.");
-    }
-    return version;
-}
-
 std::uint64_t parseLength(std::string_view text)
 {
     std::uint64_t length = 0;
@@ -81,52 +60,12 @@ std::uint64_t parseLength(std::string_view text)
     return length;
 }
 
-/// The fields that delimit the request.
-struct FramingFields
+/// Whether a reader that decodes encoded words (RFC 2047), as libraries do, would find control
+/// characters in @p value.
+bool hidesControls(std::string_view value)
 {
-    bool host = false;
-    std::optional<std::string_view> length;
-    std::optional<std::string_view> encoding;
-};
-
-void checkField(std::string_view line, FramingFields& fields)
-{
-    const auto colon = line.find(':');
-    if (colon == std::string_view::npos || !isToken(line.substr(0, colon))) {
-        refuse("Malformed header field.");
-    }
-    const auto name = line.substr(0, colon);
-    const auto value = trim(line.substr(colon + 1));
-    if (!isFieldValue(value)) {
-        refuse("Malformed header field.");
-    }
-    if (equalsIgnoreCaseAscii(name, "host")) {
-        if (std::exchange(fields.host, true)) {
-            refuse("Several Host fields.");
-        }
-    } else if (equalsIgnoreCaseAscii(name, "content-length")) {
-        if (std::exchange(fields.length, value).has_value()) {
-            refuse("Several Content-Length fields.");
-        }
-    } else if (equalsIgnoreCaseAscii(name, "transfer-encoding")) {
-        if (std::exchange(fields.encoding, value).has_value()) {
-            refuse("Unsupported Transfer-Encoding.");
-        }
-    }
-}
-
-BodyFraming frame(const FramingFields& fields, std::string_view version)
-{
-    if (!fields.encoding.has_value()) {
-        return {false, fields.length.has_value() ? parseLength(*fields.length) : 0};
-    }
-    if (fields.length.has_value()) {
-        refuse("Content-Length beside Transfer-Encoding.");
-    }
-    if (!equalsIgnoreCaseAscii(*fields.encoding, "chunked") || version == "HTTP/1.0") {
-        refuse("Unsupported Transfer-Encoding.");
-    }
-    return {true, 0};
+    return value.find("=?") != std::string_view::npos &&
+           !isFieldValue(Poco::Net::MessageHeader::decodeWord(std::string(value)));
 }
 
 } // namespace
@@ -148,15 +87,116 @@ std::optional<std::size_t> findHeadEnd(std::string_view input, std::size_t searc
     return std::nullopt;
 }
 
-BodyFraming checkHead(std::string_view head)
+void RequestHead::assign(std::string_view text)
 {
-    auto rest = head;
-    const auto version = checkRequestLine(takeLine(rest));
-    FramingFields fields;
+    text_ = text;
+    fields_.clear();
+    std::string_view rest = text_;
+    parseRequestLine(takeLine(rest));
     for (auto line = takeLine(rest); !line.empty(); line = takeLine(rest)) {
-        checkField(line, fields);
+        parseField(line);
     }
-    return frame(fields, version);
+    settleFraming();
+}
+
+std::optional<std::string_view> RequestHead::find(std::string_view name) const noexcept
+{
+    for (const auto& field : fields_) {
+        if (equalsIgnoreCaseAscii(field.name, name)) {
+            return field.value;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string_view RequestHead::get(std::string_view name) const noexcept
+{
+    return find(name).value_or(std::string_view());
+}
+
+void RequestHead::writeForLibrary(std::string& head) const
+{
+    if (find("upgrade").has_value()) {
+        head = text_;
+        return;
+    }
+    head = "GET / ";
+    head.append(version_).append("\r\n");
+    for (const auto& [name, value] : fields_) {
+        if (equalsIgnoreCaseAscii(name, "connection") || equalsIgnoreCaseAscii(name, "expect")) {
+            head.append(name).append(":").append(value).append("\r\n");
+        }
+    }
+    head.append("\r\n");
+}
+
+void RequestHead::parseRequestLine(std::string_view line)
+{
+    const auto first = line.find(' ');
+    const auto last = line.rfind(' ');
+    if (first == std::string_view::npos || first == last) {
+        refuse("Malformed request line.");
+    }
+    method_ = line.substr(0, first);
+    if (!isToken(method_)) {
+        refuse("Malformed method.");
+    }
+    target_ = line.substr(first + 1, last - first - 1);
+    if (target_.empty() || target_.find(' ') != std::string_view::npos ||
+        std::ranges::any_of(target_, isControl)) {
+        refuse("Malformed request target.");
+    }
+    version_ = line.substr(last + 1);
+    if (!isVersion(version_)) {
+        refuse("Unknown protocol version.");
+    }
+}
+
+void RequestHead::parseField(std::string_view line)
+{
+    const auto colon = line.find(':');
+    if (colon == std::string_view::npos || !isToken(line.substr(0, colon))) {
+        refuse("Malformed header field.");
+    }
+    const HeaderField field = {line.substr(0, colon), trim(line.substr(colon + 1))};
+    if (!isFieldValue(field.value) || hidesControls(field.value)) {
+        refuse("Malformed header field.");
+    }
+    if (fields_.size() == kMaxFields) {
+        throw RequestRefusal(431, "The request has too many header fields.");
+    }
+    fields_.push_back(field);
+}
+
+void RequestHead::settleFraming()
+{
+    bool hasHost = false;
+    std::optional<std::string_view> length;
+    std::optional<std::string_view> encoding;
+    for (const auto& [name, value] : fields_) {
+        if (equalsIgnoreCaseAscii(name, "host") && std::exchange(hasHost, true)) {
+            refuse("Several Host fields.");
+        }
+        if (equalsIgnoreCaseAscii(name, "content-length") &&
+            std::exchange(length, value).has_value()) {
+            refuse("Several Content-Length fields.");
+        }
+        if (equalsIgnoreCaseAscii(name, "transfer-encoding") &&
+            std::exchange(encoding, value).has_value()) {
+            refuse("Unsupported Transfer-Encoding.");
+        }
+    }
+    framing_ = {encoding.has_value(), 0};
+    if (!encoding.has_value()) {
+        framing_.length = length.has_value() ? parseLength(*length) : 0;
+        return;
+    }
+    if (length.has_value()) {
+        refuse("Content-Length beside Transfer-Encoding.");
+    }
+    if (!equalsIgnoreCaseAscii(*encoding, "chunked") || version_ == "HTTP/1.0") {
+        refuse("Unsupported Transfer-Encoding.");
+    }
 }
 
 } // namespace connector::http

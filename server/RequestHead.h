@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace connector::http {
 
@@ -14,20 +16,70 @@ struct BodyFraming
     std::uint64_t length = 0; ///< In bytes; without meaning if chunked.
 };
 
+/// One header field as it came, without the blanks around its value.
+struct HeaderField
+{
+    std::string_view name;
+    std::string_view value;
+};
+
 /// Looks for the empty line that ends a head. A bare LF ends a line as well (RFC 9112 section 2.2).
 /// @param searched how much of @p input earlier calls have searched in vain.
 /// @return the size of the head, its empty line included.
 std::optional<std::size_t> findHeadEnd(std::string_view input, std::size_t searched);
 
-/// Checks a head as it came over the wire, so that no intermediary can have read it another way.
-/// @param head a whole request head, its empty line included.
-/// @throws RequestRefusal with status 400 for: a request line that is not method, target and
-/// version
-///         with one blank between them; a method that is no token; control characters in the
-///         target; a version other than HTTP/1.x; a line without a colon, continued, or with a name
-///         that is no token; control characters in a value (RFC 9112 section 5); several Host
-///         fields; a Content-Length that is repeated or no decimal number; a Transfer-Encoding
-///         other than "chunked", repeated, beside a Content-Length, or in HTTP/1.0.
-BodyFraming checkHead(std::string_view head);
+/// The head of the request that a connection is at: checked, and cut into its parts. One object
+/// serves all requests of a connection in turn, so that its memory is taken once.
+class RequestHead
+{
+public:
+    RequestHead() = default;
+    RequestHead(const RequestHead&) = delete; // the parts point into the text
+    RequestHead& operator=(const RequestHead&) = delete;
+
+    /// Takes over a head as it came over the wire, checked so that no intermediary can have read it
+    /// another way. All views that were got from the head before it come to an end.
+    /// @param text a whole request head, its empty line included.
+    /// @throws RequestRefusal with status 400 for: a request line that is not method, target and
+    ///         version with one blank between them; a method that is no token; control characters
+    ///         in the target; a version other than HTTP/1.x; a line without a colon, continued, or
+    ///         with a name that is no token; control characters in a value, plain or as an encoded
+    ///         word (RFC 9112 section 5); several Host fields; a Content-Length that is repeated or
+    ///         no decimal number; a Transfer-Encoding other than "chunked", repeated, beside a
+    ///         Content-Length, or in HTTP/1.0. With status 431 for more than `kMaxFields` fields.
+    void assign(std::string_view text);
+
+    /// The head as it came.
+    [[nodiscard]] const std::string& text() const noexcept { return text_; }
+    [[nodiscard]] std::string_view method() const noexcept { return method_; }
+    [[nodiscard]] std::string_view target() const noexcept { return target_; }
+    [[nodiscard]] std::string_view version() const noexcept { return version_; }
+    [[nodiscard]] const std::vector<HeaderField>& fields() const noexcept { return fields_; }
+    [[nodiscard]] const BodyFraming& framing() const noexcept { return framing_; }
+
+    /// @return the value of the first field of this name, in any letter case.
+    [[nodiscard]] std::optional<std::string_view> find(std::string_view name) const noexcept;
+
+    /// The value of the first field of this name, or nothing.
+    [[nodiscard]] std::string_view get(std::string_view name) const noexcept;
+
+    /// Writes a head with all that the networking library acts upon, and no more: its parser takes
+    /// a hundred instructions for every byte, a fifth of what a small request costs in all, and the
+    /// fields are parsed here. A request that may become another protocol's connection is passed on
+    /// whole.
+    void writeForLibrary(std::string& head) const;
+
+private:
+    void parseRequestLine(std::string_view line);
+    void parseField(std::string_view line);
+    void settleFraming();
+
+    std::string text_;
+    std::string_view method_;
+    std::string_view target_;
+    std::string_view version_;
+    std::vector<HeaderField> fields_;
+    BodyFraming framing_;
+};
 
 } // namespace connector::http

@@ -33,6 +33,8 @@ inline constexpr std::chrono::seconds kHeadTimeout{20};
 
 /// Largest request head, in bytes.
 inline constexpr std::size_t kMaxHead = std::size_t{64} << 10U;
+/// Most header fields of a request.
+inline constexpr std::size_t kMaxFields = 100;
 /// Largest request body, in bytes.
 inline constexpr std::size_t kMaxRequestBody = std::size_t{1} << 30U;
 

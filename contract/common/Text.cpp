@@ -71,10 +71,4 @@ std::string toLowerAscii(std::string text)
     return text;
 }
 
-bool equalsIgnoreCaseAscii(std::string_view a, std::string_view b) noexcept
-{
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return toLowerAscii(x) == toLowerAscii(y); });
-}
-
 } // namespace connector::common

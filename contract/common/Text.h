@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -31,7 +32,12 @@ namespace connector::common {
 [[nodiscard]] CONNECTOR_API std::string toLowerAscii(std::string text);
 
 /// Compares byte by byte, A-Z equal to a-z.
-[[nodiscard]] CONNECTOR_API bool equalsIgnoreCaseAscii(std::string_view a,
-                                                       std::string_view b) noexcept;
+[[nodiscard]] constexpr bool equalsIgnoreCaseAscii(std::string_view a, std::string_view b) noexcept
+{
+    // The sizes first: most of what is compared differs there.
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return toLowerAscii(x) == toLowerAscii(y);
+           });
+}
 
 } // namespace connector::common

@@ -1,37 +1,57 @@
 #include "contract/http/FieldSyntax.h"
 
 #include <algorithm>
+#include <array>
 
 namespace connector::http {
 
 namespace {
 
-bool isTokenCharacter(char character)
+/// A set of characters: one look-up for each character of every head.
+using CharacterSet = std::array<bool, 256>;
+
+constexpr CharacterSet kTokenCharacters = [] {
+    CharacterSet set = {};
+    for (const unsigned char c : std::string_view("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                                  "abcdefghijklmnopqrstuvwxyz!#$%&'*+-.^_`|~")) {
+        set[c] = true;
+    }
+    return set;
+}();
+
+constexpr CharacterSet kControls = [] {
+    CharacterSet set = {};
+    std::fill(set.begin(), set.begin() + ' ', true);
+    set[0x7F] = true;
+    return set;
+}();
+
+constexpr CharacterSet kNotInValues = [] {
+    auto set = kControls;
+    set['\t'] = false;
+    return set;
+}();
+
+auto isIn(const CharacterSet& set)
 {
-    const auto isAlphanumeric = (character >= '0' && character <= '9') ||
-                                (character >= 'A' && character <= 'Z') ||
-                                (character >= 'a' && character <= 'z');
-    return isAlphanumeric ||
-           std::string_view("!#$%&'*+-.^_`|~").find(character) != std::string_view::npos;
+    return [&set](unsigned char character) { return set[character]; };
 }
 
 } // namespace
 
 bool isToken(std::string_view text)
 {
-    return !text.empty() && std::ranges::all_of(text, isTokenCharacter);
+    return !text.empty() && std::ranges::all_of(text, isIn(kTokenCharacters));
 }
 
 bool isControl(char character)
 {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte == 0x7F;
+    return kControls[static_cast<unsigned char>(character)];
 }
 
 bool isFieldValue(std::string_view text)
 {
-    return std::ranges::none_of(
-        text, [](char character) { return isControl(character) && character != '\t'; });
+    return std::ranges::none_of(text, isIn(kNotInValues));
 }
 
 } // namespace connector::http

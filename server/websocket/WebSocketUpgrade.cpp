@@ -17,6 +17,7 @@
 #include "contract/common/Text.h"
 #include "contract/http/WebSocket.h"
 #include "server/ConnectionSocketImpl.h"
+#include "server/ResponseHead.h"
 #include "server/tls/TlsConnectionSocketImpl.h"
 #include "server/websocket/PocoWebSocket.h"
 #include "server/websocket/SocketChannel.h"
@@ -130,11 +131,10 @@ std::optional<UpgradeRefusal> checkUpgrade(const HTTPServerRequest& request)
     return std::nullopt;
 }
 
-void describeUpgrade(Poco::Net::HTTPServerResponse& response)
+void describeUpgrade(ResponseHead& head)
 {
-    response.set("Upgrade", "websocket");
-    response.set("Connection", "Upgrade");
-    response.set("Sec-WebSocket-Version", kVersion);
+    head.offerUpgrade("websocket");
+    head.add("Sec-WebSocket-Version", kVersion);
 }
 
 void runWebSocket(Poco::Net::HTTPServerRequestImpl& request,

@@ -13,6 +13,7 @@ class HTTPServerResponse;
 
 namespace connector::http {
 
+class ResponseHead;
 class WebSocket;
 
 /// Why a request can't become a WebSocket connection, as an answer to it.
@@ -26,8 +27,8 @@ struct UpgradeRefusal
 /// @return nothing if the request is a proper upgrade.
 std::optional<UpgradeRefusal> checkUpgrade(const Poco::Net::HTTPServerRequest& request);
 
-/// Sets the headers that tell the client of a refused request what would be accepted.
-void describeUpgrade(Poco::Net::HTTPServerResponse& response);
+/// Tells the client of a refused request what would be accepted.
+void describeUpgrade(ResponseHead& head);
 
 /// Upgrades the connection and bridges it to the streams of @p reply, on the calling thread, which
 /// is the connection's; returns once the connection has ended. The socket is shut down then and

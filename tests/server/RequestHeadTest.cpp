@@ -24,14 +24,32 @@ TEST(RequestHead, FindsTheEmptyLineHoweverTheInputArrives)
 
 TEST(RequestHead, TellsHowTheBodyIsDelimited)
 {
-    const auto framed = [](const std::string& fields) {
-        return checkHead("POST /a%20b?c HTTP/1.1\r\n" + fields + "\r\n");
+    RequestHead head; // one for all, as on a connection
+    const auto framed = [&head](const std::string& fields) {
+        head.assign("POST /a%20b?c HTTP/1.1\r\n" + fields + "\r\n");
+        return head.framing();
     };
     EXPECT_EQ(framed("Host: x\r\nX-Empty:\r\nX-Tab: a\tb\xC3\xBC\r\n").length, 0U);
     EXPECT_EQ(framed("CONTENT-LENGTH:\t 42 \r\n").length, 42U);
     EXPECT_FALSE(framed("Content-Length: 42\n").chunked);
     EXPECT_TRUE(framed("transfer-encoding: Chunked\r\n").chunked);
-    EXPECT_EQ(checkHead("GET / HTTP/1.0\r\n\r\n").length, 0U);
+    EXPECT_EQ(framed("").length, 0U);
+}
+
+TEST(RequestHead, LeavesTheLibraryWhatItActsUpon)
+{
+    const auto ofLibrary = [](const std::string& text) {
+        RequestHead head;
+        head.assign(text);
+        std::string left;
+        head.writeForLibrary(left);
+        return left;
+    };
+    EXPECT_EQ(ofLibrary("POST /a?b HTTP/1.0\r\nHost: x\r\nconnection: Keep-Alive\r\n"
+                        "Content-Length: 1\r\nExpect: 100-continue\r\nCookie: a=b\r\n\r\n"),
+              "GET / HTTP/1.0\r\nconnection:Keep-Alive\r\nExpect:100-continue\r\n\r\n");
+    const std::string upgrade = "GET /a HTTP/1.1\r\nHost: x\r\nUPGRADE: websocket\r\n\r\n";
+    EXPECT_EQ(ofLibrary(upgrade), upgrade);
 }
 
 TEST(RequestHead, RefusesWhatAnotherReaderMightTakeDifferently)
@@ -76,8 +94,13 @@ TEST(RequestHead, RefusesWhatAnotherReaderMightTakeDifferently)
     for (const auto& field : fields) {
         heads.push_back("GET / HTTP/1.1\r\n" + field + "\r\n\r\n");
     }
+    std::string crowd = "GET / HTTP/1.1\r\n";
+    for (int field = 0; field <= 100; ++field) {
+        crowd += "A: b\r\n";
+    }
+    heads.push_back(crowd + "\r\n");
     for (const auto& head : heads) {
-        EXPECT_THROW(checkHead(head), RequestRefusal) << head;
+        EXPECT_THROW(RequestHead().assign(head), RequestRefusal) << head;
     }
 }
 

@@ -1,12 +1,46 @@
 #include "server/RequestParts.h"
 
 #include <Poco/Exception.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/NameValueCollection.h>
+#include <Poco/URI.h>
 #include <gtest/gtest.h>
 #include <utility>
 #include <vector>
 
 namespace connector::http {
 namespace {
+
+TEST(RequestParts, TakesTargetsApartAsTheLibraryDoes)
+{
+    for (const std::string target :
+         {"/", "/a/b.js", "/a?b=c&d", "/?", "/a?b?c", "//host/a?b", "///a", "/a//b", "*", "a", "?a",
+          "/a%20b%2Fc?d%26e=%41", "/a+b?c+d", "/a#b", "/a?b#c", "http://host:80/a?b", "/a:b",
+          "/a;b"}) {
+        const auto parts = parseTarget(target);
+        const Poco::URI expected(target);
+        EXPECT_EQ(parts.path, expected.getPath()) << target;
+        EXPECT_EQ(parts.query, expected.getQuery()) << target;
+        EXPECT_EQ(parts.rawQuery, expected.getRawQuery()) << target;
+    }
+    EXPECT_THROW(parseTarget("/%zz"), Poco::URISyntaxException);
+}
+
+TEST(RequestParts, ReadsCookiesAsTheLibraryDoes)
+{
+    for (const std::string field :
+         {"a=b", "a=b; c=d;e = f ", "a=b;a=c; a=b", ";; a ;=x; b=", "a=b=c", "a=\"b; c\"; d=e",
+          "a=b\\;c; d=e", "", " ", "a\t=\tb"}) {
+        RequestHead head;
+        head.assign("GET / HTTP/1.1\r\nCookie: " + field + "\r\ncookie: last=1\r\n\r\n");
+        Poco::Net::HTTPRequest request;
+        request.add("Cookie", field);
+        request.add("Cookie", "last=1");
+        Poco::Net::NameValueCollection expected;
+        request.getCookies(expected);
+        EXPECT_EQ(collectCookies(head), StringMultimap(expected.begin(), expected.end())) << field;
+    }
+}
 
 TEST(RequestParts, NormalisesPaths)
 {
