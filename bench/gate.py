@@ -1,0 +1,164 @@
+#!/usr/bin/env python3
+"""Counts what a request costs, where no other load of the machine can blur it, and holds the counts
+against bounds: the gate of the continuous integration.
+
+usage: bench/gate.py BUILD_DIR [--workload NAME ...] [--profile DIRECTORY]
+
+It counts the instructions that the process spends in user space (callgrind) and its system calls
+(strace), for the host with its whole default pipeline and for the bare servers. A count is the
+difference of two runs of unlike length, so that start and stop fall out of it, divided by the
+difference of their lengths. Instructions are bounded as a ratio to the bare server's, which another
+compiler or library moves along; system calls as they are.
+
+With --profile the callgrind files of the longer runs stay in a directory for callgrind_annotate.
+"""
+
+import argparse
+import os
+import pathlib
+import re
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+
+from side_by_side import Server
+
+SHORT_RUN = 100
+LONG_RUN = 600
+
+# What a thread of the process does meanwhile, once in a while, is no part of a request.
+ASIDE = 0.1
+
+
+class Workload:
+    """Sends the same request again and again on one connection, each after the answer to the last."""
+
+    def __init__(self, path, bare, instruction_ratio, system_calls):
+        self.path = path
+        self.bare = bare
+        self.instruction_ratio = instruction_ratio
+        self.system_calls = system_calls
+
+    def run(self, port, count):
+        with socket.create_connection(("127.0.0.1", port)) as connection:
+            with connection.makefile("rb") as answers:
+                self.exchange(connection, answers, count)
+
+    def exchange(self, connection, answers, count):
+        cookie = b"Cookie: JSESSIONID=0000000000000000\r\n"  # the bare server reads one too
+        for _ in range(count):
+            connection.sendall(b"GET %s HTTP/1.1\r\nHost: localhost\r\n%s\r\n"
+                               % (self.path.encode(), cookie))
+            head = read_head(answers)
+            length = int(re.search(rb"\r\nContent-Length: (\d+)", head, re.IGNORECASE).group(1))
+            if not head.startswith(b"HTTP/1.1 200 ") or len(answers.read(length)) != length:
+                raise SystemExit(f"{self.path}: {head.decode()}")
+            fresh = re.search(rb"\r\nSet-Cookie: ([^;\r]*)", head)
+            if fresh:
+                cookie = b"Cookie: %s\r\n" % fresh.group(1)
+
+
+class Echo(Workload):
+    """The same with the messages of a WebSocket."""
+
+    def exchange(self, connection, answers, count):
+        connection.sendall(b"GET %s HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\n"
+                           b"Upgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+                           b"Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n"
+                           % self.path.encode())
+        read_head(answers)
+        text = b"x" * 64
+        for _ in range(count):
+            # A mask of zeros leaves the text as it is.
+            connection.sendall(bytes([0x81, 0x80 | len(text), 0, 0, 0, 0]) + text)
+            if answers.read(2 + len(text)) != bytes([0x81, len(text)]) + text:
+                raise SystemExit(f"{self.path}: not the echo of what was sent")
+
+
+WORKLOADS = {
+    "constant": Workload("/constant", ["bare-server", "32515", "constant"], 0.95, 2),
+    "1 KB file": Workload("/1KB.js", ["bare-server", "32515", "files", "{site}"], 1.0, 6),
+    "64 KB file": Workload("/64KB.js", ["bare-server", "32515", "files", "{site}"], 1.0, 6),
+    "64 B echo": Echo("/echo", ["bare-websocket-server", "32515"], 1.0, 3),
+}
+
+
+def read_head(answers):
+    head = b""
+    for line in answers:
+        head += line
+        if line == b"\r\n":
+            return head
+    raise SystemExit(f"the server closed the connection after {head!r}")
+
+
+def total(tool, pattern, command, workload, count):
+    """The tool's total over a whole run of the server."""
+    with tempfile.NamedTemporaryFile(mode="r") as report:
+        server = Server([part.replace("{report}", report.name) for part in tool] + command)
+        try:
+            workload.run(server.port, count)
+        finally:
+            # Of strace the server is a child, of which only its own end makes a report.
+            pid = server.process.pid
+            children = pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
+            os.kill(int(children[0]) if children else pid, signal.SIGTERM)
+            server.process.wait()
+        return int(re.search(pattern, report.read(), re.MULTILINE).group(1))
+
+
+def per_request(tool, pattern, command, workload):
+    runs = [total(tool, pattern, command, workload, count) for count in (SHORT_RUN, LONG_RUN)]
+    return (runs[1] - runs[0]) / (LONG_RUN - SHORT_RUN)
+
+
+def counts(command, workload, profile):
+    """(user instructions, system calls) of a request."""
+    return (per_request(["valgrind", "--tool=callgrind", "--log-file={report}",
+                         f"--callgrind-out-file={profile}"],
+                        r"Collected : (\d+)", command, workload),
+            per_request(["strace", "-f", "-c", "-U", "calls,name", "-o", "{report}"],
+                        r"^ *(\d+) total$", command, workload))
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--workload", nargs="+", default=list(WORKLOADS), choices=WORKLOADS)
+    parser.add_argument("--profile", type=pathlib.Path)
+    options = parser.parse_args()
+    if options.profile:
+        options.profile.mkdir(parents=True, exist_ok=True)
+
+    failed = False
+    with tempfile.TemporaryDirectory() as site:
+        for size in (1, 64):
+            pathlib.Path(site, f"{size}KB.js").write_bytes(b"x" * 1024 * size)
+        host = [options.build / "host" / "connector-host", "--port", "32415", "--no-secure",
+                "--constant", "/constant=200,Hello, world!", "--echo", "/echo", site]
+        print(f"{'':10} | {'instructions':>12} {'bare':>8} {'ratio':>6} {'bound':>6} |"
+              f" {'system calls':>12} {'bare':>6} {'bound':>6}")
+        for name in options.workload:
+            workload = WORKLOADS[name]
+            bare = [part.replace("{site}", site) for part in workload.bare]
+            bare[0] = options.build / "bench" / bare[0]
+
+            def profile_of(server, stem=name.replace(" ", "-")):
+                return options.profile / f"{stem}.{server}" if options.profile else "/dev/null"
+
+            instructions, calls = counts(host, workload, profile_of("host"))
+            bare_instructions, bare_calls = counts(bare, workload, profile_of("bare"))
+            ratio = instructions / bare_instructions
+            passed = (ratio <= workload.instruction_ratio
+                      and calls <= workload.system_calls + ASIDE)
+            failed = failed or not passed
+            print(f"{name:10} | {instructions:12.0f} {bare_instructions:8.0f} {ratio:6.3f}"
+                  f" {workload.instruction_ratio:6.2f} | {calls:12.2f} {bare_calls:6.2f}"
+                  f" {workload.system_calls:6}{'' if passed else '   ABOVE THE BOUND'}", flush=True)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
