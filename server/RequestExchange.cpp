@@ -101,6 +101,7 @@ std::string RequestExchange::baseUrl() const
 {
     auto protocol = server_.getProtocol();
     if (const auto host = head_.find("host")) {
+        protocol.reserve(protocol.size() + host->size() + 4);
         return protocol.append("://").append(*host).append("/");
     }
     // The port of this very connection: the server's own getter waits for a stop to end.
@@ -157,8 +158,8 @@ std::optional<DataBuffer> RequestExchange::awaitBody(HttpResponse& reply)
 {
     using BodySubscriber = reactive_streams::ReducingSubscriber<DataBuffer, DataBuffer>;
     const auto subscriber = std::make_shared<BodySubscriber>(common::concatenate);
-    auto body = subscriber->getResult();
     reply.body->subscribe(subscriber);
+    auto body = subscriber->getResult(); // after it, since most bodies are there at once
     while (!body.waitFor(kBodyStep)) {
         if (clientIsGone(connection_.sockfd(), connection_.secure()) || !server_.isStarted()) {
             if (kServerLog.enabled(Level::Warning)) {

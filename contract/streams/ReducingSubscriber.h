@@ -1,7 +1,9 @@
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -24,19 +26,32 @@ public:
     {}
 
     /// The future of the result: the folded value, the stream's failure, or an empty @p R once
-    /// cancelled.
+    /// cancelled. Ready at once if the stream has ended.
     /// @throws std::runtime_error "Promise already returned a future." the second time.
-    [[nodiscard]] Future<R> getResult() { return promise_.getFuture(); }
+    [[nodiscard]] Future<R> getResult()
+    {
+        const std::lock_guard lock(mutex_);
+        if (std::exchange(asked_, true)) {
+            throw std::runtime_error("Promise already returned a future.");
+        }
+        switch (state_) {
+        case State::Completed:
+            return makeReadyFuture<R>(std::move(accumulator_));
+        case State::Cancelled:
+            return makeReadyFuture<R>(R());
+        case State::Failed:
+            return makeFailedFuture<R>(failure_);
+        case State::Active:
+            break;
+        }
+        return promise_.emplace().getFuture();
+    }
 
     /// Ends the stream; the result becomes an empty @p R. Does nothing once the stream has ended.
     /// @throws std::runtime_error "Subscription went away!" when the publisher dropped it.
     void cancel()
     {
-        if (!leaveActive(State::Cancelled)) {
-            return;
-        }
-        promise_.setValue(R());
-        if (subscribed_) {
+        if (leaveActive(State::Cancelled) && isSubscribed()) {
             liveSubscription()->cancel();
         }
     }
@@ -74,17 +89,10 @@ public:
 
     void onError(std::exception_ptr failure) override
     {
-        if (leaveActive(State::Failed)) {
-            promise_.setException(std::move(failure));
-        }
+        leaveActive(State::Failed, std::move(failure));
     }
 
-    void onComplete() override
-    {
-        if (leaveActive(State::Completed)) {
-            promise_.setValue(std::move(accumulator_));
-        }
-    }
+    void onComplete() override { leaveActive(State::Completed); }
 
 private:
     enum class State
@@ -95,15 +103,33 @@ private:
         Failed
     };
 
-    /// @return whether this call is the one that ended the stream; it alone resolves the promise.
-    bool leaveActive(State next)
+    /// Ends the stream, and resolves the promise of whoever waits for that.
+    /// @return whether this call is the one that ended it.
+    bool leaveActive(State next, std::exception_ptr failure = nullptr)
     {
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         if (state_ != State::Active) {
             return false;
         }
         state_ = next;
+        failure_ = failure;
+        auto promise = std::exchange(promise_, std::nullopt);
+        if (promise.has_value()) {
+            auto result = next == State::Completed ? std::move(accumulator_) : R();
+            lock.unlock(); // continuations run with no lock held
+            if (failure != nullptr) {
+                promise->setException(std::move(failure));
+            } else {
+                promise->setValue(std::move(result));
+            }
+        }
         return true;
+    }
+
+    bool isSubscribed()
+    {
+        const std::lock_guard lock(mutex_);
+        return subscribed_;
     }
 
     std::shared_ptr<Subscription> liveSubscription()
@@ -117,10 +143,11 @@ private:
     }
 
     const Reduce reduce_;
-    Promise<R> promise_; ///< Resolved by whoever ends the active state.
-
     std::mutex mutex_; ///< Guards all below.
     State state_ = State::Active;
+    bool asked_ = false;                ///< The result was asked for.
+    std::optional<Promise<R>> promise_; ///< While somebody waits for the result.
+    std::exception_ptr failure_;
     bool subscribed_ = false;
     R accumulator_;
     std::weak_ptr<Subscription> subscription_;
