@@ -65,7 +65,7 @@ void LocalConnector::registerProvider(const Address& address,
             node = &node->children[segment];
         }
         auto link = kLinkMark + std::to_string(++lastLink_);
-        links_.emplace(link, node);
+        links_.emplace(link, Place{node, node->chain.size()});
         node->chain.push_back(Stage{provider, std::move(link)});
     }
     provider->onRegistered(address);
@@ -85,7 +85,9 @@ void LocalConnector::unregisterProvider(const Address& address,
         }
         const auto stage = std::ranges::find_if(node->chain, isWanted);
         links_.erase(stage->link);
-        node->chain.erase(stage);
+        for (auto moved = node->chain.erase(stage); moved != node->chain.end(); ++moved) {
+            --links_.at(moved->link).index;
+        }
     }
     provider->onUnregistered(address);
 }
@@ -119,7 +121,7 @@ LocalConnector::Target LocalConnector::find(const Address& address) const
     }
     if (segments.front().starts_with(kLinkMark)) {
         if (const auto link = links_.find(segments.front()); link != links_.end()) {
-            return findLinked(*link->second, link->first);
+            return stageOf(*link->second.node, link->second.index, 1);
         }
     }
     const Node* best = nullptr;
@@ -137,13 +139,6 @@ LocalConnector::Target LocalConnector::find(const Address& address) const
         }
     }
     return best == nullptr ? Target() : stageOf(*best, 0, bestDepth);
-}
-
-LocalConnector::Target LocalConnector::findLinked(const Node& chain, const std::string& link)
-{
-    const auto stage = std::ranges::find(chain.chain, link, &Stage::link);
-    const auto index = static_cast<std::size_t>(stage - chain.chain.begin());
-    return index == chain.chain.size() ? Target() : stageOf(chain, index, 1);
 }
 
 const LocalConnector::Node* LocalConnector::nodeAt(const Address& address) const

@@ -62,6 +62,12 @@ private:
         std::map<std::string, Node, std::less<>> children;
         std::vector<Stage> chain;
     };
+    /// A stage of a chain.
+    struct Place
+    {
+        const Node* node;
+        std::size_t index;
+    };
     /// What a lookup found: whom to call, how many segments that used up, and how to go on.
     struct Target
     {
@@ -71,13 +77,12 @@ private:
     };
 
     Target find(const Address& address) const;
-    static Target findLinked(const Node& chain, const std::string& link);
     const Node* nodeAt(const Address& address) const;
     static Target stageOf(const Node& node, std::size_t index, std::size_t usedSegments);
 
     mutable std::shared_mutex mutex_; ///< Guards all below.
     Node root_;                       ///< Nodes stay where they are once they are made.
-    std::unordered_map<std::string, const Node*> links_; ///< Link segment to the chain it is of.
+    std::unordered_map<std::string, Place> links_; ///< Link segment to the stage it leads to.
     std::uint64_t lastLink_ = 0;
 };
 
