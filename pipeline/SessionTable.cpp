@@ -1,6 +1,5 @@
 #include "pipeline/SessionTable.h"
 
-#include <functional>
 #include <utility>
 
 namespace connector::http {
@@ -59,7 +58,13 @@ std::unordered_map<std::string, std::shared_ptr<Context>> SessionTable::list() c
 
 SessionTable::Sessions& SessionTable::mapOf(const std::string& id)
 {
-    return maps_[std::hash<std::string>()(id) % kMaps];
+    // Identifiers are random, so their first characters spread as well as a hash of them all.
+    const auto first = id.empty() ? '\0' : id[0];
+    const auto second = id.size() < 2 ? '\0' : id[1];
+    constexpr std::size_t kLetters = 64; // they are drawn from somewhat fewer
+    return maps_[(static_cast<unsigned char>(first) * kLetters +
+                  static_cast<unsigned char>(second)) %
+                 kMaps];
 }
 
 } // namespace connector::http
