@@ -46,6 +46,10 @@ bool waitForReply(const Future<std::unique_ptr<Message>>& reply, const std::stop
 
 void addMissing(StringMultimap& headers, const StringMultimap& defaults)
 {
+    if (headers.empty()) {
+        headers = defaults;
+        return;
+    }
     for (const auto& [name, value] : defaults) {
         if (!headers.contains(name)) {
             headers.emplace(name, value);
