@@ -12,6 +12,11 @@ endif()
 # -Og instead of -O0: a debug build that still runs the tests at a bearable speed.
 set(CMAKE_CXX_FLAGS_DEBUG "-g1 -Og")
 
+# Nobody replaces functions of the shared libraries one by one, and every one is bound at the start:
+# calls within a library are direct, those between libraries save a jump. 1.5 % of a request's
+# instructions.
+string(APPEND CMAKE_CXX_FLAGS_RELEASE " -fno-semantic-interposition -fno-plt")
+
 find_program(CONNECTOR_CCACHE ccache)
 if(CONNECTOR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${CONNECTOR_CCACHE}")
