@@ -79,9 +79,9 @@ class Echo(Workload):
 
 WORKLOADS = {
     "constant": Workload("/constant", ["bare-server", "32515", "constant"], 0.95, 2),
-    "1 KB file": Workload("/1KB.js", ["bare-server", "32515", "files", "{site}"], 1.0, 6),
-    "64 KB file": Workload("/64KB.js", ["bare-server", "32515", "files", "{site}"], 1.0, 6),
-    "64 B echo": Echo("/echo", ["bare-websocket-server", "32515"], 1.0, 3),
+    "1 KB file": Workload("/1KB.js", ["bare-server", "32515", "files", "{site}"], 1.02, 6),
+    "64 KB file": Workload("/64KB.js", ["bare-server", "32515", "files", "{site}"], 0.85, 6),
+    "64 B echo": Echo("/echo", ["bare-websocket-server", "32515"], 0.95, 2),
 }
 
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs the Debian packages that are missing. Groups: build (the default), test, lint, bench.
+# Installs the Debian packages that are missing. Groups: build (the default), test, lint, gate, bench.
 # usage: scripts/install-deps.sh [GROUP...]
 set -eu
 
@@ -10,9 +10,10 @@ packages_of() {
         test) echo "libgtest-dev libgmock-dev libbenchmark-dev python3 binutils curl openssl \
             nginx-light" ;;
         lint) echo "clang-format-14 clang-tidy-14 python3" ;;
+        gate) echo "libbenchmark-dev python3 valgrind strace" ;;
         bench) echo "libbenchmark-dev python3 wrk" ;;
         *)
-            echo "install-deps.sh: unknown group \"$1\" (build, test, lint, bench)" >&2
+            echo "install-deps.sh: unknown group \"$1\" (build, test, lint, gate, bench)" >&2
             exit 2
             ;;
     esac

@@ -32,7 +32,8 @@ PocoRequestHandler::PocoRequestHandler(PocoHttpServer& server) : server_(server)
 void PocoRequestHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
                                        Poco::Net::HTTPServerResponse& response)
 {
-    auto& received = dynamic_cast<Poco::Net::HTTPServerRequestImpl&>(request);
+    auto& received =
+        static_cast<Poco::Net::HTTPServerRequestImpl&>(request); // the one kind there is
     if (!server_.isRunning()) {
         answerStarting(ConnectionSocketImpl::of(received.socket()), response);
         return;
