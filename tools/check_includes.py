@@ -32,6 +32,7 @@ ROOMS["examples"] = [room for room in PRODUCT if room != "host"]
 ROOMS["bench"] = PRODUCT
 ROOMS["tests/support"] = CONTRACT
 ROOMS["tests/wire"] = PRODUCT + ["tests/support"]
+ROOMS["tests/fuzz"] = PRODUCT
 
 # Header pattern, then the files that may include it. The first pattern that matches decides.
 NETWORK = r"(server|client|tests/(server|client|support|wire)|bench)/"
