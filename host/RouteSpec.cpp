@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
+#include <string_view>
 
 namespace connector::host {
 
@@ -37,6 +38,59 @@ std::uint16_t parseStatus(const std::string& digits, const std::string& text)
         refuse(text, "\"" + digits + "\" is no status from 200 to 599");
     }
     return static_cast<std::uint16_t>(status);
+}
+
+bool isHostCharacter(char c)
+{
+    return (isRouteCharacter(c) && c != '/') || c == '.' || c == '-' || c == '_';
+}
+
+/// A name, an IPv4 address, or an IPv6 address in brackets.
+bool isHost(std::string_view host)
+{
+    if (host.starts_with('[') && host.ends_with(']')) {
+        host = host.substr(1, host.size() - 2);
+        return host.find(':') != std::string_view::npos &&
+               host.find_first_not_of("0123456789abcdefABCDEF:.") == std::string_view::npos;
+    }
+    return std::ranges::all_of(host, isHostCharacter);
+}
+
+void requirePort(std::string_view digits, const std::string& text)
+{
+    std::uint16_t port = 0;
+    const auto* const end = digits.data() + digits.size();
+    const auto [rest, error] = std::from_chars(digits.data(), end, port);
+    if (error != std::errc() || rest != end || port == 0) {
+        refuse(text, "\"" + std::string(digits) + "\" is no port from 1 to 65535");
+    }
+}
+
+/// "http://HOST", "http://HOST:PORT" or the same with "https", and what follows.
+void requireServerUrl(std::string_view url, const std::string& text)
+{
+    const auto schemeEnd = url.find("://");
+    const auto scheme = url.substr(0, schemeEnd);
+    if (schemeEnd == std::string_view::npos || (scheme != "http" && scheme != "https")) {
+        refuse(text, "the URL begins with \"http://\" or \"https://\"");
+    }
+    if (url.find('#') != std::string_view::npos) {
+        refuse(text, "the URL has a fragment, which no server gets to see");
+    }
+    url.remove_prefix(schemeEnd + 3);
+    const auto authority = url.substr(0, url.find_first_of("/?"));
+    const auto bracket = authority.starts_with('[') ? authority.find(']') : 0;
+    const auto colon = authority.find(':', std::min(bracket, authority.size()));
+    const auto host = authority.substr(0, colon);
+    if (host.empty()) {
+        refuse(text, "the URL names no host");
+    }
+    if (!isHost(host)) {
+        refuse(text, "\"" + std::string(host) + "\" is no host");
+    }
+    if (colon != std::string_view::npos) {
+        requirePort(authority.substr(colon + 1), text);
+    }
 }
 
 } // namespace
@@ -88,12 +142,7 @@ ProxyRoute parseProxyRoute(const std::string& text)
 {
     auto [route, url] = splitAssignment(text);
     requireAbsolute(route, text);
-    const auto named = url.find("://");
-    const auto host = named == std::string::npos ? url.size() : named + 3;
-    const auto scheme = url.substr(0, std::min(named, url.size()));
-    if ((scheme != "http" && scheme != "https") || host == url.size() || url[host] == '/') {
-        refuse(text, "\"" + url + "\" is no URL such as http://127.0.0.1:8080");
-    }
+    requireServerUrl(url, text);
     return ProxyRoute{std::move(route), routePrefix(url)};
 }
 

@@ -49,7 +49,8 @@ ConstantRoute parseConstantRoute(const std::string& text);
 
 /// Reads "ROUTE=URL". One "/" at the end of the URL is dropped, for the paths begin with one.
 /// @throws std::invalid_argument naming the fault: a route that does not begin with "/", or a URL
-///         that does not begin with "http://" or "https://" and a host.
+///         without "http://" or "https://", without a host, with a port outside of 1 to 65535, with
+///         a user's name or with a fragment.
 ProxyRoute parseProxyRoute(const std::string& text);
 
 /// The prefix under which a route is kept: without one trailing "/", so "" for "/".
