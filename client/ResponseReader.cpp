@@ -103,11 +103,13 @@ DataBuffer ResponseReader::readUntilClose()
     DataBuffer body;
     for (;;) {
         const auto begin = body.size();
-        const auto room = std::max(kGrowth, body.capacity() - begin);
-        body.resize(begin + room);
-        const auto received = readSome(body.data() + begin, room);
+        requireBodyFits(begin);
+        if (begin == body.capacity()) { // up to one byte too many, which tells
+            body.reserve(std::min(std::max(kGrowth, 2 * begin), kMaxResponseBody + 1));
+        }
+        body.resize(body.capacity());
+        const auto received = readSome(body.data() + begin, body.size() - begin);
         body.resize(begin + received);
-        requireBodyFits(body.size());
         if (received == 0) {
             return body;
         }
