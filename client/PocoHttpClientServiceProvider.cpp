@@ -155,17 +155,25 @@ exchangeWithRetries(const Outgoing& outgoing, const PocoHttpClientServiceProvide
     }
 }
 
+/// Leaves the one Content-Length that is right, if any: equal ones become one, and none is left
+/// that the framing overrides or that a 204 may not have (RFC 9110 section 8.6). An answer without
+/// a body may tell the length that it would have.
+void settleContentLength(StringMultimap& headers, std::uint16_t status, const BodyFraming& framing)
+{
+    constexpr std::uint16_t kNoContent = 204;
+    const auto announced = announcedLength(headers);
+    headers.erase("content-length");
+    if (announced && status != kNoContent && framing.kind == BodyFraming::Kind::Length) {
+        headers.emplace("content-length", std::to_string(*announced));
+    }
+}
+
 std::unique_ptr<HttpClientResponse> makeResponse(const ResponseHead& head,
                                                  const BodyFraming& framing, DataBuffer body)
 {
     auto headers = head.headers;
     removeConnectionHeaders(headers);
-    if (framing.kind != BodyFraming::Kind::Length) {
-        headers.erase("content-length");
-    } else if (framing.length > 0) { // equal lengths, repeated, become one
-        headers.erase("content-length");
-        headers.emplace("content-length", std::to_string(framing.length));
-    }
+    settleContentLength(headers, head.status, framing);
     StringMultimap cookies;
     const auto [begin, end] = headers.equal_range("set-cookie");
     for (auto line = begin; line != end; ++line) {

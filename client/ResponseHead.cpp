@@ -76,24 +76,6 @@ std::uint64_t parseLength(std::string_view text)
     return length;
 }
 
-/// The length that all Content-Length lines agree on; a line may list it several times.
-std::optional<std::uint64_t> announcedLength(const StringMultimap& headers)
-{
-    std::optional<std::uint64_t> length;
-    const auto [begin, end] = headers.equal_range("content-length");
-    for (auto header = begin; header != end; ++header) {
-        std::string_view list = header->second;
-        do {
-            const auto next = parseLength(trim(takeUntil(list, ',')));
-            if (length.value_or(next) != next) {
-                refuse();
-            }
-            length = next;
-        } while (!list.empty());
-    }
-    return length;
-}
-
 } // namespace
 
 ResponseHead parseResponseHead(std::string_view text)
@@ -124,10 +106,28 @@ ResponseHead parseResponseHead(std::string_view text)
     return head;
 }
 
+std::optional<std::uint64_t> announcedLength(const StringMultimap& headers)
+{
+    std::optional<std::uint64_t> length;
+    const auto [begin, end] = headers.equal_range("content-length");
+    for (auto header = begin; header != end; ++header) {
+        std::string_view list = header->second;
+        do {
+            const auto next = parseLength(trim(takeUntil(list, ',')));
+            if (length.value_or(next) != next) {
+                refuse();
+            }
+            length = next;
+        } while (!list.empty());
+    }
+    return length;
+}
+
 BodyFraming bodyFramingOf(const ResponseHead& head, const std::string& method)
 {
     constexpr std::uint16_t kNoContent = 204;
     constexpr std::uint16_t kNotModified = 304;
+    const auto length = announcedLength(head.headers);
     if (method == "HEAD" || head.status == kNoContent || head.status == kNotModified) {
         return {BodyFraming::Kind::Length, 0};
     }
@@ -139,7 +139,6 @@ BodyFraming bodyFramingOf(const ResponseHead& head, const std::string& method)
         }
         return {BodyFraming::Kind::Chunked, 0};
     }
-    const auto length = announcedLength(head.headers);
     return length.has_value() ? BodyFraming{BodyFraming::Kind::Length, *length}
                               : BodyFraming{BodyFraming::Kind::UntilClose, 0};
 }

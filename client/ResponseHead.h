@@ -34,10 +34,16 @@ struct BodyFraming
 /// @throws std::runtime_error "The upstream's answer is malformed."
 ResponseHead parseResponseHead(std::string_view text);
 
+/// The length that all Content-Length lines agree on, if there are any; a line may list it several
+/// times.
+/// @throws std::runtime_error "The upstream's answer is malformed." for one that is no number or
+///         that contradicts another.
+std::optional<std::uint64_t> announcedLength(const StringMultimap& headers);
+
 /// Where the body of an answer ends. A Transfer-Encoding overrides a Content-Length.
 /// @param method of the request, in upper case.
-/// @throws std::runtime_error "The upstream's answer is malformed." for a Content-Length that is no
-///         number or that contradicts another, and for a coding other than chunked.
+/// @throws std::runtime_error "The upstream's answer is malformed." as `announcedLength`, and for a
+///         coding other than chunked.
 BodyFraming bodyFramingOf(const ResponseHead& head, const std::string& method);
 
 /// Name and value of the cookie that a Set-Cookie line sets, its attributes dropped; nothing for a

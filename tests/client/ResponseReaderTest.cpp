@@ -55,7 +55,7 @@ TEST(ResponseReaderTest, ReadsAnswersWhateverTheirFraming)
         {ok + "Content-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n",
          "200 a"},
         {ok + "Content-Length: 5\r\n\r\n", "200 ", "HEAD"},
-        {"HTTP/1.1 204 No Content\r\nTransfer-Encoding: chunked\r\n\r\n", "204 "},
+        {"HTTP/1.1 204 No Content\r\nContent-Length: 4\r\n\r\nbody", "204 "},
         {"HTTP/1.1 304 Not Modified\r\nContent-Length: 5\r\n\r\n", "304 "},
         {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: </x>\r\n\r\n" + ok +
              "Content-Length: 1\r\n\r\nx",
