@@ -5,7 +5,9 @@
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/Timespan.h>
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <poll.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <system_error>
@@ -17,6 +19,7 @@ namespace connector::http {
 
 namespace {
 
+using Poco::Net::SecureStreamSocket;
 using Poco::Net::SocketAddress;
 using Poco::Net::StreamSocket;
 
@@ -28,12 +31,26 @@ Poco::Timespan toTimespan(std::chrono::microseconds duration)
     return {duration.count() / 1000000, duration.count() % 1000000};
 }
 
-void awaitConnection(StreamSocket& socket, const SocketAddress& address,
+/// Not the library's poll, which makes a descriptor for each call.
+bool pollFor(int descriptor, short events, std::chrono::milliseconds timeout)
+{
+    pollfd watched{descriptor, events, 0};
+    const auto ready = ::poll(&watched, 1, static_cast<int>(timeout.count()));
+    return ready > 0 || (ready < 0 && errno == EINTR);
+}
+
+/// @throws std::runtime_error with the system's text.
+[[noreturn]] void failWith(int error)
+{
+    throw std::runtime_error(std::generic_category().message(error));
+}
+
+void awaitConnection(const StreamSocket& socket, const SocketAddress& address,
                      const std::stop_token& stopToken)
 {
-    constexpr int kModes = Poco::Net::Socket::SELECT_WRITE | Poco::Net::Socket::SELECT_ERROR;
+    const auto descriptor = socket.impl()->sockfd();
     const auto deadline = std::chrono::steady_clock::now() + kConnectTimeout;
-    while (!socket.poll(toTimespan(kStopStep), kModes)) {
+    while (!pollFor(descriptor, POLLOUT, kStopStep)) {
         if (stopToken.stop_requested()) {
             throw std::runtime_error("The request was abandoned.");
         }
@@ -55,42 +72,106 @@ void UpstreamConnection::ShutDown::operator()() const noexcept
 }
 
 UpstreamConnection::UpstreamConnection(const UpstreamUrl& url, const std::stop_token& stopToken)
+    : secure_(url.secure)
 {
     const SocketAddress address(url.host, url.port);
     socket_.connectNB(address);
     awaitConnection(socket_, address, stopToken);
-    socket_.setBlocking(true);
+    descriptor_ = socket_.impl()->sockfd();
+    onStop_.emplace(stopToken, ShutDown{descriptor_});
     socket_.setNoDelay(true);
-    socket_.setReceiveTimeout(toTimespan(kUpstreamTimeout));
-    socket_.setSendTimeout(toTimespan(kUpstreamTimeout));
-    onStop_.emplace(stopToken, ShutDown{socket_.impl()->sockfd()});
-    if (url.secure) {
-        socket_ = Poco::Net::SecureStreamSocket::attach(socket_, url.host, clientContext());
+    if (secure_) {
+        auto plain = socket_;
+        plain.setBlocking(true); // for the handshake
+        plain.setReceiveTimeout(toTimespan(kUpstreamTimeout));
+        plain.setSendTimeout(toTimespan(kUpstreamTimeout));
+        socket_ = SecureStreamSocket::attach(plain, url.host, clientContext());
+        plain.setBlocking(false);
     }
 }
 
 UpstreamConnection::~UpstreamConnection() = default;
 
-void UpstreamConnection::send(std::string_view bytes)
+void UpstreamConnection::send(std::string_view head, std::string_view body)
 {
-    while (!bytes.empty()) {
-        const auto count = static_cast<int>(std::min(bytes.size(), kMaxTransfer));
-        const auto sent = socket_.sendBytes(bytes.data(), count);
-        if (sent <= 0) { // a secure connection whose time is up
-            throw Poco::TimeoutException();
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
+    unsent_ = {head, body};
+    receiveEvents_ = POLLIN;
+    sendMore();
 }
 
 std::size_t UpstreamConnection::receive(char* into, std::size_t count)
 {
-    const auto received =
-        socket_.receiveBytes(into, static_cast<int>(std::min(count, kMaxTransfer)));
-    if (received < 0) { // a secure connection whose time is up
+    for (;;) {
+        if (receiveEvents_ == 0) {
+            if (const auto received = receiveSome(into, count)) {
+                return *received;
+            }
+        }
+        awaitEvents();
+        receiveEvents_ = 0;
+        sendMore();
+    }
+}
+
+void UpstreamConnection::sendMore()
+{
+    sendEvents_ = 0;
+    for (auto& part : unsent_) {
+        while (!part.empty()) {
+            const auto sent = sendSome(part);
+            if (sent == 0) {
+                return;
+            }
+            part.remove_prefix(sent);
+        }
+    }
+}
+
+std::size_t UpstreamConnection::sendSome(std::string_view bytes)
+{
+    const auto count = std::min(bytes.size(), kMaxTransfer);
+    try {
+        const auto sent =
+            secure_ ? socket_.sendBytes(bytes.data(), static_cast<int>(count))
+                    : ::send(descriptor_, bytes.data(), count, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent > 0) {
+            return static_cast<std::size_t>(sent);
+        }
+        const auto waitsForInput = secure_ && sent == SecureStreamSocket::ERR_SSL_WANT_READ;
+        if (secure_ || errno == EAGAIN || errno == EINTR) {
+            sendEvents_ = waitsForInput ? POLLIN : POLLOUT;
+            return 0;
+        }
+    } catch (const std::exception&) { // as below
+    }
+    unsent_ = {}; // The connection is broken, which the next receive finds behind what has come.
+    return 0;
+}
+
+std::optional<std::size_t> UpstreamConnection::receiveSome(char* into, std::size_t count)
+{
+    count = std::min(count, kMaxTransfer);
+    const auto received = secure_ ? socket_.receiveBytes(into, static_cast<int>(count))
+                                  : ::recv(descriptor_, into, count, MSG_DONTWAIT);
+    if (received >= 0) {
+        // A plain socket that had less than asked for is likely to be empty.
+        receiveEvents_ = secure_ || static_cast<std::size_t>(received) == count ? 0 : POLLIN;
+        return static_cast<std::size_t>(received);
+    }
+    if (!secure_ && errno != EAGAIN && errno != EINTR) {
+        failWith(errno);
+    }
+    const auto waitsForOutput = secure_ && received == SecureStreamSocket::ERR_SSL_WANT_WRITE;
+    receiveEvents_ = waitsForOutput ? POLLOUT : POLLIN;
+    return std::nullopt;
+}
+
+void UpstreamConnection::awaitEvents() const
+{
+    const auto events = static_cast<short>(sendEvents_ | receiveEvents_);
+    if (!pollFor(descriptor_, events, kUpstreamTimeout)) {
         throw Poco::TimeoutException();
     }
-    return static_cast<std::size_t>(received);
 }
 
 } // namespace connector::http

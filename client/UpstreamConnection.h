@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Poco/Net/StreamSocket.h>
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <stop_token>
@@ -10,9 +11,10 @@
 
 namespace connector::http {
 
-/// One connection to an upstream server, for the thread that made it. A stop of the token ends
-/// whatever blocks on it: at once, or within `kStopStep` while it connects. Looking the host's name
-/// up can't be ended.
+/// One connection to an upstream server, for the thread that made it. It sends and receives at the
+/// same time, so that an upstream may answer before it has read the whole request. A stop of the
+/// token ends whatever blocks on it: at once, or within `kStopStep` while it connects. Looking the
+/// host's name up can't be ended.
 class UpstreamConnection
 {
 public:
@@ -26,15 +28,15 @@ public:
     UpstreamConnection(const UpstreamConnection&) = delete;
     UpstreamConnection& operator=(const UpstreamConnection&) = delete;
 
-    /// Sends all of it.
-    /// @throws Poco::Exception when the connection breaks, Poco::TimeoutException when the upstream
-    ///         takes nothing for `kUpstreamTimeout`.
-    void send(std::string_view bytes);
+    /// Begins to send head and body, once. What is not taken at once is sent while `receive` waits;
+    /// both outlive that. An upstream that takes no more of it may have answered nevertheless:
+    /// `receive` tells.
+    void send(std::string_view head, std::string_view body);
 
-    /// Receives what is there, waiting for the first byte.
+    /// Receives what is there, waiting for the first byte and sending meanwhile.
     /// @return how many bytes; 0 once the upstream has ended its stream.
-    /// @throws Poco::Exception when the connection breaks, or a secure one ends without saying so;
-    ///         Poco::TimeoutException when nothing comes for `kUpstreamTimeout`.
+    /// @throws std::runtime_error, Poco::Exception when the connection breaks, or a secure one ends
+    ///         without saying so; Poco::TimeoutException when nothing moves for `kUpstreamTimeout`.
     std::size_t receive(char* into, std::size_t count);
 
 private:
@@ -45,7 +47,18 @@ private:
         void operator()() const noexcept;
     };
 
+    /// @return 0 when the socket takes no more for now, or any more at all.
+    std::size_t sendSome(std::string_view bytes);
+    std::optional<std::size_t> receiveSome(char* into, std::size_t count);
+    void sendMore();
+    void awaitEvents() const;
+
     Poco::Net::StreamSocket socket_;
+    int descriptor_ = -1;
+    bool secure_ = false;
+    std::array<std::string_view, 2> unsent_;
+    short sendEvents_ = 0;    ///< What a transfer of either direction waits for.
+    short receiveEvents_ = 0; ///< 0: there may be more to receive already.
     std::optional<std::stop_callback<ShutDown>> onStop_; ///< Gone before the socket closes.
 };
 

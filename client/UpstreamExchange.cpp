@@ -14,11 +14,11 @@ UpstreamExchange::UpstreamExchange(const UpstreamUrl& url, const std::string& he
     : connection_(url, stopToken),
       reader_([this](char* into, std::size_t count) { return connection_.receive(into, count); })
 {
-    if (body.size() <= kSmallBody) {
-        connection_.send(head + std::string(body));
+    if (!body.empty() && body.size() <= kSmallBody) {
+        joined_.append(head).append(body);
+        connection_.send(joined_, {});
     } else {
-        connection_.send(head);
-        connection_.send(body);
+        connection_.send(head, body);
     }
     head_ = reader_.readHead();
 }

@@ -13,8 +13,10 @@ namespace connector::http {
 class UpstreamExchange
 {
 public:
-    /// Connects, sends the request and reads the head of the answer.
-    /// @param head of the request, up to the empty line.
+    /// Connects, sends the request and reads the head of the answer, which may come before the
+    /// request has left whole: the rest follows while the answer's body is read, as far as the
+    /// upstream takes it.
+    /// @param head of the request, up to the empty line; like @p body it outlives the exchange.
     /// @throws as UpstreamConnection and `ResponseReader::readHead`.
     UpstreamExchange(const UpstreamUrl& url, const std::string& head, std::string_view body,
                      const std::stop_token& stopToken);
@@ -27,6 +29,7 @@ public:
     common::DataBuffer readBody(const BodyFraming& framing) { return reader_.readBody(framing); }
 
 private:
+    std::string joined_; ///< A small body with its head.
     UpstreamConnection connection_;
     ResponseReader reader_;
     ResponseHead head_;

@@ -109,6 +109,38 @@ TEST_F(PocoHttpClientServiceProviderTest, ABodyThatBreaksOffIsAFailureAtOnce)
               "The upstream closed the connection before the end of its answer.");
 }
 
+TEST_F(PocoHttpClientServiceProviderTest, AnAnswerMayComeBeforeTheRequestWasRead)
+{
+    const std::string big(16'000'000, 'b'); // more than the sockets of either side hold
+    const std::pair<std::string, Then> answers[] = {
+        {"HTTP/1.1 413 Content Too Large\r\nContent-Length: 2\r\nConnection: close\r\n\r\nno",
+         Then::Close},
+        {"HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(big.size()) + "\r\n\r\n" + big,
+         Then::Hold}};
+    for (const auto& [bytes, then] : answers) {
+        const ScriptedUpstream hasty(
+            [&](const std::string&) {
+                return Answer{bytes, then};
+            },
+            ScriptedUpstream::Reads::Head);
+        const auto reply = ask(hasty.port(), "post", big);
+        const auto& response = dynamic_cast<HttpClientResponse&>(*reply);
+        EXPECT_EQ(std::to_string(response.status), bytes.substr(9, 3));
+    }
+    EXPECT_TRUE(waits_.empty());
+}
+
+TEST_F(PocoHttpClientServiceProviderTest, RepeatedLengthsBecomeOneAndA204HasNone)
+{
+    const std::string lengths = "Content-Length: 0\r\nContent-Length: 0\r\n\r\n";
+    answers_ = {{"HTTP/1.1 200 OK\r\n" + lengths}, {"HTTP/1.1 204 No Content\r\n" + lengths}};
+    const StringMultimap expected[] = {{{"content-length", "0"}}, {}};
+    for (const auto& headers : expected) {
+        const auto reply = ask(upstream_.port());
+        EXPECT_EQ(dynamic_cast<HttpClientResponse&>(*reply).headers, headers);
+    }
+}
+
 TEST_F(PocoHttpClientServiceProviderTest, AStopEndsAStalledUpstream)
 {
     for (const auto* begun : {"", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nshort"}) {

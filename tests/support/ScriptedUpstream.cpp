@@ -10,7 +10,7 @@ namespace connector::test {
 namespace {
 
 /// Head and body; less if the client ends before.
-std::string readRequest(int connection)
+std::string readRequest(int connection, ScriptedUpstream::Reads reads)
 {
     std::string request;
     char buffer[65536];
@@ -18,7 +18,8 @@ std::string readRequest(int connection)
         const auto headEnd = request.find("\r\n\r\n");
         const auto field = request.find("Content-Length: ");
         if (headEnd != std::string::npos) {
-            const auto body = field < headEnd ? std::stoul(request.substr(field + 16)) : 0;
+            const auto announces = reads == ScriptedUpstream::Reads::All && field < headEnd;
+            const auto body = announces ? std::stoul(request.substr(field + 16)) : 0;
             if (request.size() >= headEnd + 4 + body) {
                 break;
             }
@@ -31,8 +32,8 @@ std::string readRequest(int connection)
 
 } // namespace
 
-ScriptedUpstream::ScriptedUpstream(Script script)
-    : script_(std::move(script)), listener_(::socket(AF_INET, SOCK_STREAM, 0))
+ScriptedUpstream::ScriptedUpstream(Script script, Reads reads)
+    : script_(std::move(script)), reads_(reads), listener_(::socket(AF_INET, SOCK_STREAM, 0))
 {
     sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
     auto* generic = reinterpret_cast<sockaddr*>(&address);
@@ -60,7 +61,7 @@ ScriptedUpstream::~ScriptedUpstream()
 
 void ScriptedUpstream::converse(int connection) const
 {
-    const auto [bytes, then] = script_(readRequest(connection));
+    const auto [bytes, then] = script_(readRequest(connection, reads_));
     ssize_t count = 1;
     for (std::string_view rest = bytes; count > 0 && !rest.empty();
          rest.remove_prefix(static_cast<std::size_t>(count > 0 ? count : 0))) {

@@ -23,10 +23,15 @@ public:
         std::string bytes;
         Then then = Then::Close;
     };
+    enum class Reads
+    {
+        All,
+        Head ///< The body, but for what comes with the head, is left unread.
+    };
     /// @param request as received: head, and the body that its Content-Length announces.
     using Script = std::function<Answer(const std::string& request)>;
 
-    explicit ScriptedUpstream(Script script);
+    explicit ScriptedUpstream(Script script, Reads reads = Reads::All);
     ~ScriptedUpstream();
 
     ScriptedUpstream(const ScriptedUpstream&) = delete;
@@ -38,6 +43,7 @@ private:
     void converse(int connection) const;
 
     const Script script_;
+    const Reads reads_;
     int listener_ = -1;
     std::uint16_t port_ = 0;
     std::jthread thread_;
