@@ -8,7 +8,7 @@ packages_of() {
         build) echo "g++ cmake ninja-build ccache libpoco-dev libssl-dev libboost-log-dev \
             libboost-thread-dev libboost-regex-dev libcli11-dev" ;;
         test) echo "libgtest-dev libgmock-dev libbenchmark-dev python3 binutils curl openssl \
-            nginx-light chromium nodejs"
+            nginx-light chromium libnss3-tools nodejs"
             # Some builds of nodejs bring it along.
             command -v npm >/dev/null || echo npm ;;
         lint) echo "clang-format-14 clang-tidy-14 python3" ;;
