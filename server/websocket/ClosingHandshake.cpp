@@ -11,7 +11,7 @@ namespace connector::http::websocket {
 namespace {
 
 /// How often the limits are looked at.
-constexpr std::chrono::milliseconds kStep{100};
+constexpr std::chrono::milliseconds kStep{50};
 
 } // namespace
 

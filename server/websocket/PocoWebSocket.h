@@ -85,7 +85,7 @@ public:
 
     /// Ends the connection: completes the subscriber, cancels the provider's stream, sends what is
     /// queued and the close frame, waits up to 2 seconds for the client's own close, and shuts the
-    /// socket down. All of that within 0.4 seconds once interrupted.
+    /// socket down. All of that within 0.25 seconds once interrupted.
     void close();
 
 private:

@@ -32,11 +32,11 @@ inline constexpr std::chrono::seconds kUndeliveredTime{5};
 /// long in all, so long without input, and so long in all once the server stops.
 inline constexpr std::chrono::milliseconds kLingerTime{2000};
 inline constexpr std::chrono::milliseconds kLingerSilence{500};
-inline constexpr std::chrono::milliseconds kStopTime{400};
+inline constexpr std::chrono::milliseconds kStopTime{250};
 
 /// How long a stopping server waits for its open connections: the time above and what the threads
 /// need to notice.
-inline constexpr std::chrono::milliseconds kServerStopTime{600};
+inline constexpr std::chrono::milliseconds kServerStopTime{400};
 
 /// The longest that one receive step waits.
 inline constexpr std::chrono::milliseconds kReceiveStep{500};
