@@ -71,6 +71,7 @@ int run(const Options& options)
         for (const auto& content : options.contents) {
             requireReadable(content);
         }
+        const auto freedMemory = returnFreedMemoryLater();
         Host host(options);
         serve(host, shutdown);
         return EXIT_SUCCESS;

@@ -28,14 +28,12 @@ DataBuffer::DataBuffer(std::string_view bytes)
 }
 
 DataBuffer::DataBuffer(DataBuffer&& other) noexcept
-    : bytes_(std::move(other.bytes_)), capacity_(std::exchange(other.capacity_, 0)),
-      size_(std::exchange(other.size_, 0))
+    : bytes_(std::exchange(other.bytes_, {})), size_(std::exchange(other.size_, 0))
 {}
 
 DataBuffer& DataBuffer::operator=(DataBuffer&& other) noexcept
 {
-    bytes_ = std::move(other.bytes_);
-    capacity_ = std::exchange(other.capacity_, 0);
+    bytes_ = std::exchange(other.bytes_, {});
     size_ = std::exchange(other.size_, 0);
     return *this;
 }
@@ -50,21 +48,20 @@ char* DataBuffer::data()
 
 void DataBuffer::reserve(std::size_t capacity)
 {
-    if (capacity <= capacity_) {
+    if (capacity <= this->capacity()) {
         return;
     }
-    auto larger = std::make_unique_for_overwrite<char[]>(capacity);
+    auto larger = BufferMemory::allocate(capacity);
     if (size_ > 0) {
         std::memcpy(larger.get(), bytes_.get(), size_);
     }
     bytes_ = std::move(larger);
-    capacity_ = capacity;
 }
 
 void DataBuffer::resize(std::size_t size)
 {
-    if (size > capacity_) {
-        const auto doubled = std::max(kMinimumCapacity, 2 * capacity_);
+    if (size > capacity()) {
+        const auto doubled = std::max(kMinimumCapacity, 2 * capacity());
         reserve(std::max(size, doubled));
     }
     size_ = size;
@@ -78,7 +75,7 @@ void DataBuffer::append(std::string_view bytes)
     if (bytes.size() > std::numeric_limits<std::size_t>::max() - size_) {
         throw std::bad_alloc();
     }
-    if (size_ == 0 && capacity_ < bytes.size()) {
+    if (size_ == 0 && capacity() < bytes.size()) {
         reserve(bytes.size());
     }
     const auto end = size_;

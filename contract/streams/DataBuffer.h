@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <string_view>
 
+#include "contract/common/BufferMemory.h"
 #include "contract/common/Export.h"
 
 namespace connector::common {
@@ -33,13 +33,14 @@ public:
     char* data();
 
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
-    [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
+    [[nodiscard]] std::size_t capacity() const noexcept { return bytes_.get_deleter().capacity; }
     [[nodiscard]] bool empty() const noexcept { return size_ == 0; }
 
     /// The bytes as text; valid until the buffer changes.
     [[nodiscard]] std::string_view view() const noexcept { return {bytes_.get(), size_}; }
 
-    /// Makes room for at least @p capacity bytes in all; exactly that many if the buffer grows.
+    /// Makes room for at least @p capacity bytes in all; exactly that many if the buffer grows and
+    /// is not large (see BufferMemory).
     void reserve(std::size_t capacity);
 
     /// Sets the size. Bytes that this adds are not initialised; the capacity at least doubles when
@@ -53,8 +54,7 @@ public:
     void clear() noexcept { size_ = 0; }
 
 private:
-    std::unique_ptr<char[]> bytes_;
-    std::size_t capacity_ = 0;
+    BufferMemory::Ptr bytes_;
     std::size_t size_ = 0;
 };
 

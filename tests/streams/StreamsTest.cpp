@@ -129,6 +129,25 @@ TEST(DataBufferTest, GrowsByDoublingFromEightAndMovesItsBytes)
     EXPECT_EQ(common::concatenate(DataBuffer("a"), DataBuffer("b")).view(), "ab");
 }
 
+TEST(DataBufferTest, ALargeOneUsesTheMemoryOfAFreedOneOfItsSizeAgain)
+{
+    common::BufferMemory::releaseKept();
+    constexpr std::size_t kSize = 9'000'001;
+    const auto fill = [](std::size_t size) {
+        DataBuffer buffer(size);
+        std::memset(buffer.data(), 'x', buffer.size()); // all of it is there
+        EXPECT_GE(buffer.capacity(), size);
+        return buffer;
+    };
+    const auto* const freed = fill(kSize).data();
+    auto kept = fill(kSize - 1'000'000);
+    EXPECT_EQ(kept.data(), freed);
+    EXPECT_NE(fill(kSize).data(), freed);
+    kept = fill(kSize * 4); // more than is kept
+    EXPECT_EQ(fill(kSize / 2).view(), std::string(kSize / 2, 'x'));
+    common::BufferMemory::releaseKept();
+}
+
 TEST(CallbackSubscriberTest, CallsUntilTheCancellerIsDropped)
 {
     CachedValuePublisher<int, std::function<void()>> publisher;
