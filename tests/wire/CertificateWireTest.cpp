@@ -43,8 +43,8 @@ TEST(CertificateWireTest, ABrowserTrustsOnesOwnCertificateAfterTheDocumentedComm
                                                ", ' secure ', cookie.secure)));</script>");
     const auto home = site.directory().path();
     const auto run = [&home](const std::string& commands) {
-        ChildProcess shell({"env", "HOME=" + home.string(), "sh", "-euc",
-                            "cd \"$HOME\"\n" + commands});
+        ChildProcess shell(
+            {"env", "HOME=" + home.string(), "sh", "-euc", "cd \"$HOME\"\n" + commands});
         auto output = shell.readRest();
         EXPECT_EQ(shell.wait(), 0) << shell.errors();
         return output;
