@@ -3,21 +3,27 @@
 //
 //   bare-server PORT constant           answers "Hello, world!" to everything
 //   bare-server PORT files DIRECTORY    serves the files of the directory
+//   bare-server PORT proxy UPSTREAM     asks the server on that port of 127.0.0.1 for each answer
 //
-// A file is read as ours reads it: its status, one buffer of its size, one read. It ends with the
-// process: SIGTERM.
+// A file is read as ours reads it: its status, one buffer of its size, one read. A proxied request
+// has a connection of its own, as ours has. It ends with the process: SIGTERM.
 
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPRequestHandler.h>
 #include <Poco/Net/HTTPRequestHandlerFactory.h>
+#include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>
 #include <Poco/Net/ServerSocket.h>
+#include <Poco/StreamCopier.h>
 #include <Poco/ThreadPool.h>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <pthread.h>
@@ -47,7 +53,8 @@ public:
     void handleRequest(Poco::Net::HTTPServerRequest& request,
                        Poco::Net::HTTPServerResponse& response) override
     {
-        const auto path = directory_ + request.getURI();
+        const auto& target = request.getURI();
+        const auto path = directory_ + target.substr(0, target.find('?'));
         struct stat status = {};
         const int file = ::stat(path.c_str(), &status) == 0 ? ::open(path.c_str(), O_RDONLY) : -1;
         if (file < 0) {
@@ -69,31 +76,88 @@ private:
     std::string directory_;
 };
 
+class ProxyHandler : public Poco::Net::HTTPRequestHandler
+{
+public:
+    explicit ProxyHandler(Poco::UInt16 upstream) : upstream_(upstream) {}
+
+    void handleRequest(Poco::Net::HTTPServerRequest& request,
+                       Poco::Net::HTTPServerResponse& response) override
+    {
+        Poco::Net::HTTPClientSession session("127.0.0.1", upstream_);
+        Poco::Net::HTTPRequest outgoing(request.getMethod(), request.getURI(),
+                                        Poco::Net::HTTPMessage::HTTP_1_1);
+        copyHeaders(request, outgoing);
+        auto& body = session.sendRequest(outgoing);
+        if (request.hasContentLength()) {
+            Poco::StreamCopier::copyStream(request.stream(), body);
+        }
+        Poco::Net::HTTPResponse received;
+        auto& answer = session.receiveResponse(received);
+        response.setStatus(received.getStatus());
+        copyHeaders(received, response);
+        Poco::StreamCopier::copyStream(answer, response.send());
+    }
+
+private:
+    static void copyHeaders(const Poco::Net::HTTPMessage& from, Poco::Net::HTTPMessage& to)
+    {
+        for (const auto& [name, value] : from) {
+            if (name != Poco::Net::HTTPMessage::CONNECTION) {
+                to.set(name, value);
+            }
+        }
+    }
+
+    Poco::UInt16 upstream_;
+};
+
+using MakeHandler = std::function<Poco::Net::HTTPRequestHandler*()>;
+
 class Factory : public Poco::Net::HTTPRequestHandlerFactory
 {
 public:
-    explicit Factory(std::string directory) : directory_(std::move(directory)) {}
+    explicit Factory(MakeHandler makeHandler) : makeHandler_(std::move(makeHandler)) {}
 
     Poco::Net::HTTPRequestHandler*
     createRequestHandler(const Poco::Net::HTTPServerRequest& /*request*/) override
     {
-        if (directory_.empty()) {
-            return new ConstantHandler;
-        }
-        return new FileHandler(directory_);
+        return makeHandler_();
     }
 
 private:
-    std::string directory_;
+    MakeHandler makeHandler_;
 };
+
+Poco::UInt16 parsePort(const char* text)
+{
+    return static_cast<Poco::UInt16>(std::atoi(text));
+}
+
+/// Nothing for wrong arguments.
+MakeHandler parseMode(int argc, char** argv)
+{
+    const std::string mode = argc > 2 ? argv[2] : "";
+    if (mode == "constant" && argc == 3) {
+        return [] { return new ConstantHandler; };
+    }
+    if (mode == "files" && argc == 4) {
+        return [directory = std::string(argv[3])] { return new FileHandler(directory); };
+    }
+    if (mode == "proxy" && argc == 4) {
+        return [upstream = parsePort(argv[3])] { return new ProxyHandler(upstream); };
+    }
+    return nullptr;
+}
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const std::string mode = argc > 2 ? argv[2] : "";
-    if (!(mode == "constant" && argc == 3) && !(mode == "files" && argc == 4)) {
-        std::cerr << "usage: bare-server PORT constant | PORT files DIRECTORY\n";
+    const auto makeHandler = parseMode(argc, argv);
+    if (makeHandler == nullptr) {
+        std::cerr
+            << "usage: bare-server PORT constant | PORT files DIRECTORY | PORT proxy UPSTREAM\n";
         return 2;
     }
     sigset_t signals;
@@ -107,9 +171,8 @@ int main(int argc, char** argv)
     parameters->setKeepAlive(true);
     parameters->setMaxThreads(64);
     Poco::ThreadPool pool("Connector", 4, 64, 60);
-    const Poco::Net::ServerSocket socket(static_cast<Poco::UInt16>(std::atoi(argv[1])), 64);
-    Poco::Net::HTTPServer server(new Factory(mode == "files" ? argv[3] : ""), pool, socket,
-                                 parameters);
+    const Poco::Net::ServerSocket socket(parsePort(argv[1]), 64);
+    Poco::Net::HTTPServer server(new Factory(makeHandler), pool, socket, parameters);
     server.start();
     std::cout << "HTTP: " << socket.address().port() << std::endl;
     sigdelset(&signals, SIGPIPE);
