@@ -1,8 +1,7 @@
 #include "client/ForwardedHeaders.h"
 
-#include <set>
-#include <sstream>
-#include <string>
+#include <algorithm>
+#include <array>
 
 #include "contract/common/Text.h"
 
@@ -10,31 +9,35 @@ namespace connector::http {
 
 namespace {
 
-std::string trimmed(const std::string& text)
-{
-    const auto begin = text.find_first_not_of(" \t");
-    return begin == std::string::npos
-               ? std::string()
-               : text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
-}
+using common::equalsIgnoreCaseAscii;
+
+constexpr std::string_view kConnection = "connection";
+constexpr std::array<std::string_view, 7> kAlways = {
+    kConnection, "keep-alive", "proxy-connection", "te", "trailer", "transfer-encoding", "upgrade"};
 
 } // namespace
 
-void removeConnectionHeaders(StringMultimap& headers)
+ConnectionHeaders::ConnectionHeaders(const StringMultimap& headers)
 {
-    std::set<std::string> dropped{"connection", "keep-alive",        "proxy-connection", "te",
-                                  "trailer",    "transfer-encoding", "upgrade"};
     for (const auto& [name, value] : headers) {
-        if (common::equalsIgnoreCaseAscii(name, "connection")) {
-            std::istringstream named(value);
-            for (std::string option; std::getline(named, option, ',');) {
-                dropped.insert(common::toLowerAscii(trimmed(option)));
-            }
+        if (!equalsIgnoreCaseAscii(name, kConnection)) {
+            continue;
+        }
+        constexpr const char* kBetween = " \t,";
+        for (auto begin = value.find_first_not_of(kBetween); begin != std::string::npos;) {
+            const auto end = std::min(value.find_first_of(kBetween, begin), value.size());
+            named_.push_back(value.substr(begin, end - begin));
+            begin = value.find_first_not_of(kBetween, end);
         }
     }
-    std::erase_if(headers, [&dropped](const auto& header) {
-        return dropped.contains(common::toLowerAscii(header.first));
-    });
+}
+
+bool ConnectionHeaders::contain(std::string_view name) const noexcept
+{
+    const auto isName = [name](std::string_view other) {
+        return equalsIgnoreCaseAscii(name, other);
+    };
+    return std::ranges::any_of(kAlways, isName) || std::ranges::any_of(named_, isName);
 }
 
 } // namespace connector::http

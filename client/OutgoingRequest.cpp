@@ -13,12 +13,15 @@ namespace {
 
 using common::equalsIgnoreCaseAscii;
 
-void appendField(std::string& head, const std::string& name, const std::string& value)
+/// What a usual head has room in, apart from the headers that pass.
+constexpr std::size_t kUsualSize = 512;
+
+void appendField(std::string& head, std::string_view name, std::string_view value)
 {
     if (!isToken(name) || !isFieldValue(value)) {
         throw std::invalid_argument("The request header is malformed.");
     }
-    head += name + ": " + value + "\r\n";
+    head.append(name).append(": ").append(value).append("\r\n");
 }
 
 void appendCookie(std::string& cookies, const std::string& cookie)
@@ -39,12 +42,14 @@ std::string formatRequestHead(const HttpClientRequest& request, const UpstreamUr
     if (!isToken(method)) {
         throw std::invalid_argument("The request method is malformed.");
     }
-    auto headers = request.headers;
-    removeConnectionHeaders(headers);
+    const ConnectionHeaders ofConnection(request.headers);
     std::string host;
     std::string cookies;
     std::string fields;
-    for (const auto& [name, value] : headers) {
+    for (const auto& [name, value] : request.headers) {
+        if (ofConnection.contain(name)) {
+            continue;
+        }
         if (equalsIgnoreCaseAscii(name, "host")) {
             host = host.empty() ? value : host;
         } else if (equalsIgnoreCaseAscii(name, "cookie")) {
@@ -57,7 +62,9 @@ std::string formatRequestHead(const HttpClientRequest& request, const UpstreamUr
     for (const auto& [name, value] : request.cookies) {
         appendCookie(cookies, name + "=" + value);
     }
-    auto head = method + " " + url.target + " HTTP/1.1\r\n";
+    std::string head;
+    head.reserve(kUsualSize + fields.size());
+    head.append(method).append(" ").append(url.target).append(" HTTP/1.1\r\n");
     appendField(head, "Host", host.empty() ? url.hostHeader() : host);
     head += fields;
     if (!cookies.empty()) {

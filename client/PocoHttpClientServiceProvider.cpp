@@ -129,13 +129,14 @@ void logFailedAttempt(const Outgoing& outgoing, int attempt, const std::string& 
 }
 
 std::unique_ptr<UpstreamExchange>
-exchangeWithRetries(const Outgoing& outgoing, const PocoHttpClientServiceProvider::Wait& wait)
+exchangeWithRetries(const Outgoing& outgoing, const PocoHttpClientServiceProvider::Wait& wait,
+                    ResponseReader::Buffer& buffer)
 {
     for (int n = 0;; ++n) {
         std::string failureText;
         try {
-            return std::make_unique<UpstreamExchange>(outgoing.url, outgoing.head,
-                                                      outgoing.body.view(), outgoing.stopToken);
+            return std::make_unique<UpstreamExchange>(
+                outgoing.url, outgoing.head, outgoing.body.view(), outgoing.stopToken, buffer);
         } catch (const std::exception& failure) {
             failureText = ": " + textOf(failure);
         } catch (...) { // The text below says it.
@@ -168,11 +169,14 @@ void settleContentLength(StringMultimap& headers, std::uint16_t status, const Bo
     }
 }
 
-std::unique_ptr<HttpClientResponse> makeResponse(const ResponseHead& head,
-                                                 const BodyFraming& framing, DataBuffer body)
+std::unique_ptr<HttpClientResponse> makeResponse(ResponseHead& head, const BodyFraming& framing,
+                                                 DataBuffer body)
 {
-    auto headers = head.headers;
-    removeConnectionHeaders(headers);
+    auto headers = std::move(head.headers);
+    const ConnectionHeaders ofConnection(headers);
+    std::erase_if(headers, [&ofConnection](const auto& header) {
+        return ofConnection.contain(header.first);
+    });
     settleContentLength(headers, head.status, framing);
     StringMultimap cookies;
     const auto [begin, end] = headers.equal_range("set-cookie");
@@ -205,7 +209,8 @@ PocoHttpClientServiceProvider::handle(std::unique_ptr<HttpClientRequest>&& reque
                                       Address&& /*address*/, std::shared_ptr<Context>&& /*context*/)
 {
     const auto outgoing = prepare(*request);
-    const auto exchange = exchangeWithRetries(outgoing, wait_);
+    ResponseReader::Buffer buffer; // not initialised
+    const auto exchange = exchangeWithRetries(outgoing, wait_, buffer);
     try {
         const auto framing = bodyFramingOf(exchange->head(), outgoing.method);
         auto body = exchange->readBody(framing);

@@ -28,7 +28,7 @@ namespace connector::http {
 /// | the request's token was stopped   | std::runtime_error "The request was abandoned."       |
 ///
 /// Request headers pass as `formatRequestHead` says. Answer headers pass, names in lower case, but
-/// for those of the connection (`removeConnectionHeaders`) and a Content-Length that the framing
+/// for those of the connection (`ConnectionHeaders`) and a Content-Length that the framing
 /// overrides. Set-Cookie stays among them, and gives the cookies as well.
 class CONNECTOR_API PocoHttpClientServiceProvider final : public HttpClientServiceProvider
 {

@@ -14,7 +14,6 @@ namespace {
 
 using common::DataBuffer;
 
-constexpr std::size_t kBufferSize = std::size_t{16} << 10U;
 /// How much a body of unknown length grows at least.
 constexpr std::size_t kGrowth = std::size_t{64} << 10U;
 
@@ -41,7 +40,8 @@ std::uint64_t parseChunkSize(const std::string& line)
 
 } // namespace
 
-ResponseReader::ResponseReader(Receive receive) : receive_(std::move(receive)), buffer_(kBufferSize)
+ResponseReader::ResponseReader(Receive receive, Buffer& buffer)
+    : receive_(std::move(receive)), buffer_(buffer)
 {}
 
 ResponseHead ResponseReader::readHead()

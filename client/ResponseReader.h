@@ -1,9 +1,10 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <functional>
+#include <span>
 #include <string>
-#include <vector>
 
 #include "client/ResponseHead.h"
 #include "contract/streams/DataBuffer.h"
@@ -19,7 +20,11 @@ public:
     /// @return how many; 0 at the end of the stream.
     using Receive = std::function<std::size_t(char*, std::size_t)>;
 
-    explicit ResponseReader(Receive receive);
+    /// What a reader receives into; the caller's stack has room for it, the heap takes its time.
+    using Buffer = std::array<char, std::size_t{16} << 10U>;
+
+    /// @param buffer outlives the reader.
+    ResponseReader(Receive receive, Buffer& buffer);
 
     /// The head of the final answer; interim ones (1xx) are passed over.
     /// @throws std::runtime_error "The upstream closed the connection before the end of its
@@ -45,7 +50,7 @@ private:
     bool fill();
 
     const Receive receive_;
-    std::vector<char> buffer_;
+    const std::span<char> buffer_;
     std::size_t begin_ = 0; ///< What is buffered lies from here
     std::size_t end_ = 0;   ///< to here.
 };

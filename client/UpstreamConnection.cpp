@@ -158,6 +158,9 @@ std::optional<std::size_t> UpstreamConnection::receiveSome(char* into, std::size
         receiveEvents_ = secure_ || static_cast<std::size_t>(received) == count ? 0 : POLLIN;
         return static_cast<std::size_t>(received);
     }
+    if (!secure_ && errno == ECONNRESET && resetIsEnd_) {
+        return 0;
+    }
     if (!secure_ && errno != EAGAIN && errno != EINTR) {
         failWith(errno);
     }

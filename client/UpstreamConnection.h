@@ -39,6 +39,10 @@ public:
     ///         without saying so; Poco::TimeoutException when nothing moves for `kUpstreamTimeout`.
     std::size_t receive(char* into, std::size_t count);
 
+    /// From now on a reset counts as the end of the upstream's stream: one that refuses a request
+    /// before it has read it whole, and closes, can't but reset the connection.
+    void takeResetAsEnd() noexcept { resetIsEnd_ = true; }
+
 private:
     /// Wakes the thread that blocks on the connection, and leaves the closing to it.
     struct ShutDown
@@ -56,6 +60,7 @@ private:
     Poco::Net::StreamSocket socket_;
     int descriptor_ = -1;
     bool secure_ = false;
+    bool resetIsEnd_ = false;
     std::array<std::string_view, 2> unsent_;
     short sendEvents_ = 0;    ///< What a transfer of either direction waits for.
     short receiveEvents_ = 0; ///< 0: there may be more to receive already.

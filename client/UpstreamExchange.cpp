@@ -7,12 +7,16 @@ namespace {
 /// Up to here a body is worth a copy, to leave in one piece with its head.
 constexpr std::size_t kSmallBody = std::size_t{8} << 10U;
 
+constexpr std::uint16_t kFirstErrorStatus = 400;
+
 } // namespace
 
 UpstreamExchange::UpstreamExchange(const UpstreamUrl& url, const std::string& head,
-                                   std::string_view body, const std::stop_token& stopToken)
+                                   std::string_view body, const std::stop_token& stopToken,
+                                   ResponseReader::Buffer& buffer)
     : connection_(url, stopToken),
-      reader_([this](char* into, std::size_t count) { return connection_.receive(into, count); })
+      reader_([this](char* into, std::size_t count) { return connection_.receive(into, count); },
+              buffer)
 {
     if (!body.empty() && body.size() <= kSmallBody) {
         joined_.append(head).append(body);
@@ -21,6 +25,9 @@ UpstreamExchange::UpstreamExchange(const UpstreamUrl& url, const std::string& he
         connection_.send(head, body);
     }
     head_ = reader_.readHead();
+    if (head_.status >= kFirstErrorStatus && !body.empty()) {
+        connection_.takeResetAsEnd();
+    }
 }
 
 } // namespace connector::http

@@ -16,13 +16,14 @@ public:
     /// Connects, sends the request and reads the head of the answer, which may come before the
     /// request has left whole: the rest follows while the answer's body is read, as far as the
     /// upstream takes it.
-    /// @param head of the request, up to the empty line; like @p body it outlives the exchange.
+    /// @param head of the request, up to the empty line; like @p body and @p buffer it outlives the
+    /// exchange.
     /// @throws as UpstreamConnection and `ResponseReader::readHead`.
     UpstreamExchange(const UpstreamUrl& url, const std::string& head, std::string_view body,
-                     const std::stop_token& stopToken);
+                     const std::stop_token& stopToken, ResponseReader::Buffer& buffer);
 
     /// The head of the answer.
-    [[nodiscard]] const ResponseHead& head() const noexcept { return head_; }
+    [[nodiscard]] ResponseHead& head() noexcept { return head_; }
 
     /// Reads the body of the answer, once.
     /// @throws as `ResponseReader::readBody`.

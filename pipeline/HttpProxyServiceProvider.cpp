@@ -78,7 +78,7 @@ HttpProxyServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Address
     auto outgoing = std::make_unique<HttpClientRequest>(
         targetUrl_ + percentEncode(request->path, mayStandInPath) + "?" +
             percentEncode(request->query, mayStandInQuery),
-        request->method, StringMultimap(request->headers), StringMultimap(), request->body);
+        request->method, std::move(request->headers), StringMultimap(), std::move(request->body));
     outgoing->stopToken = request->stopToken;
     const auto reply =
         await(context->send(std::move(outgoing), kClientService), request->stopToken);

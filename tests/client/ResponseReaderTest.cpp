@@ -13,12 +13,14 @@ namespace {
 /// Status and body of the answer in @p wire, or the failure's text.
 std::string read(std::string_view wire, std::size_t fragment, const std::string& method)
 {
-    ResponseReader reader([&wire, fragment](char* into, std::size_t count) {
+    ResponseReader::Buffer buffer;
+    const auto receive = [&wire, fragment](char* into, std::size_t count) {
         const auto received = std::min({count, fragment, wire.size()});
         std::memcpy(into, wire.data(), received);
         wire.remove_prefix(received);
         return received;
-    });
+    };
+    ResponseReader reader(receive, buffer);
     std::string result;
     const auto failure = test::failureOf([&] {
         const auto head = reader.readHead();
