@@ -23,4 +23,10 @@ bool clientIsGone(int descriptor, bool encrypted)
     return has(POLLIN) && (::ioctl(descriptor, FIONREAD, &waiting) != 0 || waiting == 0);
 }
 
+bool clientHasClosed(int descriptor)
+{
+    pollfd watched = {descriptor, POLLRDHUP, 0};
+    return ::poll(&watched, 1, 0) > 0;
+}
+
 } // namespace connector::http

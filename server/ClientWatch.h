@@ -8,4 +8,8 @@ namespace connector::http {
 /// @param encrypted the client may have said so, which waits as input: the end behind it counts.
 bool clientIsGone(int descriptor, bool encrypted);
 
+/// Whether the client has closed its side of the connection or lost it. It may still take an answer
+/// then. Does not block.
+bool clientHasClosed(int descriptor);
+
 } // namespace connector::http

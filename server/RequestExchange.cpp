@@ -1,6 +1,7 @@
 #include "server/RequestExchange.h"
 
 #include <Poco/Exception.h>
+#include <chrono>
 #include <iostream>
 #include <stdexcept>
 #include <utility>
@@ -74,7 +75,11 @@ void RequestExchange::exchange()
     auto message = readMessage();
     warnOfQtWebKit(*message);
     const auto context = server_.getConnector()->createContext();
+    const auto begin = std::chrono::steady_clock::now();
     const auto reply = awaitReply(context->send(std::move(message), server_.getAddress()));
+    if (std::chrono::steady_clock::now() - begin > kReplyStep) {
+        warnOfClosedClient();
+    }
     if (auto* response = messageAs<HttpResponse>(reply)) {
         answer(*response);
     } else if (const auto* webSocket = messageAs<WebSocket>(reply)) {
@@ -130,6 +135,15 @@ std::unique_ptr<Message> RequestExchange::awaitReply(Future<std::unique_ptr<Mess
         }
     }
     return reply.get();
+}
+
+void RequestExchange::warnOfClosedClient() const
+{
+    if (kServerLog.enabled(Level::Warning) && server_.isStarted() &&
+        clientHasClosed(connection_.sockfd())) {
+        kServerLog.write(Level::Warning,
+                         "The client closed the connection before its answer: " + describe());
+    }
 }
 
 void RequestExchange::answer(HttpResponse& reply)

@@ -46,6 +46,7 @@ private:
     std::string baseUrl() const;
     void warnOfQtWebKit(const HttpRequest& message) const;
     std::unique_ptr<Message> awaitReply(Future<std::unique_ptr<Message>>&& reply);
+    void warnOfClosedClient() const;
     void answer(HttpResponse& reply);
     std::optional<common::DataBuffer> awaitBody(HttpResponse& reply);
     void send(ResponseHead& head, std::string_view body);

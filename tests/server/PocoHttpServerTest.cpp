@@ -13,6 +13,7 @@
 #include "contract/http/HttpServiceProvider.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
+#include "server/ServerLimits.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RawClient.h"
 
@@ -292,6 +293,28 @@ TEST_F(PocoHttpServerTest, AbandonsABodyWhoseClientHasGone)
     server_->stop();
     EXPECT_TRUE(log.contains("Socket error: get http://"));
     EXPECT_TRUE(log.contains("/slow?q=1 [200]"));
+}
+
+TEST_F(PocoHttpServerTest, TellsOfAClientThatLeftBeforeASlowAnswer)
+{
+    std::promise<void> asked;
+    std::promise<void> left;
+    serve([&](HttpRequest&) {
+        asked.set_value();
+        left.get_future().wait();
+        std::this_thread::sleep_for(2 * kReplyStep); // what makes it slow
+        return makeReadyHttpResponse(200, "");
+    });
+    const test::ScopedLogCapture log;
+    {
+        RawClient client(server_->getPort());
+        client.send(makeRequest("GET", "/slow?q=1"));
+        asked.get_future().wait();
+    }
+    left.set_value();
+    while (!log.contains("The client closed the connection before its answer: get http://")) {
+        std::this_thread::yield();
+    }
 }
 
 TEST_F(PocoHttpServerTest, FailuresOfThePipelineAreA500)
