@@ -103,9 +103,13 @@ DataBuffer ResponseReader::readUntilClose()
     DataBuffer body;
     for (;;) {
         const auto begin = body.size();
-        requireBodyFits(begin);
-        if (begin == body.capacity()) { // up to one byte too many, which tells
-            body.reserve(std::min(std::max(kGrowth, 2 * begin), kMaxResponseBody + 1));
+        if (begin == kMaxResponseBody) {
+            char next = 0;
+            requireBodyFits(begin + readSome(&next, 1));
+            return body;
+        }
+        if (begin == body.capacity()) {
+            body.reserve(std::min(std::max(kGrowth, 2 * begin), kMaxResponseBody));
         }
         body.resize(body.capacity());
         const auto received = readSome(body.data() + begin, body.size() - begin);
