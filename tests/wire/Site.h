@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -22,26 +23,23 @@ public:
     Site();
 
     /// The directory of the site.
-    [[nodiscard]] std::string path() const { return (directory_.path() / "site").string(); }
+    [[nodiscard]] std::string path() const { return (directory.path() / "site").string(); }
 
     /// A further directory to serve.
-    [[nodiscard]] std::string docs() const { return (directory_.path() / "docs").string(); }
+    [[nodiscard]] std::string docs() const { return (directory.path() / "docs").string(); }
 
-    [[nodiscard]] const TemporaryDirectory& directory() const noexcept { return directory_; }
-
-private:
-    TemporaryDirectory directory_;
+    const TemporaryDirectory directory;
 };
 
-/// A host that serves the site at "/", its documents at "/docs" and constants.
+/// A host that serves the site at "/", its documents at "/docs" and "/lib", and constants.
 class ServedSite
 {
 public:
-    /// @param arguments further ones of the host.
-    explicit ServedSite(std::vector<std::string> arguments = {});
-
     Site site;
-    HostProcess host;
+    HostProcess host{kHostBinary,
+                     {"--no-secure", "--content", "/docs=" + site.docs(), "--cached-content",
+                      "/lib=" + site.docs(), "--constant", "/ping=200,pong", "--constant",
+                      "/gone=410,", site.path()}};
 
     [[nodiscard]] std::uint16_t port() const noexcept { return host.port(); }
 
@@ -50,6 +48,14 @@ public:
     {
         return exchange(port(), makeRequest("GET", target, headers));
     }
+};
+
+class ServedSiteTest : public testing::Test
+{
+protected:
+    std::string type(const std::string& line) { return served_.host.console(line); }
+
+    ServedSite served_;
 };
 
 } // namespace connector::test
