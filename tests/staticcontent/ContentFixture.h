@@ -3,10 +3,9 @@
 #include <gtest/gtest.h>
 #include <map>
 
-#include "contract/http/HttpResponse.h"
-#include "contract/streams/ReducingSubscriber.h"
 #include "staticcontent/StaticContentServiceImpl.h"
 #include "staticcontent/StaticContentServiceProvider.h"
+#include "tests/support/HttpMessages.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace connector::http {
@@ -33,21 +32,14 @@ protected:
 
     Reply get(std::string_view path, StringMultimap headers = {}, const char* method = "get")
     {
-        using common::DataBuffer;
-        using Reducing = reactive_streams::ReducingSubscriber<DataBuffer, DataBuffer>;
-        auto request =
-            std::make_unique<HttpRequest>("", std::string(path), "", method, std::move(headers),
-                                          StringMultimap(), StringMultimap(), true, nullptr);
+        auto request = test::makeHttpRequest(std::string(path), method, std::move(headers));
         const auto message =
             StaticContentServiceProvider(service_).handle(std::move(request), {}, nullptr).get();
         const auto& response = dynamic_cast<HttpResponse&>(*message);
-        Reply reply{response.status, {response.headers.begin(), response.headers.end()}, ""};
+        Reply reply{response.status,
+                    {response.headers.begin(), response.headers.end()},
+                    test::bodyOf(response)};
         EXPECT_EQ(reply.headers.size(), response.headers.size()) << "a header is there twice";
-        if (response.body != nullptr) {
-            const auto reducing = std::make_shared<Reducing>(common::concatenate);
-            response.body->subscribe(reducing);
-            reply.body = reducing->getResult().get().view();
-        }
         return reply;
     }
 

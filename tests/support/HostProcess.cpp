@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <poll.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -19,8 +17,6 @@
 namespace connector::test {
 
 namespace {
-
-constexpr std::chrono::seconds kDeadline{20};
 
 std::array<int, 2> makePipe()
 {
@@ -33,6 +29,7 @@ std::array<int, 2> makePipe()
 
 [[noreturn]] void become(const std::vector<std::string>& command, int input, int output, int errors)
 {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
@@ -54,15 +51,6 @@ std::vector<std::string> hostCommand(const std::string& binary,
         command.insert(command.end(), {"--port", std::to_string(findFreePort())});
     }
     return command;
-}
-
-/// The number behind @p label, or 0.
-std::uint16_t numberBehind(const std::string& line, const std::string& label)
-{
-    const auto found = line.find(label);
-    return found == std::string::npos
-               ? std::uint16_t{0}
-               : static_cast<std::uint16_t>(std::stoul(line.substr(found + label.size())));
 }
 
 } // namespace
@@ -146,25 +134,14 @@ void ChildProcess::signal(int number) const
 
 int ChildProcess::wait()
 {
-    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
     int status = 0;
-    while (waitpid(pid_, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            throw std::runtime_error("the program does not end");
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    waitpid(pid_, &status, 0);
     pid_ = -1;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 bool ChildProcess::readMore()
 {
-    pollfd polled = {output_, POLLIN, 0};
-    const auto milliseconds = std::chrono::milliseconds(kDeadline).count();
-    if (poll(&polled, 1, static_cast<int>(milliseconds)) <= 0) {
-        throw std::runtime_error("the program says nothing: \"" + received_ + "\" " + errors());
-    }
     std::array<char, 64 * 1024> bytes;
     const auto count = ::read(output_, bytes.data(), bytes.size());
     if (count > 0) {
@@ -176,17 +153,13 @@ bool ChildProcess::readMore()
 HostProcess::HostProcess(const std::string& binary, const std::vector<std::string>& arguments)
     : ChildProcess(hostCommand(binary, arguments))
 {
-    std::string line;
+    const std::string label = "HTTP: ";
     while (port_ == 0) {
-        line = readLine();
-        port_ = numberBehind(line, "HTTP: ");
+        const auto line = readLine();
+        if (const auto found = line.find(label); found != std::string::npos) {
+            port_ = static_cast<std::uint16_t>(std::stoul(line.substr(found + label.size())));
+        }
     }
-    securePort_ = numberBehind(line, "HTTPS: ");
-    readAddresses();
-}
-
-void HostProcess::readAddresses()
-{
     // The answer to this marks the end of the start-up's lines.
     write("(mark)\n");
     while (!readLine().starts_with("error: ")) {

@@ -10,8 +10,8 @@
 
 namespace connector::test {
 
-/// A program that this test started, with its three streams. Every wait has a deadline of 20
-/// seconds, after which it throws std::runtime_error. The destructor kills what still runs.
+/// A program that this test started, with its three streams. It ends with the object, and with the
+/// thread that made it; a wait for it lasts until the time limit of the test at most.
 class ChildProcess
 {
 public:
@@ -41,8 +41,6 @@ public:
     /// @return the exit status, or 128 and the number of the signal that ended it.
     int wait();
 
-    [[nodiscard]] pid_t pid() const noexcept { return pid_; }
-
 private:
     bool readMore();
 
@@ -63,9 +61,6 @@ public:
 
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
 
-    /// The port of the HTTPS server, 0 without one.
-    [[nodiscard]] std::uint16_t securePort() const noexcept { return securePort_; }
-
     /// Types a line at the console.
     /// @return the answer: its lines up to the empty one, without the last end of line.
     std::string console(const std::string& line);
@@ -75,10 +70,7 @@ public:
     int stop();
 
 private:
-    void readAddresses();
-
     std::uint16_t port_ = 0;
-    std::uint16_t securePort_ = 0;
 };
 
 } // namespace connector::test

@@ -11,6 +11,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "contract/common/Text.h"
+
 namespace connector::test {
 
 namespace {
@@ -27,18 +29,10 @@ sockaddr_in loopback(std::uint16_t port)
 void waitFor(int socket, short event)
 {
     pollfd polled = {socket, event, 0};
-    const auto milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(RawClient::kDeadline).count();
-    if (poll(&polled, 1, static_cast<int>(milliseconds)) <= 0) {
+    constexpr std::chrono::milliseconds kPatience = RawClient::kDeadline;
+    if (poll(&polled, 1, static_cast<int>(kPatience.count())) <= 0) {
         throw std::runtime_error("the server did nothing for the whole deadline");
     }
-}
-
-std::string toLower(std::string text)
-{
-    std::ranges::transform(text, text.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
-    return text;
 }
 
 WireResponse parseHead(const std::string& head)
@@ -54,7 +48,7 @@ WireResponse parseHead(const std::string& head)
         const auto line = head.substr(begin, end - begin);
         const auto colon = line.find(':');
         const auto value = line.find_first_not_of(' ', colon + 1);
-        response.headers.emplace(toLower(line.substr(0, colon)),
+        response.headers.emplace(common::toLowerAscii(line.substr(0, colon)),
                                  value == std::string::npos ? "" : line.substr(value));
         begin = end + 2;
     }
