@@ -18,8 +18,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-using Cancellers = std::vector<std::shared_ptr<connector::common::TickManager::Canceller>>;
-
 TEST(Periodic, RunsDueTimersInOrderOfTimeEachAtItsTick)
 {
     ManualTick clock(1000);
@@ -58,13 +56,14 @@ TEST(Periodic, EndsWithItsHandleAndReleasesItsFunction)
     EXPECT_EQ(*calls, 2);
     EXPECT_EQ(calls.use_count(), 1);
 
-    Cancellers both;
+    std::vector<decltype(timer)> both;
     for (int i = 0; i < 2; ++i) {
-        const auto endBoth = [calls, &both](long long) {
-            ++*calls;
-            both.clear();
-        };
-        both.push_back(periodic(endBoth, 5));
+        both.push_back(periodic(
+            [calls, &both](long long) {
+                ++*calls;
+                both.clear();
+            },
+            5));
     }
     clock.advance(100);
     EXPECT_EQ(*calls, 3);

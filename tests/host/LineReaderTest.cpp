@@ -1,7 +1,7 @@
 #include "host/LineReader.h"
 
-#include <array>
 #include <gmock/gmock.h>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -15,70 +15,58 @@ using Event = LineReader::Event;
 class LineReaderTest : public testing::Test
 {
 protected:
+    LineReaderTest()
+    {
+        EXPECT_EQ(pipe(input_), 0);
+        EXPECT_EQ(pipe(wake_), 0);
+        reader_.emplace(input_[0], wake_[0], 8);
+    }
+
     ~LineReaderTest() override
     {
-        endInput();
-        close(input_[0]);
-        close(wake_[0]);
-        close(wake_[1]);
+        for (const auto end : {input_[0], input_[1], wake_[0], wake_[1]}) {
+            close(end);
+        }
     }
 
-    void type(const std::string& text) const
+    /// Every event up to the end of the input; a line as its text, another as "(TooLong)".
+    std::vector<std::string> readAll(const std::string& typed)
     {
-        ASSERT_EQ(write(input_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    void endInput() { close(std::exchange(input_[1], -1)); }
-
-    /// Every event up to the end; a line as its text, another as "(TooLong)".
-    std::vector<std::string> readAll()
-    {
+        EXPECT_EQ(write(input_[1], typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+        close(std::exchange(input_[1], -1));
         std::vector<std::string> events;
         std::string line;
-        for (auto event = reader_.next(line); event == Event::Line || event == Event::TooLong;
-             event = reader_.next(line)) {
+        for (auto event = reader_->next(line); event == Event::Line || event == Event::TooLong;
+             event = reader_->next(line)) {
             events.push_back(event == Event::Line ? line : "(TooLong)");
         }
         return events;
     }
 
-    static std::array<int, 2> makePipe()
-    {
-        std::array<int, 2> ends{};
-        EXPECT_EQ(pipe(ends.data()), 0);
-        return ends;
-    }
-
-    std::array<int, 2> input_ = makePipe();
-    std::array<int, 2> wake_ = makePipe();
-    LineReader reader_{input_[0], wake_[0], 8};
+    int input_[2] = {};
+    int wake_[2] = {};
+    std::optional<LineReader> reader_;
 };
 
 TEST_F(LineReaderTest, LinesComeWithoutTheirEndsAndTheLastNeedsNone)
 {
-    type("one\ntwo\r\n\n12345678\nlast");
-    endInput();
-    EXPECT_THAT(readAll(), testing::ElementsAre("one", "two", "", "12345678", "last"));
+    EXPECT_THAT(readAll("one\ntwo\r\n\n12345678\nlast"),
+                testing::ElementsAre("one", "two", "", "12345678", "last"));
 }
 
 TEST_F(LineReaderTest, ALineBeyondTheLimitIsDroppedWholeAndTheNextIsRead)
 {
-    type("123456789\nnext\n");
-    std::string line;
-    EXPECT_EQ(reader_.next(line), Event::TooLong);
-    EXPECT_EQ(reader_.next(line), Event::Line);
-    EXPECT_EQ(line, "next");
-    type(std::string(40000, 'x'));
-    type("tail\nafter\n" + std::string(20, 'y'));
-    endInput();
-    EXPECT_THAT(readAll(), testing::ElementsAre("(TooLong)", "after", "(TooLong)"));
+    EXPECT_THAT(
+        readAll("123456789\nnext\n" + std::string(40000, 'x') + "tail\nafter\n" + "yyyyyyyyyyyyyy"),
+        testing::ElementsAre("(TooLong)", "next", "(TooLong)", "after", "(TooLong)"));
 }
 
 TEST_F(LineReaderTest, IsWokenWhileItWaits)
 {
-    type("half");
+    ASSERT_EQ(write(input_[1], "half", 4), 4);
     ASSERT_EQ(write(wake_[1], "!", 1), 1);
     std::string line;
-    EXPECT_EQ(reader_.next(line), Event::Woken);
+    EXPECT_EQ(reader_->next(line), Event::Woken);
 }
 
 } // namespace

@@ -103,21 +103,15 @@ TEST_F(LocalConnectorTest, TheLongestRegisteredPrefixReceives)
 TEST_F(LocalConnectorTest, ProvidersAtOneAddressFormAChain)
 {
     const auto second = stage("2");
+    bus_->registerProvider("y", terminal("Y"));
     bus_->registerProvider("x", std::make_shared<Station>("1", false, bus_->createContext()));
     bus_->registerProvider("x", second);
+    EXPECT_EQ(journey(*bus_, "x/y/z"), "1>2>Y(z)") << "the last one forwards to what follows";
     bus_->registerProvider("x", terminal("3"));
     EXPECT_EQ(journey(*bus_, "x/rest"), "1>2>3(rest)");
     bus_->unregisterProvider("x", second);
     EXPECT_EQ(journey(*bus_, "x/rest"), "1>3(rest)");
     EXPECT_THROW(bus_->unregisterProvider("x", second), std::invalid_argument);
-}
-
-TEST_F(LocalConnectorTest, TheLastStageForwardsToWhatFollowsInTheAddress)
-{
-    bus_->registerProvider("x", stage("1"));
-    bus_->registerProvider("x", stage("2"));
-    bus_->registerProvider("y", terminal("Y"));
-    EXPECT_EQ(journey(*bus_, "x/y/z"), "1>2>Y(z)");
 }
 
 TEST_F(LocalConnectorTest, AContextOutlivesItsConnector)

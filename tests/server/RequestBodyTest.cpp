@@ -3,7 +3,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
+#include <tuple>
 
 #include "server/RequestRefusal.h"
 #include "server/ServerLimits.h"
@@ -42,44 +42,36 @@ constexpr BodyFraming kChunked = {true, 0};
 
 TEST(RequestBody, ReadsExactlyTheBody)
 {
-    struct Case
+    const std::string large(200'000, 'x');
+    const struct
     {
-        const char* name;
         BodyFraming framing;
         std::string input;
         std::string body;
         std::string rest;
+    } cases[] = {
+        {{false, 0}, "GET", "", "GET"},
+        {{false, 5}, "helloGET", "hello", "GET"},
+        {{false, large.size()}, large + "G", large, "G"},
+        {kChunked, "5\r\nhello\r\n1\r\n!\r\n0\r\n\r\nGET", "hello!", "GET"},
+        {kChunked, "0000A\r\n0123456789\r\n0\r\n\r\n", "0123456789", ""},
+        {kChunked, "2;a=\"b\"\r\nok\r\n0;last\r\n\r\n", "ok", ""},
+        {kChunked, "2\r\nok\r\n0\r\nDigest: x\r\nA: b\r\n\r\nGET", "ok", "GET"},
+        {kChunked, "2\nok\n0\n\nGET", "ok", "GET"},
     };
-    const std::string large(200'000, 'x');
-    const std::vector<Case> table = {
-        {"none", {false, 0}, "GET", "", "GET"},
-        {"length", {false, 5}, "helloGET", "hello", "GET"},
-        {"large", {false, large.size()}, large + "G", large, "G"},
-        {"chunks", kChunked, "5\r\nhello\r\n1\r\n!\r\n0\r\n\r\nGET", "hello!", "GET"},
-        {"hexadecimal", kChunked, "0000A\r\n0123456789\r\n0\r\n\r\n", "0123456789", ""},
-        {"extension", kChunked, "2;a=\"b\"\r\nok\r\n0;last\r\n\r\n", "ok", ""},
-        {"trailer", kChunked, "2\r\nok\r\n0\r\nDigest: x\r\nA: b\r\n\r\nGET", "ok", "GET"},
-        {"bare line feeds", kChunked, "2\nok\n0\n\nGET", "ok", "GET"},
-    };
-    for (const auto& entry : table) {
+    for (const auto& [framing, input, body, rest] : cases) {
         for (const std::size_t step : {1, 3, 4096}) {
-            SCOPED_TRACE(std::string(entry.name) + " by " + std::to_string(step));
-            TextSource source(entry.input, step);
-            EXPECT_EQ(readBody(source, entry.framing).view(), entry.body);
-            EXPECT_EQ(source.rest(), entry.rest);
+            SCOPED_TRACE(input.substr(0, 40) + " by " + std::to_string(step));
+            TextSource source(input, step);
+            EXPECT_EQ(readBody(source, framing).view(), body);
+            EXPECT_EQ(source.rest(), rest);
         }
     }
 }
 
 TEST(RequestBody, RefusesWhatIsTruncatedMalformedOrTooLarge)
 {
-    struct Case
-    {
-        BodyFraming framing;
-        std::string input;
-        unsigned short status;
-    };
-    const std::vector<Case> table = {
+    const std::tuple<BodyFraming, std::string, int> cases[] = {
         {{false, 5}, "hell", 400},
         {kChunked, "", 400},
         {kChunked, "5\r\nhel", 400},
@@ -96,14 +88,14 @@ TEST(RequestBody, RefusesWhatIsTruncatedMalformedOrTooLarge)
         {kChunked, "7fffffffffffffff\r\nx", 413},
         {kChunked, "1\r\nx\r\nffffffffffffffff\r\nx", 413},
     };
-    for (const auto& entry : table) {
-        SCOPED_TRACE(entry.input.substr(0, 40));
-        TextSource source(entry.input, 4096);
+    for (const auto& [framing, input, status] : cases) {
+        SCOPED_TRACE(input.substr(0, 40));
         try {
-            readBody(source, entry.framing);
+            TextSource source(input, 4096);
+            readBody(source, framing);
             ADD_FAILURE() << "not refused";
         } catch (const RequestRefusal& refusal) {
-            EXPECT_EQ(refusal.status(), entry.status) << refusal.what();
+            EXPECT_EQ(refusal.status(), status) << refusal.what();
         }
     }
 }

@@ -6,7 +6,6 @@
 #include <Poco/URI.h>
 #include <gtest/gtest.h>
 #include <utility>
-#include <vector>
 
 namespace connector::http {
 namespace {
@@ -44,38 +43,31 @@ TEST(RequestParts, ReadsCookiesAsTheLibraryDoes)
 
 TEST(RequestParts, NormalisesPaths)
 {
-    const std::vector<std::pair<std::string, std::string>> table = {
-        {"", "/"},
-        {"a", "/a"},
-        {"*", "/*"},
-        {"/a/b/../c", "/a/c"},
-        {"/../x", "/x"},
-        {"/a/..", ""},
-        {"/a/../", "/"},
-        {"/a/b/../../../c", "/c"},
-        {"/..a/b", "/..a/b"},
-        {"/a/...", "/a/..."},
-        {"//../a", "/a"},
-        {"/a//../b", "/a/b"},
-        {"..", ""},
-    };
-    for (const auto& [path, expected] : table) {
+    const std::pair<const char*, const char*> cases[] = {{"", "/"},
+                                                         {"*", "/*"},
+                                                         {"/a/b/../c", "/a/c"},
+                                                         {"/../x", "/x"},
+                                                         {"/a/..", ""},
+                                                         {"/a/../", "/"},
+                                                         {"/a/b/../../../c", "/c"},
+                                                         {"/..a/b", "/..a/b"},
+                                                         {"/a/...", "/a/..."},
+                                                         {"//../a", "/a"},
+                                                         {"/a//../b", "/a/b"},
+                                                         {"..", ""}};
+    for (const auto& [path, expected] : cases) {
         EXPECT_EQ(normalisePath(path), expected) << path;
     }
 }
 
 TEST(RequestParts, SplitsAndDecodesParameters)
 {
-    using Expected = StringMultimap;
-    const std::vector<std::pair<std::string, Expected>> table = {
+    const std::pair<const char*, StringMultimap> cases[] = {
         {"", {}},
         {"a=1&B=2&a=3", {{"a", "1"}, {"b", "2"}, {"a", "3"}}},
-        {"flag&empty=&=nameless", {{"flag", ""}, {"empty", ""}, {"", "nameless"}}},
-        {"x=a%26b%3Dc&y=1=2", {{"x", "a&b=c"}, {"y", "1=2"}}},
-        {"%41=%c3%bc+", {{"a", "\xC3\xBC+"}}},
-        {"&&a=b&", {{"a", "b"}}},
-    };
-    for (const auto& [query, expected] : table) {
+        {"&flag&&empty=&=nameless&", {{"flag", ""}, {"empty", ""}, {"", "nameless"}}},
+        {"%41=a%26b%3Dc&y=1=2%c3%bc+", {{"a", "a&b=c"}, {"y", "1=2\xC3\xBC+"}}}};
+    for (const auto& [query, expected] : cases) {
         EXPECT_EQ(parseParameters(query), expected) << query;
     }
     EXPECT_THROW(parseParameters("a=%zz"), Poco::Exception);

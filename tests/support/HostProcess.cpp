@@ -53,6 +53,15 @@ std::vector<std::string> hostCommand(const std::string& binary,
     return command;
 }
 
+/// The number behind @p label, or 0.
+std::uint16_t numberBehind(const std::string& line, const std::string& label)
+{
+    const auto found = line.find(label);
+    return found == std::string::npos
+               ? std::uint16_t{0}
+               : static_cast<std::uint16_t>(std::stoul(line.substr(found + label.size())));
+}
+
 } // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command)
@@ -153,13 +162,12 @@ bool ChildProcess::readMore()
 HostProcess::HostProcess(const std::string& binary, const std::vector<std::string>& arguments)
     : ChildProcess(hostCommand(binary, arguments))
 {
-    const std::string label = "HTTP: ";
+    std::string line;
     while (port_ == 0) {
-        const auto line = readLine();
-        if (const auto found = line.find(label); found != std::string::npos) {
-            port_ = static_cast<std::uint16_t>(std::stoul(line.substr(found + label.size())));
-        }
+        line = readLine();
+        port_ = numberBehind(line, "HTTP: ");
     }
+    securePort_ = numberBehind(line, "HTTPS: ");
     // The answer to this marks the end of the start-up's lines.
     write("(mark)\n");
     while (!readLine().starts_with("error: ")) {

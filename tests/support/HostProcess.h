@@ -61,6 +61,9 @@ public:
 
     [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
 
+    /// The port of the HTTPS server, 0 without one.
+    [[nodiscard]] std::uint16_t securePort() const noexcept { return securePort_; }
+
     /// Types a line at the console.
     /// @return the answer: its lines up to the empty one, without the last end of line.
     std::string console(const std::string& line);
@@ -71,6 +74,7 @@ public:
 
 private:
     std::uint16_t port_ = 0;
+    std::uint16_t securePort_ = 0;
 };
 
 } // namespace connector::test

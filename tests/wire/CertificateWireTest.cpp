@@ -38,10 +38,10 @@ std::string commandsUnder(const std::string& heading)
 TEST(CertificateWireTest, ABrowserTrustsOnesOwnCertificateAfterTheDocumentedCommands)
 {
     const Site site;
-    site.directory().write("site/cookie.html", "<p></p><script>cookieStore.getAll().then(all => all"
-                                               ".forEach(cookie => document.body.append(cookie.name"
-                                               ", ' secure ', cookie.secure)));</script>");
-    const auto home = site.directory().path();
+    site.directory.write("site/cookie.html", "<p></p><script>cookieStore.getAll().then(all => all"
+                                             ".forEach(cookie => document.body.append(cookie.name"
+                                             ", ' secure ', cookie.secure)));</script>");
+    const auto home = site.directory.path();
     const auto run = [&home](const std::string& commands) {
         ChildProcess shell(
             {"env", "HOME=" + home.string(), "sh", "-euc", "cd \"$HOME\"\n" + commands});
