@@ -66,7 +66,7 @@ def main():
     if options.host:
         host = shlex.split(options.host)
     servers = {"host": (Server(host), "/echo"),
-               "bare": (Server([options.build / "bench" / "bare-websocket-server", "32515"]), "/")}
+               "bare": (Server([options.build / "bench" / "bare-websocket-server", "0"]), "/")}
     try:
         print(f"{'bytes':>8} {'conn':>4} {'flight':>6} | {'host/s':>9} {'bare/s':>9} {'ratio':>6} |"
               f" {'host us':>8} {'bare us':>8} {'ratio':>6}")
