@@ -11,8 +11,10 @@ namespace connector::http {
 
 namespace {
 
-/// Without descriptors every accept fails at once; the pause keeps the acceptor from spinning.
+/// Without descriptors every accept fails at once, and so it does between the end of the socket and
+/// that of the acceptor; the pause keeps the acceptor from spinning.
 constexpr long kPauseWithoutDescriptorsMs = 20;
+constexpr long kPauseAtEndMs = 1;
 
 } // namespace
 
@@ -29,6 +31,8 @@ int acceptDescriptor(int listeningDescriptor, Poco::Net::SocketAddress& peer)
         const auto failure = errno;
         if (failure == EMFILE || failure == ENFILE) {
             Poco::Thread::sleep(kPauseWithoutDescriptorsMs);
+        } else if (failure == EINVAL) {
+            Poco::Thread::sleep(kPauseAtEndMs);
         }
         throw Poco::Net::NetException("Accepting a connection failed", failure);
     }
