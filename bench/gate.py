@@ -81,7 +81,7 @@ WORKLOADS = {
     "constant": Workload("/constant", ["bare-server", "32515", "constant"], 0.95, 2),
     "1 KB file": Workload("/1KB.js", ["bare-server", "32515", "files", "{site}"], 1.02, 6),
     "64 KB file": Workload("/64KB.js", ["bare-server", "32515", "files", "{site}"], 0.85, 6),
-    "64 B echo": Echo("/echo", ["bare-websocket-server", "32515"], 0.95, 2),
+    "64 B echo": Echo("/echo", ["bare-websocket-server", "32515"], 0.75, 2),
 }
 
 

@@ -32,6 +32,17 @@ bool FrameSender::queue(WebSocketFrame&& frame)
     return !roomAwaited_;
 }
 
+FrameSender::Flushed FrameSender::send(WebSocketFrame&& frame)
+{
+    std::unique_lock lock(mutex_);
+    if (!doTakesMore()) {
+        return {};
+    }
+    doQueue(std::move(frame));
+    roomAwaited_ = true;
+    return flushing_ || blocked_ ? doTellRoom() : doFlush(lock);
+}
+
 void FrameSender::doQueue(WebSocketFrame&& frame)
 {
     auto rest = frame.payload.view();
@@ -46,7 +57,14 @@ void FrameSender::doQueue(WebSocketFrame&& frame)
     }
     // A fragment that a provider hands on is not the message's last.
     flags = static_cast<std::uint8_t>(flags | (frame.flags & kFinalBit));
-    data_.push_back({FrameHead(flags, rest.size()), rest, std::move(frame.payload), true, true});
+    Piece last = {FrameHead(flags, rest.size()), rest, std::move(frame.payload), true, true};
+    if (flushing_ || doHasLoaded() || !data_.empty() || !pongs_.empty()) {
+        data_.push_back(std::move(last));
+    } else { // mostly; saves the way through the queue
+        loaded_.clear();
+        current_ = 0;
+        loaded_.push_back(std::move(last));
+    }
 }
 
 void FrameSender::queuePong(common::DataBuffer&& payload)
@@ -123,19 +141,31 @@ FrameSender::Flushed FrameSender::doFlush(std::unique_lock<std::mutex>& lock)
         blocked_ = stalled_ || (sent >= kFlushBytes && doLoad());
     }
     flushing_ = false;
-    flushed_.notify_all();
+    if (ended_) {
+        flushed_.notify_all();
+    }
+    auto flushed = doTellRoom();
+    flushed.stuck = blocked_ || !failure_.empty();
+    return flushed;
+}
+
+FrameSender::Flushed FrameSender::doTellRoom()
+{
     const auto roomAgain = roomAwaited_ && queuedBytes_ < kSendQueueLimit && doTakesMore();
     roomAwaited_ = roomAwaited_ && !roomAgain;
-    return {blocked_ || !failure_.empty(), roomAgain};
+    return {false, roomAgain};
 }
 
 bool FrameSender::doLoad()
 {
-    if (current_ < loaded_.size()) {
+    if (doHasLoaded()) {
         return true;
     }
     loaded_.clear();
     current_ = 0;
+    if (pongs_.empty() && data_.empty()) {
+        return false;
+    }
     std::move(pongs_.begin(), pongs_.end(), std::back_inserter(loaded_));
     pongs_.clear();
     pongBytes_ = 0;
@@ -199,16 +229,10 @@ void FrameSender::doDrop()
     blocked_ = stalled_ = false;
 }
 
-bool FrameSender::isBlocked() const
-{
-    const std::lock_guard lock(mutex_);
-    return blocked_;
-}
-
 bool FrameSender::isIdle() const
 {
     const std::lock_guard lock(mutex_);
-    return !flushing_ && current_ == loaded_.size() && data_.empty() && pongs_.empty();
+    return !flushing_ && !doHasLoaded() && data_.empty() && pongs_.empty();
 }
 
 void FrameSender::failIfStalled(std::chrono::milliseconds limit)

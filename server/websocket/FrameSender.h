@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -30,7 +31,7 @@ public:
     struct Flushed
     {
         bool stuck = false;     ///< Sending failed, or needs `resume` once the socket is ready.
-        bool roomAgain = false; ///< There is room for the frame that `queue` had none for.
+        bool roomAgain = false; ///< There is room for a next frame: told once for each.
     };
 
     /// @param channel outlives the sender, or its `end`.
@@ -40,6 +41,9 @@ public:
     /// fragment.
     /// @return whether there is room for a next one; if not, a flush will tell when.
     bool queue(WebSocketFrame&& frame);
+
+    /// `queue` and `flush` in one. Whether there is room is told as by a flush.
+    Flushed send(WebSocketFrame&& frame);
 
     void queuePong(common::DataBuffer&& payload);
 
@@ -53,7 +57,7 @@ public:
     /// The socket takes data again: flushes.
     Flushed resume();
 
-    [[nodiscard]] bool isBlocked() const;
+    [[nodiscard]] bool isBlocked() const { return blocked_; }
 
     /// Whether everything queued was sent, or dropped.
     [[nodiscard]] bool isIdle() const;
@@ -85,7 +89,9 @@ private:
 
     void doQueue(WebSocketFrame&& frame);
     Flushed doFlush(std::unique_lock<std::mutex>& lock);
+    Flushed doTellRoom();
     bool doLoad();
+    bool doHasLoaded() const { return current_ < loaded_.size(); }
     void doFail(const std::string& reason);
     void doDrop();
     bool doTakesMore() const { return !closing_ && !ended_ && failure_.empty(); }
@@ -100,16 +106,16 @@ private:
     std::deque<Piece> pongs_;
     std::size_t queuedBytes_ = 0; ///< Of data that is not sent yet, what is loaded too.
     std::size_t pongBytes_ = 0;
-    bool roomAwaited_ = false; ///< `queue` found no room.
-    bool flushing_ = false;    ///< A thread is writing.
-    bool blocked_ = false;
-    bool closing_ = false; ///< The close frame is queued.
+    bool roomAwaited_ = false;          ///< It was not told yet that there is room.
+    bool flushing_ = false;             ///< A thread is writing.
+    std::atomic<bool> blocked_ = false; ///< Read without the lock as well.
+    bool closing_ = false;              ///< The close frame is queued.
     bool ended_ = false;
     bool stalled_ = false;           ///< The last write took nothing,
     Clock::time_point stalledSince_; ///< and no write did since then.
     std::string failure_;
 
-    // Belongs to the thread that flushes.
+    // Belongs to the thread that flushes; while none does, guarded too.
     std::vector<Piece> loaded_; ///< Taken off the queues, in the order of sending.
     std::size_t current_ = 0;   ///< The first that is not sent,
     std::size_t offset_ = 0;    ///< and how much of it is.

@@ -115,15 +115,14 @@ void PocoWebSocket::onNext(WebSocketFrame&& frame)
     if (ends_.isClosed()) {
         return;
     }
-    const auto hasRoom = sender_.queue(std::move(frame));
     const auto inStep = std::this_thread::get_id() == thread_;
     if (inStep) {
         answered_ = true;
+        queued_ = collecting_;
     }
-    if (!inStep || !collecting_) { // else it leaves together with the answers to what follows
-        afterFlush(sender_.flush());
-    }
-    if (hasRoom) {
+    if (!inStep || !collecting_) {
+        afterFlush(sender_.send(std::move(frame)));
+    } else if (sender_.queue(std::move(frame))) { // leaves with the answers to what follows
         ends_.requestFrame();
     }
 }
@@ -274,7 +273,9 @@ void PocoWebSocket::handleInput()
         deliver();
     } while (!undelivered_.has_value());
     collecting_ = false;
-    afterFlush(sender_.flush());
+    if (std::exchange(queued_, false)) {
+        afterFlush(sender_.flush());
+    }
 }
 
 std::optional<WebSocketFrame> PocoWebSocket::nextDataFrame()
@@ -286,6 +287,7 @@ std::optional<WebSocketFrame> PocoWebSocket::nextDataFrame()
             return std::nullopt;
         case Ping:
             sender_.queuePong(std::move(frame->payload));
+            queued_ = true;
             break;
         default:
             return frame;

@@ -124,6 +124,7 @@ private:
     std::optional<WebSocketFrame> undelivered_; ///< Waits for the subscriber's demand.
     std::optional<Clock::time_point> hungUpAt_;
     bool answered_ = false;   ///< The provider publishes from within the receive step.
+    bool queued_ = false;     ///< Within the receive step, and not flushed yet.
     bool collecting_ = false; ///< More frames follow the one that the subscriber has now.
 };
 

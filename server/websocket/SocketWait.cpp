@@ -45,7 +45,7 @@ int SocketWait::wait(const std::function<int()>& events, std::chrono::millisecon
 
 void SocketWait::wake() noexcept
 {
-    if (sleeping_.exchange(false)) {
+    if (sleeping_ && sleeping_.exchange(false)) { // mostly it is not: the load alone is cheaper
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto given = ::write(news_, &one, sizeof(one));
     }

@@ -91,12 +91,6 @@ bool StreamEnds::deliver(WebSocketFrame& frame)
     return true;
 }
 
-bool StreamEnds::isClosed()
-{
-    const std::lock_guard lock(mutex_);
-    return closed_;
-}
-
 bool StreamEnds::close(std::optional<CloseCode> code, std::exception_ptr failure)
 {
     const std::lock_guard lock(mutex_);

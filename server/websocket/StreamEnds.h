@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -49,7 +50,7 @@ public:
     /// @throws what the subscriber throws.
     bool deliver(WebSocketFrame& frame);
 
-    bool isClosed();
+    bool isClosed() const { return closed_; }
 
     /// @param code what to tell the client; nothing if it is not to be told.
     /// @param failure what to tell the subscriber, now or once there is one; null for a completion.
@@ -69,8 +70,8 @@ private:
     reactive_streams::Demand demand_; ///< Of the subscriber.
     bool subscribed_ = false;
     bool cancelled_ = false;
-    bool closed_ = false;
-    std::exception_ptr failure_; ///< That no subscriber has taken yet.
+    std::atomic<bool> closed_ = false; ///< Read without the lock as well.
+    std::exception_ptr failure_;       ///< That no subscriber has taken yet.
     std::optional<CloseCode> closeCode_;
 };
 
