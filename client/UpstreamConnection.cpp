@@ -3,6 +3,7 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/SecureStreamSocket.h>
 #include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/StreamSocketImpl.h>
 #include <Poco/Timespan.h>
 #include <algorithm>
 #include <cerrno>
@@ -23,6 +24,8 @@ using Poco::Net::SecureStreamSocket;
 using Poco::Net::SocketAddress;
 using Poco::Net::StreamSocket;
 
+/// What every network carries in one piece.
+constexpr std::size_t kOneSegment = 1200;
 /// The library counts bytes in int.
 constexpr std::size_t kMaxTransfer = std::size_t{1} << 30U;
 
@@ -32,11 +35,15 @@ Poco::Timespan toTimespan(std::chrono::microseconds duration)
 }
 
 /// Not the library's poll, which makes a descriptor for each call.
-bool pollFor(int descriptor, short events, std::chrono::milliseconds timeout)
+/// @return what has happened; 0 when nothing has.
+short pollFor(int descriptor, short events, std::chrono::milliseconds timeout)
 {
     pollfd watched{descriptor, events, 0};
-    const auto ready = ::poll(&watched, 1, static_cast<int>(timeout.count()));
-    return ready > 0 || (ready < 0 && errno == EINTR);
+    int ready = 0;
+    do {
+        ready = ::poll(&watched, 1, static_cast<int>(timeout.count()));
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0 ? watched.revents : short{0};
 }
 
 /// @throws std::runtime_error with the system's text.
@@ -45,12 +52,33 @@ bool pollFor(int descriptor, short events, std::chrono::milliseconds timeout)
     throw std::runtime_error(std::generic_category().message(error));
 }
 
+[[noreturn]] void failWith(int error, const SocketAddress& address)
+{
+    throw std::runtime_error(std::generic_category().message(error) + ": " + address.toString());
+}
+
+/// A socket that does not block and whose connection is under way.
+StreamSocket beginToConnect(const SocketAddress& address)
+{
+    constexpr int kType = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
+    const auto descriptor = ::socket(address.af(), kType, 0);
+    if (descriptor < 0) {
+        failWith(errno);
+    }
+    StreamSocket socket(new Poco::Net::StreamSocketImpl(descriptor));
+    if (::connect(descriptor, address.addr(), address.length()) != 0 && errno != EINPROGRESS) {
+        failWith(errno, address);
+    }
+    return socket;
+}
+
 void awaitConnection(const StreamSocket& socket, const SocketAddress& address,
                      const std::stop_token& stopToken)
 {
     const auto descriptor = socket.impl()->sockfd();
     const auto deadline = std::chrono::steady_clock::now() + kConnectTimeout;
-    while (!pollFor(descriptor, POLLOUT, kStopStep)) {
+    auto events = pollFor(descriptor, POLLOUT, kStopStep);
+    for (; events == 0; events = pollFor(descriptor, POLLOUT, kStopStep)) {
         if (stopToken.stop_requested()) {
             throw std::runtime_error("The request was abandoned.");
         }
@@ -58,9 +86,8 @@ void awaitConnection(const StreamSocket& socket, const SocketAddress& address,
             throw Poco::TimeoutException("connect timed out", address.toString());
         }
     }
-    if (const auto error = socket.impl()->socketError(); error != 0) {
-        throw std::runtime_error(std::generic_category().message(error) + ": " +
-                                 address.toString());
+    if (events != POLLOUT) {
+        failWith(socket.impl()->socketError(), address);
     }
 }
 
@@ -75,12 +102,12 @@ UpstreamConnection::UpstreamConnection(const UpstreamUrl& url, const std::stop_t
     : secure_(url.secure)
 {
     const SocketAddress address(url.host, url.port);
-    socket_.connectNB(address);
+    socket_ = beginToConnect(address);
     awaitConnection(socket_, address, stopToken);
     descriptor_ = socket_.impl()->sockfd();
     onStop_.emplace(stopToken, ShutDown{descriptor_});
-    socket_.setNoDelay(true);
     if (secure_) {
+        socket_.setNoDelay(true);
         auto plain = socket_;
         plain.setBlocking(true); // for the handshake
         plain.setReceiveTimeout(toTimespan(kUpstreamTimeout));
@@ -94,6 +121,9 @@ UpstreamConnection::~UpstreamConnection() = default;
 
 void UpstreamConnection::send(std::string_view head, std::string_view body)
 {
+    if (!secure_ && head.size() + body.size() > kOneSegment) {
+        socket_.setNoDelay(true); // what fits in one leaves at once anyway
+    }
     unsent_ = {head, body};
     receiveEvents_ = POLLIN;
     sendMore();
@@ -172,7 +202,7 @@ std::optional<std::size_t> UpstreamConnection::receiveSome(char* into, std::size
 void UpstreamConnection::awaitEvents() const
 {
     const auto events = static_cast<short>(sendEvents_ | receiveEvents_);
-    if (!pollFor(descriptor_, events, kUpstreamTimeout)) {
+    if (pollFor(descriptor_, events, kUpstreamTimeout) == 0) {
         throw Poco::TimeoutException();
     }
 }
