@@ -81,6 +81,7 @@ WORKLOADS = {
     "constant": Workload("/constant", ["bare-server", "32515", "constant"], 0.95, 2),
     "1 KB file": Workload("/1KB.js", ["bare-server", "32515", "files", "{site}"], 1.02, 6),
     "64 KB file": Workload("/64KB.js", ["bare-server", "32515", "files", "{site}"], 0.85, 6),
+    "proxied": Workload("/proxied", ["bare-server", "32515", "proxy", "{upstream}"], 0.85, 10),
     "64 B echo": Echo("/echo", ["bare-websocket-server", "32515"], 0.75, 2),
 }
 
@@ -133,16 +134,19 @@ def main():
         options.profile.mkdir(parents=True, exist_ok=True)
 
     failed = False
-    with tempfile.TemporaryDirectory() as site:
+    upstream_command = [options.build / "bench" / "bare-server", "32615", "constant"]
+    with tempfile.TemporaryDirectory() as site, Server(upstream_command) as upstream:
         for size in (1, 64):
             pathlib.Path(site, f"{size}KB.js").write_bytes(b"x" * 1024 * size)
         host = [options.build / "host" / "connector-host", "--port", "32415", "--no-secure",
-                "--constant", "/constant=200,Hello, world!", "--echo", "/echo", site]
+                "--constant", "/constant=200,Hello, world!", "--echo", "/echo",
+                "--proxy", f"/proxied=http://127.0.0.1:{upstream.port}", site]
         print(f"{'':10} | {'instructions':>12} {'bare':>8} {'ratio':>6} {'bound':>6} |"
               f" {'system calls':>12} {'bare':>6} {'bound':>6}")
         for name in options.workload:
             workload = WORKLOADS[name]
-            bare = [part.replace("{site}", site) for part in workload.bare]
+            bare = [part.replace("{site}", site).replace("{upstream}", str(upstream.port))
+                    for part in workload.bare]
             bare[0] = options.build / "bench" / bare[0]
 
             def profile_of(server, stem=name.replace(" ", "-")):
