@@ -31,6 +31,8 @@ target_compile_options(connector_options INTERFACE
     -Wall -Wextra -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     # g++ 12 reports "text" + std::string() at -O2 (its bug 105651).
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
+    # Part of -Wconversion with clang++ alone.
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>
     $<$<BOOL:${CONNECTOR_WARNINGS_AS_ERRORS}>:-Werror>)
 
 set(THREADS_PREFER_PTHREAD_FLAG ON)
