@@ -5,9 +5,12 @@
 //   bare-server PORT files DIRECTORY    serves the files of the directory
 //   bare-server PORT proxy UPSTREAM     asks the server on that port of 127.0.0.1 for each answer
 //
+// With "secure CERTIFICATE KEY" after that, two PEM files, it speaks HTTPS.
+//
 // A file is read as ours reads it: its status, one buffer of its size, one read. A proxied request
 // has a connection of its own, as ours has. It ends with the process: SIGTERM.
 
+#include <Poco/Net/Context.h>
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPRequestHandler.h>
@@ -17,6 +20,7 @@
 #include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>
+#include <Poco/Net/SecureServerSocket.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/StreamCopier.h>
 #include <Poco/ThreadPool.h>
@@ -150,14 +154,35 @@ MakeHandler parseMode(int argc, char** argv)
     return nullptr;
 }
 
+constexpr int kSecureArguments = 3;
+
+bool isSecure(int argc, char** argv)
+{
+    return argc > kSecureArguments && argv[argc - kSecureArguments] == std::string("secure");
+}
+
+Poco::Net::ServerSocket listenOn(int argc, char** argv)
+{
+    constexpr int kBacklog = 64;
+    if (!isSecure(argc, argv)) {
+        return Poco::Net::ServerSocket(parsePort(argv[1]), kBacklog);
+    }
+    using Poco::Net::Context;
+    Context::Ptr context(
+        new Context(Context::SERVER_USE, argv[argc - 1], argv[argc - 2], "", Context::VERIFY_NONE));
+    context->requireMinimumProtocol(Context::PROTO_TLSV1_2);
+    context->enableSessionCache(true, "bare");
+    return Poco::Net::SecureServerSocket(parsePort(argv[1]), kBacklog, context);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const auto makeHandler = parseMode(argc, argv);
+    const auto makeHandler = parseMode(isSecure(argc, argv) ? argc - kSecureArguments : argc, argv);
     if (makeHandler == nullptr) {
-        std::cerr
-            << "usage: bare-server PORT constant | PORT files DIRECTORY | PORT proxy UPSTREAM\n";
+        std::cerr << "usage: bare-server PORT constant | PORT files DIRECTORY | PORT proxy UPSTREAM"
+                     " [secure CERTIFICATE KEY]\n";
         return 2;
     }
     sigset_t signals;
@@ -171,7 +196,7 @@ int main(int argc, char** argv)
     parameters->setKeepAlive(true);
     parameters->setMaxThreads(64);
     Poco::ThreadPool pool("Connector", 4, 64, 60);
-    const Poco::Net::ServerSocket socket(parsePort(argv[1]), 64);
+    const auto socket = listenOn(argc, argv);
     Poco::Net::HTTPServer server(new Factory(makeHandler), pool, socket, parameters);
     server.start();
     std::cout << "HTTP: " << socket.address().port() << std::endl;

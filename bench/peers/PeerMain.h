@@ -1,0 +1,48 @@
+#pragma once
+
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <pthread.h>
+#include <string>
+
+namespace connector::bench {
+
+constexpr const char* kConstantPath = "/constant";
+constexpr const char* kConstantText = "Hello, world!";
+
+/// What every peer takes from its command line: PORT DIRECTORY.
+struct PeerArguments
+{
+    int port = 0;
+    std::string directory;
+};
+
+/// Reads the command line and blocks the signals that waitForEnd() waits for. Before any thread is
+/// made.
+inline PeerArguments readArguments(int argc, char** argv)
+{
+    if (argc != 3) {
+        std::cerr << "usage: " << argv[0] << " PORT DIRECTORY\n";
+        std::exit(2);
+    }
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+    return {std::atoi(argv[1]), argv[2]};
+}
+
+/// Waits for SIGTERM and ends the process: a measure needs no orderly stop.
+[[noreturn]] inline void waitForEnd()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    int received = 0;
+    sigwait(&signals, &received);
+    std::_Exit(0);
+}
+
+} // namespace connector::bench
