@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs the Debian packages that are missing. Groups: build (the default), test, lint, gate, bench.
+# Installs the Debian packages that are missing. Groups: build (the default), test, lint, gate, bench, fuzz.
 # usage: scripts/install-deps.sh [GROUP...]
 set -eu
 
@@ -14,8 +14,9 @@ packages_of() {
         lint) echo "clang-format-14 clang-tidy-14 python3" ;;
         gate) echo "libbenchmark-dev python3 valgrind strace" ;;
         bench) echo "libbenchmark-dev python3 wrk" ;;
+        fuzz) echo "clang" ;;
         *)
-            echo "install-deps.sh: unknown group \"$1\" (build, test, lint, gate, bench)" >&2
+            echo "install-deps.sh: unknown group \"$1\" (build, test, lint, gate, bench, fuzz)" >&2
             exit 2
             ;;
     esac
