@@ -20,19 +20,15 @@ struct ScopedLogCapture::Sink final : logging::sinks::sink
 
     void consume(const logging::record_view& record) override
     {
-        const auto level = logging::extract<common::Level>("Severity", record);
-        const auto channel = logging::extract<std::string>("Channel", record);
-        const auto text = record[logging::expressions::smessage];
-        if (level && channel && text) {
-            const std::lock_guard lock(mutex);
-            records.push_back({*level, *channel, *text});
-        }
+        const std::lock_guard lock(mutex);
+        records.push_back(*logging::extract<std::string>("Channel", record) + ": " +
+                          *record[logging::expressions::smessage]);
     }
 
     void flush() override {}
 
     std::mutex mutex; // guards records
-    std::vector<LogRecord> records;
+    std::vector<std::string> records;
 };
 
 ScopedLogCapture::ScopedLogCapture(common::Level level)
@@ -48,7 +44,7 @@ ScopedLogCapture::~ScopedLogCapture()
     logging::core::get()->remove_sink(sink_);
 }
 
-std::vector<LogRecord> ScopedLogCapture::records() const
+std::vector<std::string> ScopedLogCapture::records() const
 {
     const std::lock_guard lock(sink_->mutex);
     return sink_->records;
@@ -58,8 +54,8 @@ std::vector<std::string> ScopedLogCapture::texts(const std::string& channel) con
 {
     std::vector<std::string> texts;
     for (const auto& record : records()) {
-        if (record.channel == channel) {
-            texts.push_back(record.text);
+        if (record.starts_with(channel + ": ")) {
+            texts.push_back(record.substr(channel.size() + 2));
         }
     }
     return texts;
@@ -67,9 +63,8 @@ std::vector<std::string> ScopedLogCapture::texts(const std::string& channel) con
 
 bool ScopedLogCapture::contains(const std::string& part) const
 {
-    const auto all = records();
-    return std::any_of(all.begin(), all.end(), [&part](const LogRecord& record) {
-        return record.text.find(part) != std::string::npos;
+    return std::ranges::any_of(records(), [&part](const std::string& record) {
+        return record.find(part) != std::string::npos;
     });
 }
 

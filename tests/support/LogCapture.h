@@ -9,13 +9,6 @@
 
 namespace connector::test {
 
-struct LogRecord
-{
-    common::Level level;
-    std::string channel;
-    std::string text;
-};
-
 /// Collects the log records of all channels and threads while it lives, and sets the level
 /// meanwhile. Records still go to the log's own destination as well.
 class ScopedLogCapture
@@ -27,7 +20,8 @@ public:
     ScopedLogCapture(const ScopedLogCapture&) = delete;
     ScopedLogCapture& operator=(const ScopedLogCapture&) = delete;
 
-    std::vector<LogRecord> records() const;
+    /// Every record, as "channel: text", in order.
+    std::vector<std::string> records() const;
 
     /// The texts of one channel's records, in order.
     std::vector<std::string> texts(const std::string& channel) const;
