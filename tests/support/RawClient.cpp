@@ -5,7 +5,6 @@
 #include <array>
 #include <cerrno>
 #include <netinet/in.h>
-#include <poll.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -26,13 +25,13 @@ sockaddr_in loopback(std::uint16_t port)
     return address;
 }
 
-void waitFor(int socket, short event)
+/// @param count what a call for the socket returned
+ssize_t requireInTime(ssize_t count)
 {
-    pollfd polled = {socket, event, 0};
-    constexpr std::chrono::milliseconds kPatience = RawClient::kDeadline;
-    if (poll(&polled, 1, static_cast<int>(kPatience.count())) <= 0) {
+    if (count < 0 && errno == EAGAIN) {
         throw std::runtime_error("the server did nothing for the whole deadline");
     }
+    return count;
 }
 
 WireResponse parseHead(const std::string& head)
@@ -65,6 +64,9 @@ std::string WireResponse::header(const std::string& name) const
 
 RawClient::RawClient(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
+    const timeval deadline = {kDeadline.count(), 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &deadline, sizeof(deadline));
+    setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &deadline, sizeof(deadline));
     const auto address = loopback(port);
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         close(socket_);
@@ -82,12 +84,11 @@ RawClient::~RawClient()
 void RawClient::send(std::string_view bytes) const
 {
     while (!bytes.empty()) {
-        waitFor(socket_, POLLOUT);
-        const auto count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (count < 0 && errno != EAGAIN) {
+        const auto count = requireInTime(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+        if (count < 0) {
             return;
         }
-        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        bytes.remove_prefix(static_cast<std::size_t>(count));
     }
 }
 
@@ -141,9 +142,8 @@ void RawClient::reset()
 
 bool RawClient::receiveMore()
 {
-    waitFor(socket_, POLLIN);
     std::array<char, 64 * 1024> bytes;
-    const auto count = recv(socket_, bytes.data(), bytes.size(), 0);
+    const auto count = requireInTime(recv(socket_, bytes.data(), bytes.size(), 0));
     if (count > 0) {
         received_.append(bytes.data(), static_cast<std::size_t>(count));
     }
