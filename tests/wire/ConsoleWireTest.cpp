@@ -54,8 +54,7 @@ TEST_F(ConsoleWireTest, WhateverElseIsTypedIsAnErrorOnOneLine)
           std::string("\0\1\2\x1b[2J\xff\xfe", 9), std::string(5'000'000, 'x')}) {
         SCOPED_TRACE(line.substr(0, 80));
         const auto answer = type(line);
-        EXPECT_THAT(answer, testing::StartsWith("error: "));
-        EXPECT_THAT(answer, testing::Not(HasSubstr("\n")));
+        EXPECT_THAT(answer, testing::MatchesRegex("error: [^[:cntrl:]]*"));
         EXPECT_LT(answer.size(), 400U);
     }
     EXPECT_THAT(type("help"), HasSubstr("quit")) << "the answers are still in step";

@@ -23,12 +23,7 @@ TEST_F(PipelineWireTest, AClientKeepsItsSessionByTheCookie)
 
 TEST_F(PipelineWireTest, CacheHeadersFollowThePathUnlessTheAnswerHasItsOwn)
 {
-    const struct
-    {
-        const char* target;
-        const char* cacheControl;
-        const char* expires;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"/ping/PAGE.HTML", "no-cache, no-store, must-revalidate", "0"},
         {"/ping/a.b/site.css", "private, max-age=2592000", "(none)"},
         {"/index.html", "no-cache", "0"},
@@ -79,7 +74,6 @@ TEST_F(PipelineWireTest, ServersComeAndGoByMessagesUnderLoad)
         EXPECT_THROW(RawClient{port}, std::runtime_error);
         EXPECT_EQ(tell("DestroyHttpServer"), "ok");
     }
-    EXPECT_THAT(tell("GetHttpServerStatus"), HasSubstr("No server with"));
     done = true;
     clients.clear();
     EXPECT_EQ(failures, 0);

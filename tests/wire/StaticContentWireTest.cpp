@@ -12,12 +12,7 @@ using StaticContentWireTest = ServedSiteTest;
 
 TEST_F(StaticContentWireTest, APathLeadsToItsFileAndNoneLeavesTheSite)
 {
-    const struct
-    {
-        const char* target;
-        int status;
-        const char* body;
-    } cases[] = {
+    const std::tuple<const char*, int, const char*> cases[] = {
         {"/", 200, "<p>index"},
         {"/index.html?x=1", 200, "<p>index"},
         {"http://localhost/index.html", 200, "<p>index"},
@@ -49,14 +44,7 @@ TEST_F(StaticContentWireTest, APathLeadsToItsFileAndNoneLeavesTheSite)
 TEST_F(StaticContentWireTest, AnAnswerWithoutABodyKeepsTheConnectionInStep)
 {
     const auto whole = served_.get("/ten.json");
-    const struct
-    {
-        const char* method;
-        const char* target;
-        std::string headers;
-        int status;
-        const char* length;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::string, int, const char*> cases[] = {
         {"HEAD", "/ping", "", 200, "4"},
         {"HEAD", "/missing.html", "", 404, "7"},
         {"HEAD", "/big.mp4", "", 200, "3000000"},
