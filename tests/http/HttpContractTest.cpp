@@ -10,13 +10,7 @@ namespace {
 
 TEST(PathStartsWithTest, MatchesWholeSegments)
 {
-    struct Case
-    {
-        const char* path;
-        const char* prefix;
-        bool matches;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, const char*, bool> cases[] = {
         {"", "", true},       {"/a", "", true},      {"/a", "/a", true},   {"/a/b", "/a", true},
         {"/ab", "/a", false}, {"/a/b", "/a/", true}, {"/a", "/a/", false}, {"/a/b", "/", true},
         {"", "/", false},     {"/A", "/a", false},

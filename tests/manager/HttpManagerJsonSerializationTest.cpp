@@ -74,9 +74,7 @@ TEST_F(HttpManagerJsonSerializationTest, StrangeValuesReadAsStated)
     for (const auto& [json, part] : cases) {
         EXPECT_NE(roundTrip("CreateHttpServer", json).find(part), std::string::npos) << json;
     }
-    for (const auto* type : {"CreateHttpServer", "SetHttpServerPort"}) {
-        EXPECT_THROW(roundTrip(type, R"({"port":70000})"), Poco::RangeException) << type;
-    }
+    EXPECT_THROW(roundTrip("SetHttpServerPort", R"({"port":70000})"), Poco::RangeException);
 }
 
 TEST_F(HttpManagerJsonSerializationTest, AStatusWritesItsAddressButDoesNotReadIt)

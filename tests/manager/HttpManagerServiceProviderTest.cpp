@@ -69,36 +69,22 @@ TEST_F(HttpManagerServiceProviderTest, AServerLivesFromCreateToDestroy)
 {
     answer_ = [](const std::string& path) { return "at " + path; };
     create("main");
-    auto& created = status<GetHttpServerStatus>("main");
-    EXPECT_FALSE(created.started || created.running);
-    EXPECT_EQ(created.address, Address("app"));
-    EXPECT_EQ(created.protocol, "http");
-    EXPECT_EQ(created.socketAddress, "any");
-    const auto configured = created.port;
-
-    const auto port = start("main");
-    EXPECT_EQ(port, configured);
+    const auto port = status<GetHttpServerStatus>("main").port;
+    EXPECT_EQ(start("main"), port);
     EXPECT_TRUE(status<StartHttpServer>("main").running) << "starting again changes nothing";
     EXPECT_EQ(test::exchange(port, makeRequest("GET", "/x")).body, "at /x");
     EXPECT_EQ(status<SetHttpServerPort>("main", std::uint16_t{1}).port, port);
     EXPECT_EQ(status<SetHttpServerAddress>("main", Address("other")).address, Address("app"));
     EXPECT_NE(status<SetHttpServerSocketAddress>("main", "other").socketAddress, "other");
-
     EXPECT_FALSE(status<StopHttpServer>("main").started);
     EXPECT_EQ(start("main"), port);
-    const auto destroyed = ask(std::make_unique<DestroyHttpServer>("main"));
-    EXPECT_NE(messageAs<Message>(destroyed), nullptr);
+    ask(std::make_unique<DestroyHttpServer>("main"));
     EXPECT_THROW(test::exchange(port, makeRequest("GET", "/")), std::runtime_error);
     create("main");
-}
-
-TEST_F(HttpManagerServiceProviderTest, ListsTheNamesOfAllServers)
-{
-    create("b");
-    create("a");
+    create("another");
     const auto reply = ask(std::make_unique<ListHttpServers>());
     EXPECT_THAT(dynamic_cast<ListHttpServersResponse&>(*reply).serverNames,
-                testing::UnorderedElementsAre("a", "b"));
+                testing::UnorderedElementsAre("another", "main"));
 }
 
 TEST_F(HttpManagerServiceProviderTest, RefusesWithItsTexts)

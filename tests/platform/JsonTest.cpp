@@ -76,28 +76,13 @@ TEST_F(Json, TextSurvivesTheWayOutAndBack)
 
 TEST_F(Json, RefusesWhatIsNotOneObject)
 {
-    using namespace std::string_literals;
     const auto deep = R"({"a":)" + std::string(100'000, '[');
-    for (const std::string& text : {""s,
-                                    "  "s,
-                                    "[1]"s,
-                                    "null"s,
-                                    "5"s,
-                                    R"({"text":"x")"s,
-                                    R"({"text":"x"}})"s,
-                                    "{} {}"s,
-                                    "{} x"s,
-                                    "{}\0"s,
-                                    "{'a':1}"s,
-                                    "{\"a\":1,}"s,
-                                    "{\"a\":\"\n\"}"s,
-                                    "{\"a\":\"\xFF\"}"s,
-                                    "{\"a\":\"\xED\xA0\x80\"}"s,
-                                    R"({"a":"\ud800"})"s,
-                                    R"({"a":"x\u0000y"})"s,
-                                    R"({"a":123456789012345678901})"s,
-                                    deep,
-                                    deep + std::string(100'000, ']') + "}"}) {
+    std::vector<std::string> texts = {deep, deep + std::string(100'000, ']') + "}", {"{}\0", 3}};
+    texts.insert(texts.end(), {"", "  ", "[1]", "null", "5", R"({"text":"x")", R"({"text":"x"}})",
+                               "{} {}", "{} x", "{'a':1}", "{\"a\":1,}", "{\"a\":\"\n\"}",
+                               "{\"a\":\"\xFF\"}", "{\"a\":\"\xED\xA0\x80\"}", R"({"a":"\ud800"})",
+                               R"({"a":"x\u0000y"})", R"({"a":123456789012345678901})"});
+    for (const auto& text : texts) {
         SCOPED_TRACE(text.substr(0, 30));
         EXPECT_THAT([&] { (void)fromText(text); },
                     ThrowsMessage<std::invalid_argument>(AnyOf(
@@ -112,7 +97,6 @@ TEST_F(Json, KnowsMessagesOnlyWhileTheirSerializationLives)
         using Note::Note;
     };
     EXPECT_THAT(serializer->typeNames(), ElementsAre("test/Note"));
-    EXPECT_EQ(serializer->typeNameOf(Note("")), "test/Note");
     EXPECT_THROW((void)serializer->toJson(Derived("")), std::invalid_argument);
     EXPECT_THAT([&] { NoteSerialization twice(serializer); },
                 ThrowsMessage<std::invalid_argument>("Message type already registered: test/Note"));
@@ -126,17 +110,13 @@ TEST_F(Json, KnowsMessagesOnlyWhileTheirSerializationLives)
 
 TEST_F(Json, ReadsMembersByPocosRules)
 {
-    const struct
-    {
-        const char* json;
-        const char* text;
-        int port;
-    } cases[] = {{"{}", "default", 31415},
-                 {R"({"text":null,"port":null})", "default", 31415},
-                 {R"({"text":"","port":0})", "", 0},
-                 {R"({"text":5,"port":"80"})", "5", 80},
-                 {R"({"text":"a","text":"b"})", "b", 31415},
-                 {R"( {"text":"\ud83d\ude00"} )", "\xF0\x9F\x98\x80", 31415}};
+    const std::tuple<const char*, const char*, int> cases[] = {
+        {"{}", "default", 31415},
+        {R"({"text":null,"port":null})", "default", 31415},
+        {R"({"text":"","port":0})", "", 0},
+        {R"({"text":5,"port":"80"})", "5", 80},
+        {R"({"text":"a","text":"b"})", "b", 31415},
+        {R"( {"text":"\ud83d\ude00"} )", "\xF0\x9F\x98\x80", 31415}};
     for (const auto& [json, text, port] : cases) {
         SCOPED_TRACE(json);
         const auto note = fromText(json);

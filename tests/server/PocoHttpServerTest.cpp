@@ -104,13 +104,7 @@ TEST_F(PocoHttpServerTest, DeliversTheRequestAndItsBody)
 
 TEST_F(PocoHttpServerTest, WritesRepliesSafely)
 {
-    const struct
-    {
-        StringMultimap headers;
-        StringMultimap cookies;
-        int status;
-        bool kept;
-    } cases[] = {
+    const std::tuple<StringMultimap, StringMultimap, int, bool> cases[] = {
         {{{"X-A", "1"}}, {{"s", "t; Path=/"}}, 200, true},
         {{{"Transfer-Encoding", "chunked"}}, {}, 200, true},
         {{{"content-length", "9"}}, {}, 200, false}, // longer than the body
@@ -125,9 +119,9 @@ TEST_F(PocoHttpServerTest, WritesRepliesSafely)
     };
     const auto* next = cases;
     serve([&next](HttpRequest&) {
+        auto [headers, cookies, status, kept] = *next;
         return makeReadyFuture<std::unique_ptr<Message>>(std::make_unique<HttpResponse>(
-            200, StringMultimap(next->headers), StringMultimap(next->cookies),
-            makeBody(common::DataBuffer("body"))));
+            200, std::move(headers), std::move(cookies), makeBody(common::DataBuffer("body"))));
     });
     for (const auto& [headers, cookies, status, kept] : cases) {
         SCOPED_TRACE(testing::PrintToString(headers));
