@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "client/ForwardedHeaders.h"
+#include "client/ConnectionHeaders.h"
 #include "contract/common/Text.h"
 #include "contract/http/FieldSyntax.h"
 

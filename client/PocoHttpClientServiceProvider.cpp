@@ -11,7 +11,7 @@
 #include "client/ClientContext.h"
 #include "client/ClientLimits.h"
 #include "client/ClientLog.h"
-#include "client/ForwardedHeaders.h"
+#include "client/ConnectionHeaders.h"
 #include "client/OutgoingRequest.h"
 #include "client/UpstreamExchange.h"
 #include "contract/http/MakeHttpResponse.h"

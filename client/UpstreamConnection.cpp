@@ -86,8 +86,8 @@ void awaitConnection(const StreamSocket& socket, const SocketAddress& address,
             throw Poco::TimeoutException("connect timed out", address.toString());
         }
     }
-    if (events != POLLOUT) {
-        failWith(socket.impl()->socketError(), address);
+    if (const auto error = events == POLLOUT ? 0 : socket.impl()->socketError(); error != 0) {
+        failWith(error, address);
     }
 }
 

@@ -1,4 +1,4 @@
-#include "client/ForwardedHeaders.h"
+#include "client/ConnectionHeaders.h"
 
 #include <algorithm>
 #include <array>
