@@ -1,4 +1,4 @@
-// What stages of the pipeline cost by themselves: no bus, no sockets.
+// What parts of the pipeline cost by themselves: no sockets.
 
 #include <algorithm>
 #include <atomic>
@@ -8,9 +8,11 @@
 
 #include "contract/common/ManualTick.h"
 #include "contract/http/HttpResponse.h"
+#include "contract/messaging/LocalConnector.h"
 #include "pipeline/HttpLocalHostFilterServiceProvider.h"
 #include "pipeline/HttpPathFilterServiceProvider.h"
 #include "pipeline/HttpResponseHeaderServiceProvider.h"
+#include "pipeline/HttpRouterImpl.h"
 #include "pipeline/HttpSessionManagerImpl.h"
 
 namespace connector::http {
@@ -118,6 +120,50 @@ std::vector<std::string> fill(HttpSessionManager& manager)
     }
     return ids;
 }
+
+/// Passes every message on to the address that it was given; the last one answers.
+class Passing final : public ServiceProvider
+{
+public:
+    explicit Passing(bool last) : last_(last) {}
+
+    Reply deliver(std::unique_ptr<Message>&& message, Address&& address,
+                  std::shared_ptr<Context>&& context) override
+    {
+        return last_ ? makeReadyFuture(std::move(message))
+                     : context->send(std::move(message), std::move(address));
+    }
+
+private:
+    const bool last_;
+};
+
+/// One message through the six stages of a chain, as a request takes them.
+void passSixStages(benchmark::State& state)
+{
+    static const auto connector = [] {
+        auto bus = std::make_shared<LocalConnector>();
+        for (int stage = 1; stage <= 6; ++stage) {
+            bus->registerProvider("connector/http/router", std::make_shared<Passing>(stage == 6));
+        }
+        return bus;
+    }();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(connector->createContext()->send(
+            std::make_unique<HttpResponse>(200, nullptr), "connector/http/router"));
+    }
+}
+BENCHMARK(passSixStages)->ThreadRange(1, 2)->UseRealTime();
+
+void findRoute(benchmark::State& state)
+{
+    static HttpRouterImpl router({{"/assets", "assets"}, {"", "site"}});
+    const std::string path = "/assets/app/main.min.js";
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(router.findAddress(path));
+    }
+}
+BENCHMARK(findRoute)->ThreadRange(1, 2)->UseRealTime();
 
 /// What one request costs the session manager: a lookup and an update, each time of another
 /// session.

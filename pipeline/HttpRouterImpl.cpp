@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include <boost/thread/lock_types.hpp>
-
 #include "contract/common/Log.h"
 #include "contract/http/PathStartsWith.h"
 
@@ -24,7 +22,7 @@ HttpRouterImpl::HttpRouterImpl(std::vector<std::pair<std::string, Address>>&& ro
 
 void HttpRouterImpl::addRoute(const std::string& path, const Address& address)
 {
-    const boost::unique_lock lock(mutex_);
+    const auto lock = locks_.lockExclusively();
     const auto shorter = std::ranges::find_if(
         routes_, [&path](const auto& route) { return route.first.size() < path.size(); });
     routes_.emplace(shorter, path, address);
@@ -32,7 +30,7 @@ void HttpRouterImpl::addRoute(const std::string& path, const Address& address)
 
 void HttpRouterImpl::removeRoute(const std::string& path)
 {
-    const boost::unique_lock lock(mutex_);
+    const auto lock = locks_.lockExclusively();
     const auto found = std::ranges::find(routes_, path, &std::pair<std::string, Address>::first);
     if (found == routes_.end()) {
         throw std::invalid_argument("No such route registered: " + path);
@@ -42,7 +40,7 @@ void HttpRouterImpl::removeRoute(const std::string& path)
 
 Address HttpRouterImpl::findAddress(const std::string& path)
 {
-    const boost::shared_lock lock(mutex_);
+    const auto lock = locks_.lockShared();
     const auto found = std::ranges::find_if(
         routes_, [&path](const auto& route) { return pathStartsWith(path, route.first); });
     auto address = found == routes_.end() ? Address() : found->second;
@@ -54,7 +52,7 @@ Address HttpRouterImpl::findAddress(const std::string& path)
 
 std::vector<std::pair<std::string, Address>> HttpRouterImpl::listRoutes()
 {
-    const boost::shared_lock lock(mutex_);
+    const auto lock = locks_.lockShared();
     return routes_;
 }
 

@@ -5,10 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include <boost/thread/shared_mutex.hpp>
-
 #include "contract/common/Export.h"
 #include "contract/http/HttpRouter.h"
+#include "pipeline/ReaderLocks.h"
 
 namespace connector::http {
 
@@ -31,7 +30,7 @@ public:
     std::shared_ptr<HttpRouter> getPtr() override;
 
 private:
-    boost::shared_mutex mutex_; ///< Guards routes_.
+    ReaderLocks locks_; ///< Guard routes_.
     std::vector<std::pair<std::string, Address>> routes_;
 };
 

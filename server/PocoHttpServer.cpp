@@ -45,14 +45,23 @@ thread_local PocoHttpServer* servedServer = nullptr;
 PocoHttpServer::RequestScope::RequestScope(PocoHttpServer& server)
     : server_(server), outer_(std::exchange(servedServer, &server))
 {
-    server_.incrementActiveRequests();
-    server_.incrementTotalRequests();
+    const std::lock_guard lock(server_.stateMutex_);
+    running_ = server_.state_ == State::Running;
+    if (running_) {
+        server_.incrementActiveRequests();
+        server_.incrementTotalRequests();
+        address = server_.address_;
+        stopToken = server_.stopSource_.get_token();
+    }
 }
 
 PocoHttpServer::RequestScope::~RequestScope()
 {
-    server_.decrementActiveRequests();
     servedServer = outer_;
+    if (running_) {
+        const std::lock_guard lock(server_.stateMutex_);
+        server_.decrementActiveRequests();
+    }
 }
 
 PocoHttpServer::PocoHttpServer(std::shared_ptr<Connector> connector, unsigned short port)
@@ -320,30 +329,25 @@ void PocoHttpServer::doServerStop()
 
 std::stop_token PocoHttpServer::currentStopToken()
 {
-    return servedServer == nullptr ? std::stop_token() : servedServer->getStopToken();
-}
-
-std::stop_token PocoHttpServer::getStopToken()
-{
-    const std::lock_guard lock(stateMutex_);
-    return stopSource_.get_token();
+    if (servedServer == nullptr) {
+        return {};
+    }
+    const std::lock_guard lock(servedServer->stateMutex_);
+    return servedServer->stopSource_.get_token();
 }
 
 void PocoHttpServer::incrementActiveRequests()
 {
-    const std::lock_guard lock(stateMutex_);
     ++activeRequests_;
 }
 
 void PocoHttpServer::decrementActiveRequests()
 {
-    const std::lock_guard lock(stateMutex_);
     --activeRequests_;
 }
 
 void PocoHttpServer::incrementTotalRequests()
 {
-    const std::lock_guard lock(stateMutex_);
     ++totalRequests_;
 }
 

@@ -119,7 +119,8 @@ private:
         Running
     };
 
-    /// Counts a request while it lives, and marks its thread as one of this server's.
+    /// A request while it is served: counted, on a thread that is marked as one of this server's.
+    /// Takes what a request needs of the server under one lock, since all threads fight for it.
     class RequestScope
     {
     public:
@@ -128,13 +129,20 @@ private:
         RequestScope(const RequestScope&) = delete;
         RequestScope& operator=(const RequestScope&) = delete;
 
+        /// False while the server starts: its own probe is not counted.
+        [[nodiscard]] bool isRunning() const noexcept { return running_; }
+
+        Address address;           ///< Where the request goes.
+        std::stop_token stopToken; ///< Tells it that the server stops.
+
     private:
         PocoHttpServer& server_;
         PocoHttpServer* const outer_;
+        bool running_ = false;
     };
 
     const std::shared_ptr<Connector>& getConnector() const { return connector_; }
-    std::stop_token getStopToken();
+    // The three are called with stateMutex_ held.
     void incrementActiveRequests();
     void decrementActiveRequests();
     void incrementTotalRequests();

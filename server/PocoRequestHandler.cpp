@@ -34,12 +34,12 @@ void PocoRequestHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
 {
     auto& received =
         static_cast<Poco::Net::HTTPServerRequestImpl&>(request); // the one kind there is
-    if (!server_.isRunning()) {
+    PocoHttpServer::RequestScope scope(server_);
+    if (!scope.isRunning()) {
         answerStarting(ConnectionSocketImpl::of(received.socket()), response);
         return;
     }
-    const PocoHttpServer::RequestScope scope(server_);
-    RequestExchange(server_, received, response).run();
+    RequestExchange(server_, scope, received, response).run();
 }
 
 } // namespace connector::http

@@ -37,9 +37,10 @@ std::string textOf(const std::exception& failure)
 
 } // namespace
 
-RequestExchange::RequestExchange(PocoHttpServer& server, Poco::Net::HTTPServerRequestImpl& request,
+RequestExchange::RequestExchange(PocoHttpServer& server, PocoHttpServer::RequestScope& scope,
+                                 Poco::Net::HTTPServerRequestImpl& request,
                                  Poco::Net::HTTPServerResponse& response)
-    : server_(server), request_(request), response_(response),
+    : server_(server), scope_(scope), request_(request), response_(response),
       connection_(ConnectionSocketImpl::of(request.socket())), head_(connection_.head()),
       mayKeepAlive_(response.getKeepAlive())
 {}
@@ -76,7 +77,7 @@ void RequestExchange::exchange()
     warnOfQtWebKit(*message);
     const auto context = server_.getConnector()->createContext();
     const auto begin = std::chrono::steady_clock::now();
-    const auto reply = awaitReply(context->send(std::move(message), server_.getAddress()));
+    const auto reply = awaitReply(context->send(std::move(message), std::move(scope_.address)));
     if (std::chrono::steady_clock::now() - begin > kReplyStep) {
         warnOfClosedClient();
     }
@@ -94,7 +95,7 @@ std::unique_ptr<HttpRequest> RequestExchange::readMessage()
     std::size_t bodySize = 0;
     auto message = readRequest(connection_, baseUrl(), bodySize);
     read_ = true;
-    message->stopToken = server_.getStopToken();
+    message->stopToken = scope_.stopToken;
     if (kServerLog.enabled(Level::Trace)) {
         kServerLog.write(Level::Trace, "HTTP Request: " + describe() + " [" +
                                            std::to_string(bodySize) + " bytes]");
@@ -216,7 +217,7 @@ void RequestExchange::upgrade(const WebSocket& reply)
     }
     const websocket::OpenWebSockets::Scope open(server_.openWebSockets_);
     runWebSocket(
-        request_, response_, reply, [this] { return server_.isStarted(); }, server_.getStopToken());
+        request_, response_, reply, [this] { return server_.isStarted(); }, scope_.stopToken);
     response_.setKeepAlive(false);
 }
 

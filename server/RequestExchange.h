@@ -25,7 +25,8 @@ class RequestHead;
 class RequestExchange
 {
 public:
-    RequestExchange(PocoHttpServer& server, Poco::Net::HTTPServerRequestImpl& request,
+    RequestExchange(PocoHttpServer& server, PocoHttpServer::RequestScope& scope,
+                    Poco::Net::HTTPServerRequestImpl& request,
                     Poco::Net::HTTPServerResponse& response);
 
     /// Answers the request, or leaves it unanswered when the server stops or the client is gone.
@@ -61,6 +62,7 @@ private:
     std::string describe() const;
 
     PocoHttpServer& server_;
+    PocoHttpServer::RequestScope& scope_;
     Poco::Net::HTTPServerRequestImpl& request_; ///< The library's view, see RequestHead.
     Poco::Net::HTTPServerResponse& response_; ///< Tells the library whether the connection goes on.
     ConnectionSocketImpl& connection_;

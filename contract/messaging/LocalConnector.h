@@ -1,15 +1,14 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <shared_mutex>
-#include <string>
-#include <unordered_map>
-#include <vector>
+#include <mutex>
 
 #include "contract/common/Export.h"
+#include "contract/common/ThreadSlots.h"
 #include "contract/messaging/Address.h"
+#include "contract/messaging/BusTable.h"
 #include "contract/messaging/Connector.h"
 #include "contract/messaging/ServiceProvider.h"
 
@@ -29,7 +28,7 @@ class CONNECTOR_API LocalConnector final : public Connector,
                                            public std::enable_shared_from_this<LocalConnector>
 {
 public:
-    LocalConnector() = default;
+    LocalConnector();
 
     std::shared_ptr<Context> createContext() override;
 
@@ -52,38 +51,33 @@ public:
                                              std::shared_ptr<Context>&& context);
 
 private:
-    struct Stage
+    friend class LocalContext;
+    class Delivery;
+
+    /// A table and which one of the connector's it is.
+    struct Published
     {
-        std::shared_ptr<ServiceProvider> provider;
-        std::string link; ///< The generated segment that leads here from the stage before.
-    };
-    struct Node
-    {
-        std::map<std::string, Node, std::less<>> children;
-        std::vector<Stage> chain;
-    };
-    /// A stage of a chain.
-    struct Place
-    {
-        const Node* node;
-        std::size_t index;
-    };
-    /// What a lookup found: whom to call, how many segments that used up, and how to go on.
-    struct Target
-    {
-        std::shared_ptr<ServiceProvider> provider;
-        std::size_t usedSegments = 0;
-        std::string nextLink; ///< Empty behind the last stage.
+        std::shared_ptr<const BusTable> table;
+        std::uint64_t version = 0;
     };
 
-    Target find(const Address& address) const;
-    const Node* nodeAt(const Address& address) const;
-    static Target stageOf(const Node& node, std::size_t index, std::size_t usedSegments);
+    /// What a thread takes its references from. Those of each slot have a count of their own.
+    struct Slot
+    {
+        std::mutex mutex; ///< Guards what follows.
+        Published published;
+        std::shared_ptr<const std::weak_ptr<LocalConnector>> self; ///< Null before the first use.
+    };
 
-    mutable std::shared_mutex mutex_; ///< Guards all below.
-    Node root_;                       ///< Nodes stay where they are once they are made.
-    std::unordered_map<std::string, Place> links_; ///< Link segment to the stage it leads to.
-    std::uint64_t lastLink_ = 0;
+    Published published();
+    void publish();
+
+    const std::uint64_t id_; ///< No other connector of the process has or had it.
+
+    std::mutex mutex_; ///< Guards table_ and serialises its changes. Before that of a slot.
+    BusTable table_;
+    common::ThreadSlots<Slot> slots_;
+    std::atomic<std::uint64_t> version_ = 0; ///< Of what the slots hold, once all do.
 };
 
 } // namespace connector
