@@ -14,6 +14,8 @@ namespace {
 
 using common::DataBuffer;
 
+/// What a usual head has room in.
+constexpr std::size_t kUsualHead = 512;
 /// How much a body of unknown length grows at least.
 constexpr std::size_t kGrowth = std::size_t{64} << 10U;
 
@@ -84,13 +86,13 @@ DataBuffer ResponseReader::readLength(std::uint64_t length)
 DataBuffer ResponseReader::readChunks()
 {
     DataBuffer body;
-    while (const auto size = parseChunkSize(readLine(kMaxChunkLine))) {
+    while (const auto size = parseChunkSize(readLine())) {
         requireBodyFits(size);
         const auto begin = body.size();
         requireBodyFits(begin + size);
         body.resize(begin + static_cast<std::size_t>(size));
         readExactly(body.data() + begin, static_cast<std::size_t>(size));
-        if (!readLine(kMaxChunkLine).empty()) {
+        if (!readLine().empty()) {
             throw std::runtime_error("The upstream's answer is malformed.");
         }
     }
@@ -123,17 +125,28 @@ DataBuffer ResponseReader::readUntilClose()
 std::string ResponseReader::readHeadText()
 {
     std::string head;
-    for (auto line = readLine(kMaxResponseHead); !line.empty();
-         line = readLine(kMaxResponseHead - head.size())) {
-        head.append(line).append("\n");
+    head.reserve(kUsualHead);
+    for (std::size_t lineBegin = 0;; lineBegin = head.size()) {
+        appendLine(head, kMaxResponseHead - lineBegin);
+        const auto empty = head.size() == lineBegin;
+        head += '\n';
+        if (empty) {
+            return head;
+        }
     }
-    return head.append("\n");
 }
 
-std::string ResponseReader::readLine(std::size_t limit)
+std::string ResponseReader::readLine()
 {
     std::string line;
-    for (;;) {
+    appendLine(line, kMaxChunkLine);
+    return line;
+}
+
+void ResponseReader::appendLine(std::string& text, std::size_t limit)
+{
+    const auto lineBegin = text.size();
+    for (auto ended = false; !ended;) {
         if (begin_ == end_ && !fill()) {
             throw std::runtime_error(
                 "The upstream closed the connection before the end of its answer.");
@@ -141,17 +154,15 @@ std::string ResponseReader::readLine(std::size_t limit)
         const auto* from = buffer_.data() + begin_;
         const auto* to = buffer_.data() + end_;
         const auto* lineEnd = std::find(from, to, '\n');
-        line.append(from, lineEnd);
-        begin_ += static_cast<std::size_t>(lineEnd - from) + (lineEnd == to ? 0 : 1);
-        if (line.size() >= limit) {
+        ended = lineEnd != to;
+        text.append(from, lineEnd);
+        begin_ += static_cast<std::size_t>(lineEnd - from) + (ended ? 1 : 0);
+        if (text.size() - lineBegin >= limit) {
             throw std::runtime_error("The upstream's answer is too large.");
         }
-        if (lineEnd != to) {
-            if (line.ends_with('\r')) {
-                line.pop_back();
-            }
-            return line;
-        }
+    }
+    if (text.size() > lineBegin && text.back() == '\r') {
+        text.pop_back();
     }
 }
 

@@ -44,7 +44,9 @@ private:
     common::DataBuffer readUntilClose();
 
     std::string readHeadText();
-    std::string readLine(std::size_t limit);
+    std::string readLine();
+    /// Without its end. Fails when it reaches @p limit.
+    void appendLine(std::string& text, std::size_t limit);
     void readExactly(char* into, std::size_t count);
     std::size_t readSome(char* into, std::size_t count);
     bool fill();
