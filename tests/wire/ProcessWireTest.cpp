@@ -62,7 +62,11 @@ TEST(ProcessWireTest, ASignalOrQuitEndsItWhateverClientsDo)
     using Process = HostProcess&;
     const std::function<void(Process)> ends[] = {
         [](Process host) { host.signal(SIGINT); },
-        [](Process host) { host.write("quit\n"); },
+        [](Process host) { host.write("help\r\nquit\r\n"); },
+        [](Process host) {
+            host.write("quit"); // the last line needs no end
+            host.closeInput();
+        },
         [](Process host) {
             host.closeInput();
             EXPECT_EQ(exchange(host.port(), makeRequest("GET", "/ping")).body, "pong");
