@@ -112,6 +112,7 @@ TEST_F(LocalConnectorTest, ProvidersAtOneAddressFormAChain)
     bus_->unregisterProvider("x", second);
     EXPECT_EQ(journey(*bus_, "x/rest"), "1>3(rest)");
     EXPECT_THROW(bus_->unregisterProvider("x", second), std::invalid_argument);
+    EXPECT_THROW(bus_->registerProvider("", second), std::invalid_argument);
 }
 
 TEST_F(LocalConnectorTest, AContextOutlivesItsConnector)
