@@ -8,14 +8,8 @@ namespace {
 
 TEST(UpstreamUrlTest, TakesAUrlApartAndKeepsItsTarget)
 {
-    struct Case
-    {
-        const char* url;
-        const char* origin;
-        const char* host;
-        const char* target;
-    };
-    const Case cases[] = {
+    using Text = const char*;
+    const std::tuple<Text, Text, Text, Text> cases[] = {
         {"http://h", "http://h:80", "h", "/"},
         {"http://h?", "http://h:80", "h", "/?"},
         {"HTTPS://H:8443/a/?#f", "https://h:8443", "h", "/a/?"},

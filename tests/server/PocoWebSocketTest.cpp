@@ -11,6 +11,7 @@
 #include "contract/messaging/LocalConnector.h"
 #include "contract/streams/TransformProcessor.h"
 #include "server/PocoHttpServer.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/WebSocketClient.h"
 
@@ -59,11 +60,8 @@ public:
     }
     void onError(std::exception_ptr failure) override
     {
-        try {
-            std::rethrow_exception(failure);
-        } catch (const std::exception& thrown) {
-            note("failed(" + std::string(thrown.what()) + ") ");
-        }
+        const auto thrown = test::failureOf([&] { std::rethrow_exception(failure); });
+        note("failed(" + thrown + ") ");
     }
     void onComplete() override { note("completed "); }
 
@@ -156,16 +154,13 @@ TEST_F(PocoWebSocketTest, RefusesWhatIsNoUpgrade)
     const std::string upgrade = "Connection: Upgrade\r\nUpgrade: websocket\r\n";
     const std::string version = "Sec-WebSocket-Version: 13\r\n";
     const std::string key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
-    const struct
-    {
-        std::string headers;
-        int status;
-    } cases[] = {{"", 426},
-                 {"Upgrade: websocket\r\n" + version + key, 426},
-                 {upgrade + "Sec-WebSocket-Version: 8\r\n" + key, 426},
-                 {upgrade + key, 426},
-                 {upgrade + version, 400},
-                 {upgrade + version + "Sec-WebSocket-Key: short\r\n", 400}};
+    const std::pair<std::string, int> cases[] = {
+        {"", 426},
+        {"Upgrade: websocket\r\n" + version + key, 426},
+        {upgrade + "Sec-WebSocket-Version: 8\r\n" + key, 426},
+        {upgrade + key, 426},
+        {upgrade + version, 400},
+        {upgrade + version + "Sec-WebSocket-Key: short\r\n", 400}};
     RawClient client(port());
     for (const auto& [headers, status] : cases) {
         client.send(test::makeRequest("GET", "/echo", headers));
@@ -204,12 +199,7 @@ TEST_F(PocoWebSocketTest, EchoesFramesHoweverTheyArrive)
 TEST_F(PocoWebSocketTest, ClosesWithTheRightCode)
 {
     using namespace std::string_literals;
-    const struct
-    {
-        std::string bytes;
-        unsigned code;
-        std::string calls;
-    } cases[] = {
+    const std::tuple<std::string, unsigned, std::string> cases[] = {
         {maskedFrame(0x88, ""), 0, "completed"},
         {maskedFrame(0x88, "\x03\xe8 bye") + maskedFrame(0x81, "late"), 1000, "completed"},
         {maskedFrame(0x88, "\x03\xed"), 1002, "failed(The close code 1005 is invalid.)"},
@@ -260,12 +250,8 @@ TEST_F(PocoWebSocketTest, TakesOneSubscriberAndLetsItLeave)
     provider->await("open ");
     auto& publisher =
         dynamic_cast<reactive_streams::PublisherAPI<WebSocketFrame>&>(*provider->bridge);
-    try {
-        publisher.subscribe(std::make_shared<FakeProvider>());
-        ADD_FAILURE() << "a second subscriber was accepted";
-    } catch (const std::runtime_error& refusal) {
-        EXPECT_STREQ(refusal.what(), "Only one subscriber is allowed");
-    }
+    EXPECT_EQ(test::failureOf([&] { publisher.subscribe(std::make_shared<FakeProvider>()); }),
+              "Only one subscriber is allowed");
     provider->incoming->cancel();
     client.sendFrame(0x81, "unwanted");
     client.sendFrame(0x89, "");

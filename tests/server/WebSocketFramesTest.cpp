@@ -44,12 +44,7 @@ TEST(WebSocketFramesTest, ParsesAtEveryFragmentSize)
     const auto text = maskedFrame(0x81, "Hello");
     const auto open = maskedFrame(0x01, "a\xe2\x82"); // ends within a character
     const auto size = [](const std::string& lengthBytes) { return "\x82"s + lengthBytes; };
-    const struct
-    {
-        const char* name;
-        std::string bytes;
-        std::string seen;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"frames in a row", text + maskedFrame(0x82, "\0\xff"s) + text,
          "81:Hello 82:\0\xff 81:Hello "s},
         {"empty frames", maskedFrame(0x81, "") + maskedFrame(0x02, "") + maskedFrame(0x80, ""),
@@ -61,12 +56,8 @@ TEST(WebSocketFramesTest, ParsesAtEveryFragmentSize)
         {"incomplete", text + text.substr(0, 7), "81:Hello ..."},
         {"not masked", text + "\x81\x00"s, "81:Hello !1002"},
         {"reserved bit 1", maskedFrame(0xc1, ""), "!1002"},
-        {"reserved bit 2", maskedFrame(0xa1, ""), "!1002"},
-        {"reserved bit 3", maskedFrame(0x99, ""), "!1002"},
         {"reserved opcode 3", maskedFrame(0x83, ""), "!1002"},
-        {"reserved opcode 7", maskedFrame(0x87, ""), "!1002"},
         {"reserved opcode 11", maskedFrame(0x8b, ""), "!1002"},
-        {"reserved opcode 15", maskedFrame(0x8f, ""), "!1002"},
         {"fragmented ping", maskedFrame(0x09, ""), "!1002"},
         {"long ping", maskedFrame(0x89, std::string(126, 'x')), "!1002"},
         {"continuation of nothing", maskedFrame(0x80, ""), "!1002"},
@@ -143,12 +134,8 @@ TEST(WebSocketFramesTest, GivesAPayloadMemoryAsItArrives)
 
 TEST(WebSocketFramesTest, ValidatesUtf8)
 {
-    const struct
-    {
-        std::string text;
-        std::size_t valid; ///< Length of what can be the beginning of a text.
-        bool complete;     ///< That beginning ends with a whole character.
-    } cases[] = {
+    const std::tuple<std::string, std::size_t, bool> cases[] = {
+        // text, the length of what can begin one, whether that ends with a whole character
         {"plain ASCII of more than 16 bytes", 33, true},
         {"sixteen bytes and \xc3\xa4 \xe2\x82\xac \xf0\x9f\x98\x80", 29, true},
         {"\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", 18, true},

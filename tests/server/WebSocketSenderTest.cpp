@@ -62,12 +62,7 @@ std::string sent(unsigned flags, std::size_t size, char content = 'x')
 
 TEST_F(WebSocketSenderTest, CutsLongFramesAndKeepsTheFinalBit)
 {
-    const struct
-    {
-        unsigned flags;
-        std::size_t size;
-        std::string written;
-    } cases[] = {
+    const std::tuple<unsigned, std::size_t, std::string> cases[] = {
         {0x81, 0, "\x81\0"s},
         {0x01, 5, sent(0x01, 5)},
         {0x81, 2'000'000, sent(0x81, 2'000'000)},

@@ -15,23 +15,13 @@ SCRIPT, HOST = sys.argv[1:3]
 
 # arguments, whether examples/site and the user's certificate are added
 TABLE = [
-    ([], "yes yes"),
-    (["--port", "8080"], "yes yes"),
-    (["--port=8080", "--no-secure"], "yes no"),
-    (["--certificate", "site"], "yes no"),
-    (["--certificate=site", "site"], "no no"),
-    (["--constant", "/a=200,text"], "yes yes"),
-    (["--constant", "/=200,text"], "no yes"),
-    (["--echo", "/"], "no yes"),
-    (["--echo", "/e"], "yes yes"),
-    (["--log-file"], "yes yes"),
-    (["--"], "yes yes"),
-    (["--", "--no-secure"], "no yes"),
-    (["site"], "no yes"),
-    (["--port", "8080", "site"], "no yes"),
-    (["--no-secure", "site"], "no no"),
-    (["--content", "/=site", "--no-secure"], "no no"),
-    (["--cached-content=/=site"], "no yes"),
+    ([], "yes yes"), (["--port", "8080"], "yes yes"), (["--port=8080", "--no-secure"], "yes no"),
+    (["--certificate", "site"], "yes no"), (["--certificate=site", "site"], "no no"),
+    (["--constant", "/a=200,text"], "yes yes"), (["--constant", "/=200,text"], "no yes"),
+    (["--echo", "/"], "no yes"), (["--echo", "/e"], "yes yes"), (["--log-file"], "yes yes"),
+    (["--"], "yes yes"), (["--", "--no-secure"], "no yes"), (["site"], "no yes"),
+    (["--port", "8080", "site"], "no yes"), (["--no-secure", "site"], "no no"),
+    (["--content", "/=site", "--no-secure"], "no no"), (["--cached-content=/=site"], "no yes"),
     (["--version"], "no no"),
 ]
 
