@@ -52,7 +52,7 @@ TEST(LayeredConfiguration, ASubscriberMaySetSubscribeAndCancelAndIsThenReleased)
     first = follow(configuration, [&, owned](Value&&) {
         configuration.set("key", 2, "host");
         second = follow(configuration, [&](Value&& value) { seen.push_back(value); });
-        first->cancel();
+        first.reset();
     });
     configuration.set("key", 1, "host");
     configuration.set("key", 3, "host");

@@ -1,6 +1,5 @@
 #include "contract/platform/FileSystem.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <limits>
 #include <map>
@@ -35,8 +34,6 @@ TEST(FileSystem, SeesWhatLinksLeadTo)
     std::filesystem::create_symlink("sub", path("dirlink"));
     std::filesystem::create_symlink("nowhere", path("broken"));
     ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
-    const timespec times[2] = {{1'700'000'000, 999'999'999}, {1'700'000'000, 999'999'999}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
 
     std::map<std::string, FileType> listed;
     for (const auto& entry : listDirectory(directory.path())) {
@@ -49,8 +46,6 @@ TEST(FileSystem, SeesWhatLinksLeadTo)
                             Pair("broken", FileType::None), Pair("pipe", FileType::Other)));
     EXPECT_EQ(listDirectory(path("sub")).at(0).name, ".hidden");
     EXPECT_THROW((void)listDirectory(path("missing")), std::filesystem::filesystem_error);
-    EXPECT_EQ(fs::status(path("link")).size, 5U);
-    EXPECT_EQ(fs::status(path("link")).lastWriteSeconds, 1'700'000'000);
     EXPECT_FALSE(fs::exists(path("broken")));
     EXPECT_TRUE(isReadable(path("link")));
     EXPECT_FALSE(isReadable(path("broken")));
