@@ -122,6 +122,11 @@ void ConnectionSocketImpl::setReceiveTimeout(const Poco::Timespan& timeout)
 
 Poco::Net::SocketAddress ConnectionSocketImpl::address()
 {
+    return localAddress();
+}
+
+const Poco::Net::SocketAddress& ConnectionSocketImpl::localAddress()
+{
     if (!address_.has_value()) {
         address_ = StreamSocketImpl::address();
     }
@@ -273,7 +278,6 @@ void ConnectionSocketImpl::skipEmptyLines() noexcept
 void ConnectionSocketImpl::takeHead(std::size_t size)
 {
     head_.assign(input().substr(0, size));
-    head_.writeForLibrary(libraryHead_);
     begin_ += size;
 }
 

@@ -24,8 +24,9 @@ namespace connector::http {
 /// - `poll` returns once a whole, well-formed request head is there; any other is refused with its
 ///   status, and the connection is at its end: the library's parser takes much that is malformed,
 ///   and drops some requests without an answer;
-/// - of the head the library reads what it acts upon, and the handler the rest from `head`; its
-///   reads never go beyond the head, so that the body and the next request are read from here;
+/// - the head is parsed once, see `head`; the library reads it only where it is passed on, and
+/// never
+///   reads beyond it, so that the body and what follows are read from here;
 /// - head and body of an answer leave in one call;
 /// - `abort` may be called by any thread at any time, also while the connection closes.
 ///
@@ -59,6 +60,13 @@ public:
 
     /// The head of the current request, until the next is waited for.
     [[nodiscard]] const RequestHead& head() const noexcept { return head_; }
+
+    /// Lets the library read the current head, as it came.
+    void passHeadToLibrary() { libraryHead_ = head_.text(); }
+
+    /// As `peerAddress` and `address`.
+    [[nodiscard]] const Poco::Net::SocketAddress& clientAddress() const noexcept { return peer_; }
+    const Poco::Net::SocketAddress& localAddress();
 
     /// Whether the client is on this machine.
     [[nodiscard]] bool isLocal() const noexcept { return local_; }

@@ -4,10 +4,10 @@
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
-#include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/HostEntry.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
+#include <Poco/Net/TCPServer.h>
 #include <Poco/StreamCopier.h>
 #include <Poco/ThreadPool.h>
 #include <Poco/Timespan.h>
@@ -19,6 +19,7 @@
 
 #include "server/BindListeningSocket.h"
 #include "server/ConnectionRegistry.h"
+#include "server/HttpConnection.h"
 #include "server/ListeningSocket.h"
 #include "server/PocoRequestHandlerFactory.h"
 #include "server/ServerLimits.h"
@@ -336,21 +337,6 @@ std::stop_token PocoHttpServer::currentStopToken()
     return servedServer->stopSource_.get_token();
 }
 
-void PocoHttpServer::incrementActiveRequests()
-{
-    ++activeRequests_;
-}
-
-void PocoHttpServer::decrementActiveRequests()
-{
-    --activeRequests_;
-}
-
-void PocoHttpServer::incrementTotalRequests()
-{
-    ++totalRequests_;
-}
-
 bool PocoHttpServer::servesThisThread() const
 {
     return servedServer == this;
@@ -361,8 +347,10 @@ bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned 
     checkPortAvailability(port);
     httpServer_.reset();
     serverSocket_ = createServerSocket(port);
-    httpServer_ = std::make_unique<Poco::Net::HTTPServer>(
-        new PocoRequestHandlerFactory(*this), *threadPool_, *serverSocket_, makeServerParameters());
+    const auto parameters = makeServerParameters();
+    httpServer_ = std::make_unique<Poco::Net::TCPServer>(
+        new HttpConnectionFactory(parameters, new PocoRequestHandlerFactory(*this)), *threadPool_,
+        *serverSocket_, parameters);
     httpServer_->start();
     stateLock.unlock();
     const auto answers = waitForRunning(port);
@@ -377,7 +365,6 @@ void PocoHttpServer::endListener()
         ::shutdown(serverSocket_->impl()->sockfd(), SHUT_RDWR);
         httpServer_->stop();
         openWebSockets_.waitForNone(websocket::kServerStopTime);
-        httpServer_->stopAll(true);
         // No request outlives the stop: the thread pool would abandon a busy thread after 10 s.
         while (httpServer_->currentThreads() > 0) {
             connections_->abortAll();

@@ -14,7 +14,7 @@
 namespace Poco {
 class ThreadPool;
 namespace Net {
-class HTTPServer;
+class TCPServer;
 class ServerSocket;
 } // namespace Net
 } // namespace Poco
@@ -143,9 +143,9 @@ private:
 
     const std::shared_ptr<Connector>& getConnector() const { return connector_; }
     // The three are called with stateMutex_ held.
-    void incrementActiveRequests();
-    void decrementActiveRequests();
-    void incrementTotalRequests();
+    void incrementActiveRequests() noexcept { ++activeRequests_; }
+    void decrementActiveRequests() noexcept { --activeRequests_; }
+    void incrementTotalRequests() noexcept { ++totalRequests_; }
     bool servesThisThread() const;
 
     /// Listens on @p port and probes; lets go of the lock around the probe.
@@ -158,7 +158,7 @@ private:
 
     std::mutex startMutex_; ///< Serialises start, stop and `getPort`; guards the next two.
     std::unique_ptr<Poco::ThreadPool> threadPool_; ///< Destroyed after the server that uses it.
-    std::unique_ptr<Poco::Net::HTTPServer> httpServer_;
+    std::unique_ptr<Poco::Net::TCPServer> httpServer_;
 
     websocket::OpenWebSockets openWebSockets_; ///< Has a lock of its own.
 

@@ -1,12 +1,10 @@
 #include "server/PocoRequestHandler.h"
 
-#include <Poco/Net/HTTPServerRequestImpl.h>
-#include <Poco/Net/HTTPServerResponse.h>
-
-#include "server/ConnectionSocketImpl.h"
+#include "server/HttpDate.h"
 #include "server/PocoHttpServer.h"
 #include "server/RequestExchange.h"
 #include "server/ResponseHead.h"
+#include "server/ServedRequest.h"
 
 namespace connector::http {
 
@@ -14,15 +12,15 @@ namespace {
 
 constexpr std::string_view kStarting = "starting";
 
-void answerStarting(ConnectionSocketImpl& connection, Poco::Net::HTTPServerResponse& response)
+void answerStarting(ServedRequest& request)
 {
-    const auto& framing = connection.head().framing();
-    // A body stays unread, so the connection can't go on behind it.
-    response.setKeepAlive(!framing.chunked && framing.length == 0);
-    ResponseHead head(connection.head().version() == Poco::Net::HTTPMessage::HTTP_1_0,
-                      response.getKeepAlive(), response.get(Poco::Net::HTTPResponse::DATE));
+    const auto& received = request.connection().head();
+    if (received.framing().chunked || received.framing().length > 0) {
+        request.endConnection(); // a body stays unread
+    }
+    ResponseHead head(received.isHttp10(), request.keepsAlive(), currentHttpDate());
     head.addContentLength(kStarting.size());
-    connection.sendAll(head.format(), kStarting);
+    request.connection().sendAll(head.format(), kStarting);
 }
 
 } // namespace
@@ -30,16 +28,15 @@ void answerStarting(ConnectionSocketImpl& connection, Poco::Net::HTTPServerRespo
 PocoRequestHandler::PocoRequestHandler(PocoHttpServer& server) : server_(server) {}
 
 void PocoRequestHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
-                                       Poco::Net::HTTPServerResponse& response)
+                                       Poco::Net::HTTPServerResponse& /*response*/)
 {
-    auto& received =
-        static_cast<Poco::Net::HTTPServerRequestImpl&>(request); // the one kind there is
+    auto& served = static_cast<ServedRequest&>(request); // the one kind there is
     PocoHttpServer::RequestScope scope(server_);
     if (!scope.isRunning()) {
-        answerStarting(ConnectionSocketImpl::of(received.socket()), response);
+        answerStarting(served);
         return;
     }
-    RequestExchange(server_, scope, received, response).run();
+    RequestExchange(server_, scope, served).run();
 }
 
 } // namespace connector::http

@@ -11,10 +11,12 @@
 #include "contract/streams/ReducingSubscriber.h"
 #include "server/ClientWatch.h"
 #include "server/ConnectionSocketImpl.h"
+#include "server/HttpDate.h"
 #include "server/ReadRequest.h"
 #include "server/RequestHead.h"
 #include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
+#include "server/ServedRequest.h"
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
 #include "server/websocket/OpenWebSockets.h"
@@ -26,8 +28,6 @@ namespace {
 
 using common::DataBuffer;
 using common::Level;
-using Poco::Net::HTTPMessage;
-using Poco::Net::HTTPResponse;
 
 std::string textOf(const std::exception& failure)
 {
@@ -38,11 +38,9 @@ std::string textOf(const std::exception& failure)
 } // namespace
 
 RequestExchange::RequestExchange(PocoHttpServer& server, PocoHttpServer::RequestScope& scope,
-                                 Poco::Net::HTTPServerRequestImpl& request,
-                                 Poco::Net::HTTPServerResponse& response)
-    : server_(server), scope_(scope), request_(request), response_(response),
-      connection_(ConnectionSocketImpl::of(request.socket())), head_(connection_.head()),
-      mayKeepAlive_(response.getKeepAlive())
+                                 ServedRequest& request)
+    : server_(server), scope_(scope), request_(request), connection_(request.connection()),
+      head_(connection_.head())
 {}
 
 void RequestExchange::run()
@@ -149,7 +147,7 @@ void RequestExchange::warnOfClosedClient() const
 
 void RequestExchange::answer(HttpResponse& reply)
 {
-    auto head = makeHead(mayKeepAlive_);
+    auto head = makeHead(request_.keepsAlive());
     head.setStatus(reply.status);
     DataBuffer body;
     if (reply.body != nullptr) {
@@ -203,7 +201,7 @@ void RequestExchange::send(ResponseHead& head, std::string_view body)
         head.setKeepAlive(false); // an interim status, and nothing that follows it
     }
     if (!head.keepAlive()) {
-        response_.setKeepAlive(false);
+        request_.endConnection();
     }
     sending_ = true;
     connection_.sendAll(head.format(), body);
@@ -211,19 +209,19 @@ void RequestExchange::send(ResponseHead& head, std::string_view body)
 
 void RequestExchange::upgrade(const WebSocket& reply)
 {
-    if (const auto refusal = checkUpgrade(request_)) {
-        answerText(refusal->status, refusal->text, mayKeepAlive_, describeUpgrade);
+    if (const auto refusal = checkUpgrade(head_)) {
+        answerText(refusal->status, refusal->text, request_.keepsAlive(), describeUpgrade);
         return;
     }
     const websocket::OpenWebSockets::Scope open(server_.openWebSockets_);
     runWebSocket(
-        request_, response_, reply, [this] { return server_.isStarted(); }, scope_.stopToken);
-    response_.setKeepAlive(false);
+        request_, reply, [this] { return server_.isStarted(); }, scope_.stopToken);
+    request_.endConnection();
 }
 
 void RequestExchange::leaveUnanswered()
 {
-    response_.setKeepAlive(false);
+    request_.endConnection();
 }
 
 void RequestExchange::answerRefusal(unsigned short status, const std::string& text)
@@ -237,7 +235,7 @@ void RequestExchange::answerRefusal(unsigned short status, const std::string& te
 void RequestExchange::answerFailure(const std::string& text)
 {
     // What was not read of the request would be taken for the next one.
-    answerText(500, text, mayKeepAlive_ && read_);
+    answerText(500, text, request_.keepsAlive() && read_);
 }
 
 void RequestExchange::answerText(unsigned short status, const std::string& text, bool keepAlive,
@@ -259,7 +257,7 @@ void RequestExchange::answerText(unsigned short status, const std::string& text,
 
 ResponseHead RequestExchange::makeHead(bool keepAlive) const
 {
-    return {head_.version() == HTTPMessage::HTTP_1_0, keepAlive, response_.get(HTTPResponse::DATE)};
+    return {head_.isHttp10(), keepAlive, currentHttpDate()};
 }
 
 std::string RequestExchange::url() const

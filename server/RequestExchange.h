@@ -1,7 +1,5 @@
 #pragma once
 
-#include <Poco/Net/HTTPServerRequestImpl.h>
-#include <Poco/Net/HTTPServerResponse.h>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +17,7 @@ namespace connector::http {
 
 class ConnectionSocketImpl;
 class RequestHead;
+class ServedRequest;
 
 /// One request on its way through the message pipeline and back: made, run once and dropped on the
 /// thread that serves the connection.
@@ -26,8 +25,7 @@ class RequestExchange
 {
 public:
     RequestExchange(PocoHttpServer& server, PocoHttpServer::RequestScope& scope,
-                    Poco::Net::HTTPServerRequestImpl& request,
-                    Poco::Net::HTTPServerResponse& response);
+                    ServedRequest& request);
 
     /// Answers the request, or leaves it unanswered when the server stops or the client is gone.
     /// Blocks until then. Every failure ends in an answer or a closed connection; none leaves.
@@ -63,13 +61,11 @@ private:
 
     PocoHttpServer& server_;
     PocoHttpServer::RequestScope& scope_;
-    Poco::Net::HTTPServerRequestImpl& request_; ///< The library's view, see RequestHead.
-    Poco::Net::HTTPServerResponse& response_; ///< Tells the library whether the connection goes on.
+    ServedRequest& request_;
     ConnectionSocketImpl& connection_;
     const RequestHead& head_;
-    const bool mayKeepAlive_; ///< The client asks for it and the server allows it.
-    bool read_ = false;       ///< The request was read to its end.
-    bool sending_ = false;    ///< Bytes of an answer may have left.
+    bool read_ = false;    ///< The request was read to its end.
+    bool sending_ = false; ///< Bytes of an answer may have left.
 };
 
 } // namespace connector::http

@@ -114,20 +114,26 @@ std::string_view RequestHead::get(std::string_view name) const noexcept
     return find(name).value_or(std::string_view());
 }
 
-void RequestHead::writeForLibrary(std::string& head) const
+bool RequestHead::lists(std::string_view name, std::string_view token) const noexcept
 {
-    if (find("upgrade").has_value()) {
-        head = text_;
-        return;
-    }
-    head = "GET / ";
-    head.append(version_).append("\r\n");
-    for (const auto& [name, value] : fields_) {
-        if (equalsIgnoreCaseAscii(name, "connection") || equalsIgnoreCaseAscii(name, "expect")) {
-            head.append(name).append(":").append(value).append("\r\n");
+    for (const auto& field : fields_) {
+        if (!equalsIgnoreCaseAscii(field.name, name)) {
+            continue;
+        }
+        for (auto rest = field.value; !rest.empty();) {
+            const auto element = rest.substr(0, rest.find(','));
+            if (equalsIgnoreCaseAscii(trim(element), token)) {
+                return true;
+            }
+            rest.remove_prefix(std::min(element.size() + 1, rest.size()));
         }
     }
-    head.append("\r\n");
+    return false;
+}
+
+bool RequestHead::keepsAlive() const noexcept
+{
+    return !lists("connection", "close") && (!isHttp10() || lists("connection", "keep-alive"));
 }
 
 void RequestHead::parseRequestLine(std::string_view line)

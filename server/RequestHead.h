@@ -63,11 +63,14 @@ public:
     /// The value of the first field of this name, or nothing.
     [[nodiscard]] std::string_view get(std::string_view name) const noexcept;
 
-    /// Writes a head with all that the networking library acts upon, and no more: its parser takes
-    /// a hundred instructions for every byte, a fifth of what a small request costs in all, and the
-    /// fields are parsed here. A request that may become another protocol's connection is passed on
-    /// whole.
-    void writeForLibrary(std::string& head) const;
+    /// Whether a field that is a list of tokens holds @p token, on any of its lines and in any
+    /// letter case (RFC 9110 section 5.6.1).
+    [[nodiscard]] bool lists(std::string_view name, std::string_view token) const noexcept;
+
+    [[nodiscard]] bool isHttp10() const noexcept { return version_ == "HTTP/1.0"; }
+
+    /// Whether the client means to send further requests on its connection (RFC 9112 section 9.3).
+    [[nodiscard]] bool keepsAlive() const noexcept;
 
 private:
     void parseRequestLine(std::string_view line);

@@ -5,15 +5,11 @@
 #include <stop_token>
 #include <string>
 
-namespace Poco::Net {
-class HTTPServerRequest;
-class HTTPServerRequestImpl;
-class HTTPServerResponse;
-} // namespace Poco::Net
-
 namespace connector::http {
 
+class RequestHead;
 class ResponseHead;
+class ServedRequest;
 class WebSocket;
 
 /// Why a request can't become a WebSocket connection, as an answer to it.
@@ -25,7 +21,7 @@ struct UpgradeRefusal
 
 /// Checks the client's half of the opening handshake (RFC 6455 section 4.2.1).
 /// @return nothing if the request is a proper upgrade.
-std::optional<UpgradeRefusal> checkUpgrade(const Poco::Net::HTTPServerRequest& request);
+std::optional<UpgradeRefusal> checkUpgrade(const RequestHead& head);
 
 /// Tells the client of a refused request what would be accepted.
 void describeUpgrade(ResponseHead& head);
@@ -38,8 +34,7 @@ void describeUpgrade(ResponseHead& head);
 /// @param stopToken stopped when the server stops: the connection ends at once then, see
 ///        `PocoWebSocket::close`.
 /// @throws Poco::Exception when the handshake can't be answered; nothing was sent then.
-void runWebSocket(Poco::Net::HTTPServerRequestImpl& request,
-                  Poco::Net::HTTPServerResponse& response, const WebSocket& reply,
+void runWebSocket(ServedRequest& request, const WebSocket& reply,
                   const std::function<bool()>& isStarted, const std::stop_token& stopToken);
 
 } // namespace connector::http

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "server/RequestRefusal.h"
@@ -36,20 +37,24 @@ TEST(RequestHead, TellsHowTheBodyIsDelimited)
     EXPECT_EQ(framed("").length, 0U);
 }
 
-TEST(RequestHead, LeavesTheLibraryWhatItActsUpon)
+TEST(RequestHead, TellsWhetherTheConnectionIsToGoOn)
 {
-    const auto ofLibrary = [](const std::string& text) {
-        RequestHead head;
-        head.assign(text);
-        std::string left;
-        head.writeForLibrary(left);
-        return left;
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"1.1", "", true},
+        {"1.1", "Connection: close\r\n", false},
+        {"1.1", "Connection: keep-alive , CLOSE\r\n", false},
+        {"1.1", "Connection: x\r\nconnection:,,close\r\n", false},
+        {"1.1", "Connection: closed, \r\nX: close\r\n", true},
+        {"1.0", "", false},
+        {"1.0", "Connection: x\r\n", false},
+        {"1.0", "Connection: x,Keep-Alive\r\n", true},
+        {"1.0", "Connection: keep-alive, close\r\n", false},
     };
-    EXPECT_EQ(ofLibrary("POST /a?b HTTP/1.0\r\nHost: x\r\nconnection: Keep-Alive\r\n"
-                        "Content-Length: 1\r\nExpect: 100-continue\r\nCookie: a=b\r\n\r\n"),
-              "GET / HTTP/1.0\r\nconnection:Keep-Alive\r\nExpect:100-continue\r\n\r\n");
-    const std::string upgrade = "GET /a HTTP/1.1\r\nHost: x\r\nUPGRADE: websocket\r\n\r\n";
-    EXPECT_EQ(ofLibrary(upgrade), upgrade);
+    for (const auto& [version, fields, goesOn] : cases) {
+        RequestHead head;
+        head.assign(std::string("GET / HTTP/") + version + "\r\n" + fields + "\r\n");
+        EXPECT_EQ(head.keepsAlive(), goesOn) << version << " " << fields;
+    }
 }
 
 TEST(RequestHead, RefusesWhatAnotherReaderMightTakeDifferently)

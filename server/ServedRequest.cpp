@@ -1,0 +1,31 @@
+#include "server/ServedRequest.h"
+
+#include <Poco/Exception.h>
+
+#include "contract/common/Text.h"
+
+namespace connector::http {
+
+ServedRequest::ServedRequest(Poco::Net::StreamSocket& socket,
+                             const Poco::Net::HTTPServerParams& parameters)
+    : socket_(socket), connection_(ConnectionSocketImpl::of(socket)), parameters_(parameters),
+      keepsAlive_(parameters.getKeepAlive() && connection_.head().keepsAlive())
+{}
+
+bool ServedRequest::awaitsContinue() const noexcept
+{
+    const auto& head = connection_.head();
+    return !head.isHttp10() && common::equalsIgnoreCaseAscii(head.get("expect"), "100-continue");
+}
+
+std::istream& ServedRequest::stream()
+{
+    throw Poco::IllegalStateException("The body is read from the connection.");
+}
+
+const Poco::Net::SocketAddress& ServedRequest::serverAddress() const
+{
+    return connection_.localAddress();
+}
+
+} // namespace connector::http
