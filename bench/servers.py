@@ -20,21 +20,31 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def is_ready(port):
+    """Whether a server answers, and not that it is still starting."""
+    try:
+        with socket.create_connection(("127.0.0.1", port), timeout=5) as connection:
+            connection.sendall(b"GET / HTTP/1.0\r\nHost: localhost\r\n\r\n")
+            return not connection.makefile("rb").read().endswith(b"starting")
+    except ConnectionResetError:
+        return True  # it wants TLS
+    except OSError:
+        return False
+
+
 class Server:
-    """A server process and its children, in a group of their own."""
+    """A server process and its children, in a group of their own, once it accepts connections."""
 
     def __init__(self, command, port, secure=False):
         self.origin = f"{'https' if secure else 'http'}://127.0.0.1:{port}"
         self.port = port
         self.process = subprocess.Popen([str(word) for word in command], stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, start_new_session=True)
-        deadline = time.monotonic() + 20
+        deadline = time.monotonic() + 60
         while time.monotonic() < deadline and self.process.poll() is None:
-            try:
-                socket.create_connection(("127.0.0.1", port), timeout=1).close()
+            if is_ready(port):
                 return
-            except OSError:
-                time.sleep(0.05)
+            time.sleep(0.05)
         self.stop()
         raise SystemExit(f"{command[0]} did not start")
 
@@ -69,6 +79,12 @@ class Server:
         trusting = ssl._create_unverified_context()
         with urllib.request.urlopen(self.origin + path, context=trusting) as answer:
             return (answer.headers["Set-Cookie"] or "").partition(";")[0]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *failure):
+        self.stop()
 
     def stop(self):
         try:

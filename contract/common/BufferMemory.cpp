@@ -53,52 +53,79 @@ struct Block
 class KeptBlocks
 {
 public:
-    /// Takes the latest block that fits. @return one without bytes if there is none.
+    /// Takes the latest block that fits, for use. @return one without bytes if there is none.
     Block take(std::size_t size) noexcept
     {
         const std::lock_guard lock(mutex_);
         for (auto i = count_; i > 0; --i) {
             const auto capacity = blocks_[i - 1].capacity;
             if (capacity >= size && capacity - size <= size / 4) {
-                std::rotate(blocks_.begin() + i - 1, blocks_.begin() + i, blocks_.begin() + count_);
-                bytes_ -= capacity;
-                return blocks_[--count_];
+                usedBytes_ += capacity;
+                return takeAt(i - 1);
             }
         }
         return {};
     }
 
-    /// @return false where there is no room for it.
-    bool keep(Block block) noexcept
+    /// A new block is in use.
+    void noteUse(std::size_t capacity) noexcept
     {
         const std::lock_guard lock(mutex_);
-        if (bytes_ + block.capacity > BufferMemory::kMostKeptBytes) {
-            return false;
+        usedBytes_ += capacity;
+    }
+
+    /// Keeps a block that is no longer in use. @return the block itself where there is no room.
+    Block keep(Block block) noexcept
+    {
+        const std::lock_guard lock(mutex_);
+        usedBytes_ -= block.capacity;
+        if (count_ == blocks_.size()) {
+            return block;
         }
-        bytes_ += block.capacity;
         blocks_[count_++] = block;
-        return true;
+        bytes_ += block.capacity;
+        return {};
+    }
+
+    /// Takes the block that has waited longest, if more is kept than @p allowed or is in use.
+    /// @return one without bytes if not.
+    Block takeSurplus(std::size_t allowed) noexcept
+    {
+        const std::lock_guard lock(mutex_);
+        return bytes_ > std::max(allowed, usedBytes_) ? takeAt(0) : Block();
     }
 
     /// Takes any block. @return one without bytes if there is none.
     Block takeAny() noexcept
     {
         const std::lock_guard lock(mutex_);
-        if (count_ == 0) {
-            return {};
-        }
+        return count_ > 0 ? takeAt(count_ - 1) : Block();
+    }
+
+private:
+    Block takeAt(std::size_t index) noexcept
+    {
+        auto* const taken = blocks_.begin() + index;
+        std::rotate(taken, taken + 1, blocks_.begin() + count_);
         bytes_ -= blocks_[--count_].capacity;
         return blocks_[count_];
     }
 
-private:
+    static constexpr std::size_t kMostBlocks = 64;
+
     std::mutex mutex_; ///< Guards what follows.
-    std::array<Block, BufferMemory::kMostKeptBytes / BufferMemory::kLargeBytes> blocks_;
+    std::array<Block, kMostBlocks> blocks_;
     std::size_t count_ = 0;
-    std::size_t bytes_ = 0;
+    std::size_t bytes_ = 0; ///< Of the blocks here.
+    std::size_t usedBytes_ = 0;
 };
 
 constinit KeptBlocks kept;
+
+void unmap(Block block) noexcept
+{
+    unmap(block.bytes, block.capacity);
+}
 
 } // namespace
 
@@ -114,13 +141,15 @@ BufferMemory::Ptr BufferMemory::allocate(std::size_t size)
         throw std::bad_alloc();
     }
     const auto capacity = (size + kGranule - 1) / kGranule * kGranule;
-    return {map(capacity), Free{capacity}};
+    Ptr block(map(capacity), Free{capacity});
+    kept.noteUse(capacity);
+    return block;
 }
 
 void BufferMemory::releaseKept() noexcept
 {
     for (auto block = kept.takeAny(); block.bytes != nullptr; block = kept.takeAny()) {
-        unmap(block.bytes, block.capacity);
+        unmap(block);
     }
 }
 
@@ -128,8 +157,12 @@ void BufferMemory::Free::operator()(char* bytes) const noexcept
 {
     if (capacity < kLargeBytes) {
         std::default_delete<char[]>()(bytes);
-    } else if (!kept.keep({bytes, capacity})) {
-        unmap(bytes, capacity);
+        return;
+    }
+    unmap(kept.keep({bytes, capacity}));
+    for (auto block = kept.takeSurplus(kKeptBytes); block.bytes != nullptr;
+         block = kept.takeSurplus(kKeptBytes)) {
+        unmap(block);
     }
 }
 

@@ -16,8 +16,9 @@ struct CONNECTOR_API BufferMemory
     /// From this size on a block is large.
     static constexpr std::size_t kLargeBytes = std::size_t{4} << 20;
 
-    /// So much in freed large blocks is kept to be used again.
-    static constexpr std::size_t kMostKeptBytes = std::size_t{32} << 20;
+    /// So much in freed large blocks is kept to be used again; while more than that is in use, as
+    /// much as is in use.
+    static constexpr std::size_t kKeptBytes = std::size_t{32} << 20;
 
     /// Knows by the size where the memory is from.
     struct Free
