@@ -53,6 +53,8 @@ public:
     /// Ends the connection with a reset.
     void reset();
 
+    [[nodiscard]] int descriptor() const noexcept { return socket_; }
+
 private:
     bool receiveMore();
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <latch>
 #include <optional>
+#include <poll.h>
 #include <sstream>
 #include <thread>
 
@@ -107,6 +108,23 @@ TEST(ProxyWireTest, ARealServerIsReachedThroughOneConnection)
         EXPECT_THAT(page.head, Not(HasSubstr("et-Cookie: a=1")));
         EXPECT_THAT(page.head, Not(HasSubstr("ransfer-")));
     }
+}
+
+TEST(ProxyWireTest, ARefusedConnectionFailsAfterHalfAMinuteWhileOthersAreServed)
+{
+    HostProcess host(kHostBinary, {"--no-secure", "--proxy", proxyTo("/dead", findFreePort()),
+                                   "--constant", "/ping=200,pong"});
+    RawClient client(host.port());
+    client.send(makeRequest("GET", "/dead"));
+    const auto begin = std::chrono::steady_clock::now();
+    constexpr int kPatienceMs = 50'000;
+    pollfd answer{client.descriptor(), POLLIN, 0};
+    EXPECT_EQ(exchange(host.port(), makeRequest("GET", "/ping")).body, "pong");
+    ASSERT_EQ(::poll(&answer, 1, kPatienceMs), 1);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(29));
+    const auto failure = client.readResponse();
+    EXPECT_EQ(failure.status, 500);
+    EXPECT_THAT(failure.body, HasSubstr("Retry limit reached: Connection refused"));
 }
 
 TEST(ProxyWireTest, TheHostEndsWhileUpstreamsStallAndRefuse)
