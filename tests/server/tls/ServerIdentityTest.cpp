@@ -49,11 +49,17 @@ TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
 {
     const std::string container = " | openssl pkcs12 -export -nocerts -out korvelPkey.p12 "
                                   "-passout 'pass:";
-    const std::tuple<const char*, std::string, const char*> cases[] = {
+    const struct
+    {
+        const char* damage;
+        std::string command;
+        const char* reason;
+    } cases[] = {
         {"no certificate file", "rm certificate.pem", "certificate.pem: no such file"},
         {"no key file", "rm korvelPkey.p12", "korvelPkey.p12: no such file"},
         {"truncated key file", "truncate -s 1000 korvelPkey.p12", "not enough data"},
         {"empty certificate file", "truncate -s 0 certificate.pem", "no start line"},
+        {"truncated certificate", "truncate -s 900 certificate.pem", "bad end line"},
         {"certificate not signed by its key",
          "openssl x509 -in certificate.pem -outform DER | head -c -1 > c; printf x >> c; "
          "openssl x509 -in c -inform DER -out certificate.pem",
@@ -78,7 +84,7 @@ TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
     }
 }
 
-TEST_F(ServerIdentityTest, APairThatCannotBeSavedIsUsedAllTheSame)
+TEST_F(ServerIdentityTest, WithoutALocationNoFileIsReadOrWritten)
 {
     load(); // a key that would be found in the working directory
     const auto files = contentOf(certificate_) + contentOf(key_);
@@ -92,10 +98,15 @@ TEST_F(ServerIdentityTest, APairThatCannotBeSavedIsUsedAllTheSame)
         certutils::verifyPrivateKeyAndCertMatch(identity.key.get(), identity.certificate.get()));
     EXPECT_EQ(contentOf(certificate_) + contentOf(key_), files);
     EXPECT_TRUE(log.contains("Unable to save private key or certificate to file:"));
+}
 
+TEST_F(ServerIdentityTest, PairThatCannotBeSavedIsUsedAllTheSame)
+{
+    const test::ScopedLogCapture log;
     const auto nowhere = directory_.path() / "none";
     EXPECT_NE(loadOrMakeServerIdentity((nowhere / "certificate.pem").wstring()).key, nullptr);
-    EXPECT_TRUE(log.contains("certificate to file:Cannot write " + nowhere.string()));
+    EXPECT_TRUE(log.contains("Unable to save private key or certificate to file:Cannot write " +
+                             nowhere.string()));
 }
 
 TEST(ReplaceFileTest, FailureLeavesWhatWasThereAndNothingElse)
