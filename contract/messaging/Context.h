@@ -4,7 +4,8 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "contract/common/Export.h"
 #include "contract/messaging/Address.h"
@@ -39,8 +40,10 @@ public:
     [[nodiscard]] std::optional<std::string> getAttribute(const std::string& name) const;
 
 private:
+    using Attribute = std::pair<std::string, std::string>;
+
     mutable std::mutex mutex_; ///< Guards attributes_.
-    std::unordered_map<std::string, std::string> attributes_;
+    std::vector<Attribute> attributes_; ///< There are but a few.
 };
 
 } // namespace connector
