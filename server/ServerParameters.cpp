@@ -4,8 +4,6 @@
 
 namespace connector::http {
 
-namespace {} // namespace
-
 Poco::Timespan toTimespan(std::chrono::microseconds duration)
 {
     return {duration.count() / 1000000, duration.count() % 1000000};

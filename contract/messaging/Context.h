@@ -42,7 +42,7 @@ public:
 private:
     using Attribute = std::pair<std::string, std::string>;
 
-    mutable std::mutex mutex_; ///< Guards attributes_.
+    mutable std::mutex mutex_;          ///< Guards attributes_.
     std::vector<Attribute> attributes_; ///< There are but a few.
 };
 

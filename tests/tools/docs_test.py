@@ -10,7 +10,8 @@ import sys
 import unittest
 
 ROOT = sys.argv[1]
-DOCUMENTS = ["README.md", "CONTRIBUTING.md", "docs/architecture.md"]
+DOCUMENTS = ["README.md", "CONTRIBUTING.md", "docs/architecture.md",
+             "docs/life-of-a-request.md", "docs/operating.md", "docs/performance.md"]
 EXCERPT = re.compile(r"<!-- from: (\S+) -->\n```\w*\n(.*?)```", re.DOTALL)
 LINK = re.compile(r"\]\((?!\w+:)([^)#]+)[^)]*\)")
 
