@@ -48,10 +48,10 @@ StaticContentServiceImpl::StaticContentServiceImpl(
     std::shared_ptr<configuration::Configuration> configuration,
     std::map<std::string, std::wstring, std::greater<std::string>>&& paths,
     std::map<std::string, bool, std::greater<std::string>>&& cacheFlags, bool directoryListing)
-    : registry_(std::make_shared<ContentRegistry>(paths, std::move(cacheFlags))),
-      configuration_(std::move(configuration)),
+    : configuration_(std::move(configuration)),
       directoryListing_(std::make_shared<std::atomic<bool>>(directoryListing))
 {
+    registry_.set(ContentRegistry(paths, std::move(cacheFlags)));
     if (configuration_ != nullptr) {
         configuration_->set(kDirectoryListingKey, directoryListing, "default");
         directoryListingSubscription_ = reactive_streams::CallbackSubscriber<Value>::attach(
@@ -86,17 +86,10 @@ void StaticContentServiceImpl::addStaticContentPath(const std::string& route,
     }
     requireAlphanumeric(route);
     const auto key = route.ends_with('/') ? route.substr(0, route.size() - 1) : route;
-    for (;;) {
-        // Lookups do not wait for the copy; of two that are made at once, one is made again.
-        auto current = registry();
-        auto changed = std::make_shared<ContentRegistry>(*current);
-        changed->set(key, path, enableCache);
-        const std::lock_guard lock(mutex_);
-        if (registry_ == current) {
-            registry_ = std::move(changed);
-            return;
-        }
-    }
+    const std::lock_guard lock(mutex_);
+    auto changed = *registry_.get();
+    changed.set(key, path, enableCache);
+    registry_.set(changed);
 }
 
 std::shared_ptr<StaticContentService> StaticContentServiceImpl::getPtr()
@@ -109,7 +102,7 @@ Future<std::unique_ptr<Message>> StaticContentServiceImpl::doGetHead(const HttpR
 {
     try {
         const auto requestPath = request.path.starts_with('/') ? request.path : '/' + request.path;
-        const auto routes = registry();
+        const auto routes = registry_.get();
         const auto found = findFileForPath(*routes, requestPath, *directoryListing_);
         switch (found.status.type) {
         case filesystem::FileType::Regular:
@@ -123,12 +116,6 @@ Future<std::unique_ptr<Message>> StaticContentServiceImpl::doGetHead(const HttpR
         // Kept: whatever fails is a missing file to the client.
     }
     return makeReadyHttpResponse(404, "File not found.");
-}
-
-std::shared_ptr<const ContentRegistry> StaticContentServiceImpl::registry() const
-{
-    const std::lock_guard lock(mutex_);
-    return registry_;
 }
 
 } // namespace connector::http

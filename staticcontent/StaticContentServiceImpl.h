@@ -8,13 +8,13 @@
 #include <string>
 
 #include "contract/common/Export.h"
+#include "contract/common/Snapshot.h"
 #include "contract/http/StaticContentService.h"
 #include "contract/platform/Configuration.h"
 #include "contract/streams/Streams.h"
+#include "staticcontent/ContentRegistry.h"
 
 namespace connector::http {
-
-class ContentRegistry;
 
 /// Serves files from registered directories.
 ///
@@ -65,10 +65,9 @@ public:
 
 private:
     Future<std::unique_ptr<Message>> doGetHead(const HttpRequest& request, bool includeBody) const;
-    std::shared_ptr<const ContentRegistry> registry() const;
 
-    mutable std::mutex mutex_; ///< Guards the pointer registry_; held for its copy or exchange.
-    std::shared_ptr<const ContentRegistry> registry_;
+    std::mutex mutex_; ///< Serialises changes of registry_; lookups do not take it.
+    common::Snapshot<ContentRegistry> registry_;
     const std::shared_ptr<configuration::Configuration> configuration_;
     /// Shared with the listener, which may still run while the service is destroyed.
     const std::shared_ptr<std::atomic<bool>> directoryListing_;

@@ -6,7 +6,7 @@
 #include <mutex>
 
 #include "contract/common/Export.h"
-#include "contract/common/ThreadSlots.h"
+#include "contract/common/Snapshot.h"
 #include "contract/messaging/Address.h"
 #include "contract/messaging/BusTable.h"
 #include "contract/messaging/Connector.h"
@@ -57,27 +57,21 @@ private:
     /// A table and which one of the connector's it is.
     struct Published
     {
-        std::shared_ptr<const BusTable> table;
+        BusTable table;
         std::uint64_t version = 0;
     };
 
-    /// What a thread takes its references from. Those of each slot have a count of their own.
-    struct Slot
-    {
-        std::mutex mutex; ///< Guards what follows.
-        Published published;
-        std::shared_ptr<const std::weak_ptr<LocalConnector>> self; ///< Null before the first use.
-    };
-
-    Published published();
     void publish();
 
     const std::uint64_t id_; ///< No other connector of the process has or had it.
 
-    std::mutex mutex_; ///< Guards table_ and serialises its changes. Before that of a slot.
+    std::once_flag selfSet_;
+    common::Snapshot<std::weak_ptr<LocalConnector>> self_; ///< For the contexts.
+
+    std::mutex mutex_; ///< Guards table_ and serialises its changes.
     BusTable table_;
-    common::ThreadSlots<Slot> slots_;
-    std::atomic<std::uint64_t> version_ = 0; ///< Of what the slots hold, once all do.
+    common::Snapshot<Published> published_;
+    std::atomic<std::uint64_t> version_ = 0; ///< Of what is published, for everybody.
 };
 
 } // namespace connector
