@@ -16,4 +16,14 @@ namespace connector::common {
 /// @throws std::system_error if there is no thread to be had.
 [[nodiscard]] CONNECTOR_API std::thread startThread(const char* name, std::function<void()> body);
 
+/// Tells the processor that the thread tries again and again for what another thread holds.
+inline void pauseInSpin() noexcept
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
 } // namespace connector::common
