@@ -25,8 +25,7 @@ namespace connector::http {
 ///   status, and the connection is at its end: the library's parser takes much that is malformed,
 ///   and drops some requests without an answer;
 /// - the head is parsed once, see `head`; the library reads it only where it is passed on, and
-/// never
-///   reads beyond it, so that the body and what follows are read from here;
+///   never reads beyond it, so that the body and what follows are read from here;
 /// - head and body of an answer leave in one call;
 /// - `abort` may be called by any thread at any time, also while the connection closes.
 ///

@@ -17,7 +17,7 @@
 #include "server/ConnectionSocketImpl.h"
 #include "server/ResponseHead.h"
 #include "server/ServedRequest.h"
-#include "server/ServerLimits.h"
+#include "server/ServerParameters.h"
 #include "server/tls/TlsConnectionSocketImpl.h"
 #include "server/websocket/PocoWebSocket.h"
 #include "server/websocket/SocketChannel.h"
@@ -72,14 +72,14 @@ std::shared_ptr<PocoWebSocket> accept(ServedRequest& served)
     auto channel = makeChannel(connection);
     auto wait = std::make_unique<websocket::SocketWait>(channel->descriptor());
 
-    Poco::Net::HTTPServerParams::Ptr parameters(new Poco::Net::HTTPServerParams);
+    auto parameters = makeServerParameters();
     Poco::Net::HTTPServerSession session(served.socket(), parameters);
     Poco::Net::HTTPServerResponseImpl response(session);
     connection.passHeadToLibrary();
     Poco::Net::HTTPServerRequestImpl request(response, session, parameters);
     response.setVersion(request.getVersion());
     response.setDate(Poco::Timestamp());
-    response.set("Server", kSoftwareVersion);
+    response.set("Server", parameters->getSoftwareVersion());
     request.set("Upgrade", "websocket"); // of a list, the library would know none
     request.set("Connection", "Upgrade");
     const Poco::Net::WebSocket socket(request, response);
