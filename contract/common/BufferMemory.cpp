@@ -17,10 +17,16 @@ constexpr std::size_t kHugePage = std::size_t{2} << 20;
 /// Sizes are rounded up to a multiple of this, so that bodies of about a size use the same blocks.
 constexpr std::size_t kGranule = std::size_t{64} << 10;
 
-void unmap(char* bytes, std::size_t size) noexcept
+struct Block
 {
-    if (size > 0) {
-        ::munmap(bytes, size);
+    char* bytes = nullptr;
+    std::size_t capacity = 0;
+};
+
+void unmap(Block block) noexcept
+{
+    if (block.capacity > 0) {
+        ::munmap(block.bytes, block.capacity);
     }
 }
 
@@ -36,17 +42,11 @@ char* map(std::size_t size)
     auto* const first = static_cast<char*>(begin);
     const auto past = reinterpret_cast<std::uintptr_t>(first) % kHugePage;
     const auto skipped = past == 0 ? 0 : kHugePage - past;
-    unmap(first, skipped);
-    unmap(first + skipped + size, kHugePage - skipped);
+    unmap({first, skipped});
+    unmap({first + skipped + size, kHugePage - skipped});
     ::madvise(first + skipped, size, MADV_HUGEPAGE); // advice: it may fail
     return first + skipped;
 }
-
-struct Block
-{
-    char* bytes = nullptr;
-    std::size_t capacity = 0;
-};
 
 /// The freed blocks that wait to be used again, the latest at the end. Never destroyed, as bodies
 /// may outlive everything.
@@ -121,11 +121,6 @@ private:
 };
 
 constinit KeptBlocks kept;
-
-void unmap(Block block) noexcept
-{
-    unmap(block.bytes, block.capacity);
-}
 
 } // namespace
 
