@@ -1,8 +1,7 @@
-#include <fstream>
 #include <gmock/gmock.h>
-#include <sstream>
 
 #include "tests/support/Browser.h"
+#include "tests/support/Document.h"
 #include "tests/wire/Site.h"
 
 namespace connector::test {
@@ -10,27 +9,15 @@ namespace {
 
 using testing::HasSubstr;
 
-std::string readFile(const std::string& path)
-{
-    std::ostringstream content;
-    content << std::ifstream(path).rdbuf();
-    return content.str();
-}
-
 /// The shell commands of the document under a heading, up to the next one.
 std::string commandsUnder(const std::string& heading)
 {
     const auto document = readFile(CONNECTOR_SOURCE_DIR "/docs/operating.md");
     const auto title = "### " + heading + "\n";
-    std::istringstream lines(document.substr(document.find(title) + title.size()));
+    const auto section = document.substr(document.find(title) + title.size());
     std::string commands;
-    bool inside = false;
-    for (std::string line; std::getline(lines, line) && !line.starts_with("##");) {
-        if (line.starts_with("```")) {
-            inside = line == "```sh";
-        } else if (inside) {
-            commands += line + "\n";
-        }
+    for (const auto& line : fencedLines(section.substr(0, section.find("\n##")), "sh")) {
+        commands += line + "\n";
     }
     return commands;
 }

@@ -1,11 +1,13 @@
-#include <fstream>
 #include <gmock/gmock.h>
 #include <sstream>
 
+#include "tests/support/Document.h"
 #include "tests/wire/Site.h"
 
 namespace connector::test {
 namespace {
+
+constexpr const char* kDocument = CONNECTOR_SOURCE_DIR "/docs/operating.md";
 
 struct Example
 {
@@ -15,17 +17,13 @@ struct Example
 
 /// The examples of the fenced console blocks: what follows "> " is typed, the lines up to the next
 /// one are the answer.
-std::vector<Example> readExamples(const std::string& file)
+std::vector<Example> readExamples(const std::string& document)
 {
-    std::ifstream document(file);
     std::vector<Example> examples;
-    bool inside = false;
-    for (std::string line; std::getline(document, line);) {
-        if (line.starts_with("```")) {
-            inside = line == "```console";
-        } else if (inside && line.starts_with("> ")) {
+    for (const auto& line : fencedLines(document, "console")) {
+        if (line.starts_with("> ")) {
             examples.push_back({line.substr(2), ""});
-        } else if (inside && !line.empty()) {
+        } else if (!line.empty()) {
             auto& answer = examples.back().answer;
             answer += answer.empty() ? line : "\n" + line;
         }
@@ -59,7 +57,7 @@ TEST(DocumentationWireTest, TheConsoleExamplesRunAsTheyStand)
     HostProcess host(kHostBinary, {"--no-secure", "--constant", "/ping=200,pong",
                                    CONNECTOR_SOURCE_DIR "/examples/site"});
     const auto port = std::to_string(findFreePort()); // in place of the one that the text names
-    const auto examples = readExamples(CONNECTOR_SOURCE_DIR "/docs/operating.md");
+    const auto examples = readExamples(readFile(kDocument));
     EXPECT_GT(examples.size(), 15U);
     for (const auto& [typed, answer] : examples) {
         SCOPED_TRACE(typed);
@@ -70,15 +68,14 @@ TEST(DocumentationWireTest, TheConsoleExamplesRunAsTheyStand)
 
 TEST(DocumentationWireTest, EveryOptionIsDescribed)
 {
-    std::stringstream document;
-    document << std::ifstream(CONNECTOR_SOURCE_DIR "/docs/operating.md").rdbuf();
+    const auto document = readFile(kDocument);
     ChildProcess host({kHostBinary, "--help"});
     std::istringstream help(host.readRest());
     int options = 0;
     for (std::string word; help >> word;) {
         if (word.starts_with("--")) {
             ++options;
-            EXPECT_THAT(document.str(), testing::HasSubstr("`" + word)) << word;
+            EXPECT_THAT(document, testing::HasSubstr("`" + word)) << word;
         }
     }
     EXPECT_GT(options, 10);

@@ -1,0 +1,30 @@
+#include "tests/support/Document.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace connector::test {
+
+std::string readFile(const std::filesystem::path& path)
+{
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
+std::vector<std::string> fencedLines(const std::string& text, const std::string& language)
+{
+    std::istringstream lines(text);
+    std::vector<std::string> fenced;
+    bool inside = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("```")) {
+            inside = line == "```" + language;
+        } else if (inside) {
+            fenced.push_back(line);
+        }
+    }
+    return fenced;
+}
+
+} // namespace connector::test
