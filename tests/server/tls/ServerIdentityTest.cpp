@@ -61,8 +61,9 @@ TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
         {"empty certificate file", "truncate -s 0 certificate.pem", "no start line"},
         {"truncated certificate", "truncate -s 900 certificate.pem", "bad end line"},
         {"certificate not signed by its key",
-         "openssl x509 -in certificate.pem -outform DER | head -c -1 > c; printf x >> c; "
-         "openssl x509 -in c -inform DER -out certificate.pem",
+         "openssl x509 -in certificate.pem -outform DER > c; "
+         "(head -c -1 c; tail -c 1 c | tr '\\000-\\377' '\\001-\\377\\000') | "
+         "openssl x509 -inform DER -out certificate.pem",
          "the certificate is damaged"},
         {"another pass phrase", "openssl genrsa 1024" + container + "another'",
          "mac verify failure"},
