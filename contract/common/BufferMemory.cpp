@@ -60,7 +60,7 @@ public:
         for (auto i = count_; i > 0; --i) {
             const auto capacity = blocks_[i - 1].capacity;
             if (capacity >= size && capacity - size <= size / 4) {
-                usedBytes_ += capacity;
+                addUsed(capacity);
                 return takeAt(i - 1);
             }
         }
@@ -71,7 +71,7 @@ public:
     void noteUse(std::size_t capacity) noexcept
     {
         const std::lock_guard lock(mutex_);
-        usedBytes_ += capacity;
+        addUsed(capacity);
     }
 
     /// Keeps a block that is no longer in use. @return the block itself where there is no room.
@@ -87,22 +87,30 @@ public:
         return {};
     }
 
-    /// Takes the block that has waited longest, if more is kept than @p allowed or is in use.
-    /// @return one without bytes if not.
+    /// Takes the block that has waited longest, if more is kept than @p allowed, and than was ever
+    /// in use at once beside it. @return one without bytes if not.
     Block takeSurplus(std::size_t allowed) noexcept
     {
         const std::lock_guard lock(mutex_);
-        return bytes_ > std::max(allowed, usedBytes_) ? takeAt(0) : Block();
+        return bytes_ > allowed && bytes_ + usedBytes_ > mostUsedBytes_ ? takeAt(0) : Block();
     }
 
-    /// Takes any block. @return one without bytes if there is none.
+    /// Takes any block, and forgets what was in use at once.
+    /// @return one without bytes if there is none.
     Block takeAny() noexcept
     {
         const std::lock_guard lock(mutex_);
+        mostUsedBytes_ = usedBytes_;
         return count_ > 0 ? takeAt(count_ - 1) : Block();
     }
 
 private:
+    void addUsed(std::size_t capacity) noexcept
+    {
+        usedBytes_ += capacity;
+        mostUsedBytes_ = std::max(mostUsedBytes_, usedBytes_);
+    }
+
     Block takeAt(std::size_t index) noexcept
     {
         auto* const taken = blocks_.begin() + index;
@@ -118,6 +126,7 @@ private:
     std::size_t count_ = 0;
     std::size_t bytes_ = 0; ///< Of the blocks here.
     std::size_t usedBytes_ = 0;
+    std::size_t mostUsedBytes_ = 0; ///< At once, since the last release of all.
 };
 
 constinit KeptBlocks kept;

@@ -16,8 +16,8 @@ struct CONNECTOR_API BufferMemory
     /// From this size on a block is large.
     static constexpr std::size_t kLargeBytes = std::size_t{4} << 20;
 
-    /// So much in freed large blocks is kept to be used again; while more than that is in use, as
-    /// much as is in use.
+    /// So much in freed large blocks is kept to be used again; and as much as brings what is kept
+    /// and in use to what was in use at once since the last `releaseKept`.
     static constexpr std::size_t kKeptBytes = std::size_t{32} << 20;
 
     /// Knows by the size where the memory is from.
@@ -33,7 +33,8 @@ struct CONNECTOR_API BufferMemory
     /// @throws std::bad_alloc without memory.
     static Ptr allocate(std::size_t size);
 
-    /// Gives the freed large blocks back to the system.
+    /// Gives the freed large blocks back to the system. To be called now and then, once a burst of
+    /// big bodies may be over.
     static void releaseKept() noexcept;
 };
 
