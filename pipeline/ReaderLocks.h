@@ -5,12 +5,12 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/shared_mutex.hpp>
 
-#include "contract/common/ThreadSlots.h"
+#include "contract/common/ProcessorSlots.h"
 
 namespace connector::http {
 
 /// A reader/writer lock for what every request reads and hardly anything writes. A reader takes the
-/// lock of its thread, since even to share a single one makes all threads fight for it; a writer
+/// lock of its processor, since even to share a single one makes all threads fight for it; a writer
 /// takes them all.
 class ReaderLocks
 {
@@ -30,7 +30,7 @@ public:
     }
 
 private:
-    common::ThreadSlots<boost::shared_mutex> mutexes_;
+    common::ProcessorSlots<boost::shared_mutex> mutexes_;
 };
 
 } // namespace connector::http

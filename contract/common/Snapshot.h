@@ -4,13 +4,13 @@
 #include <mutex>
 #include <utility>
 
-#include "contract/common/ThreadSlots.h"
+#include "contract/common/ProcessorSlots.h"
 
 namespace connector::common {
 
 /// A value that all threads read all the time and that hardly ever changes. A reader holds on to
-/// the value as it found it, whatever changes meanwhile. Lock and reference are the thread's own,
-/// see ThreadSlots: a change copies the value for each.
+/// the value as it found it, whatever changes meanwhile. Lock and reference are the processor's
+/// own, see ProcessorSlots: a change copies the value for each.
 template <typename T>
 class Snapshot
 {
@@ -40,7 +40,7 @@ private:
         std::shared_ptr<const T> value;
     };
 
-    mutable ThreadSlots<Slot> slots_;
+    mutable ProcessorSlots<Slot> slots_;
 };
 
 } // namespace connector::common

@@ -1,19 +1,20 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstddef>
+#include <sched.h>
 
 namespace connector::common {
 
 /// Several copies of what all threads use all the time, so that they do not fight for one: each
-/// thread has its own, which only some others share. Each copy still needs a lock.
+/// processor has its own, whose threads hardly ever meet in it. Each copy still needs a lock, as a
+/// thread may be moved to another processor at any time.
 template <typename T>
-class ThreadSlots
+class ProcessorSlots
 {
 public:
-    /// The copy of the calling thread.
-    T& mine() noexcept { return slots_[threadNumber() % kSlots].value; }
+    /// The copy of the processor that the calling thread runs on.
+    T& mine() noexcept { return slots_[static_cast<unsigned>(::sched_getcpu()) % kSlots].value; }
 
     auto begin() noexcept { return slots_.begin(); }
     auto end() noexcept { return slots_.end(); }
@@ -26,13 +27,6 @@ private:
     {
         T value;
     };
-
-    static std::size_t threadNumber() noexcept
-    {
-        static std::atomic<std::size_t> threads = 0;
-        thread_local const std::size_t number = threads++;
-        return number;
-    }
 
     std::array<Slot, kSlots> slots_;
 };
