@@ -52,7 +52,7 @@ PocoHttpServer::RequestScope::RequestScope(PocoHttpServer& server)
         server_.incrementActiveRequests();
         server_.incrementTotalRequests();
         address = server_.address_;
-        stopToken = server_.stopSource_.get_token();
+        stopToken = server_.stopSources_.mine().get_token();
     }
 }
 
@@ -286,7 +286,7 @@ void PocoHttpServer::doServerStart()
     threadPool_ = std::make_unique<Poco::ThreadPool>("Connector", kMinThreads, kMaxThreads,
                                                      static_cast<int>(kPoolThreadIdleTime.count()));
     connections_ = std::make_shared<ConnectionRegistry>();
-    stopSource_ = std::stop_source();
+    stopSources_ = {};
     state_ = State::Starting;
     std::string lastError;
     for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
@@ -322,9 +322,11 @@ void PocoHttpServer::doServerStop()
     const auto leaveRunning = [this] {
         const std::lock_guard lock(stateMutex_);
         state_ = State::Stopped;
-        return stopSource_;
+        return stopSources_;
     };
-    leaveRunning().request_stop(); // what watches the token is called with no state lock held
+    for (auto& [source] : leaveRunning()) {
+        source.request_stop(); // what watches the token is called with no state lock held
+    }
     endListener();
 }
 
@@ -334,7 +336,7 @@ std::stop_token PocoHttpServer::currentStopToken()
         return {};
     }
     const std::lock_guard lock(servedServer->stateMutex_);
-    return servedServer->stopSource_.get_token();
+    return servedServer->stopSources_.mine().get_token();
 }
 
 bool PocoHttpServer::servesThisThread() const

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "contract/common/Export.h"
+#include "contract/common/ProcessorSlots.h"
 #include "contract/http/HttpServer.h"
 #include "contract/messaging/Connector.h"
 #include "server/websocket/OpenWebSockets.h"
@@ -165,7 +166,9 @@ private:
     std::mutex stateMutex_; ///< Guards all below.
     std::unique_ptr<Poco::Net::ServerSocket> serverSocket_;
     std::shared_ptr<ConnectionRegistry> connections_;
-    std::stop_source stopSource_;
+    /// Stopped together. A token counts itself with its source, which every request would fight
+    /// for.
+    common::ProcessorSlots<std::stop_source> stopSources_;
     Address address_;
     std::string socketAddress_;
     std::string dnsName_;         ///< Empty until first asked for.
