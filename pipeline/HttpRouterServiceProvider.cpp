@@ -38,6 +38,18 @@ Future<std::unique_ptr<Message>> sendForNotFoundPage(HttpRouter& router, Context
         });
 }
 
+/// The reply, or what the not-found page's address answers in its place.
+Future<std::unique_ptr<Message>> withNotFoundPage(std::unique_ptr<Message>&& reply,
+                                                  HttpRouter& router, Context& context,
+                                                  const std::stop_token& stopToken)
+{
+    const auto* response = messageAs<HttpResponse>(reply);
+    if (response == nullptr || response->status != kNotFound) {
+        return makeReadyFuture(std::move(reply));
+    }
+    return sendForNotFoundPage(router, context, stopToken);
+}
+
 } // namespace
 
 HttpRouterServiceProvider::HttpRouterServiceProvider(std::shared_ptr<HttpRouter> router)
@@ -56,14 +68,12 @@ HttpRouterServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Addres
     address.push(std::move(target));
     auto stopToken = request->stopToken;
     auto reply = context->send(std::move(request), std::move(address));
+    if (reply.isReady()) { // then nothing has to be kept for it
+        return withNotFoundPage(reply.get(), *router_, *context, stopToken);
+    }
     return reply.then([router = router_, context, stopToken = std::move(stopToken)](
                           Future<std::unique_ptr<Message>> resolved) {
-        auto message = resolved.get();
-        const auto* response = messageAs<HttpResponse>(message);
-        if (response == nullptr || response->status != kNotFound) {
-            return makeReadyFuture(std::move(message));
-        }
-        return sendForNotFoundPage(*router, *context, stopToken);
+        return withNotFoundPage(resolved.get(), *router, *context, stopToken);
     });
 }
 

@@ -46,15 +46,21 @@ HttpSessionServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Addre
     auto [id, session, found] = sessionManager_->getOrCreateSession(
         cookieValues(*request, cookieName(secure)), std::move(context));
     auto reply = session->send(std::move(request), std::move(address));
-    return reply.then([manager = sessionManager_, id = std::move(id), session = std::move(session),
-                       found = found, secure](Future<std::unique_ptr<Message>> resolved) {
-        auto message = resolved.get();
+    auto finish = [id = std::move(id), session = std::move(session), found = found,
+                   secure](HttpSessionManager& manager, std::unique_ptr<Message>&& message) {
         auto* response = messageAs<HttpResponse>(message);
         if (response != nullptr && !found) {
             response->cookies.emplace(cookieName(secure), cookieOf(id, secure));
         }
-        manager->updateSession(id, session);
-        return message;
+        manager.updateSession(id, session);
+        return std::move(message);
+    };
+    if (reply.isReady()) { // then the manager has not to be kept for it
+        return makeReadyFuture(finish(*sessionManager_, reply.get()));
+    }
+    return reply.then([manager = sessionManager_,
+                       finish = std::move(finish)](Future<std::unique_ptr<Message>> resolved) {
+        return finish(*manager, resolved.get());
     });
 }
 
