@@ -44,6 +44,14 @@ std::string generateSessionId()
     return common::randomString(kSessionIdLength);
 }
 
+/// Most of the work of a new session, which needs no lock.
+SessionTable::Node makeSession(const std::shared_ptr<Context>& context)
+{
+    auto id = generateSessionId();
+    context->setAttribute("sessionId", id);
+    return SessionTable::make(std::move(id), context);
+}
+
 long long expiryOfUseNow()
 {
     return common::getCurrentTick() + kSessionTimeoutTicks;
@@ -65,13 +73,14 @@ public:
     /// Takes the lock, and lets a sweep know if it has to wait for it.
     Lock enter();
 
-    std::string doCreateSession(Lock& lock, const ContextPtr& context, ContextPtr& displaced);
+    /// @param session of `makeSession`.
+    std::string doCreateSession(Lock& lock, SessionTable::Node&& session, ContextPtr& displaced);
 
     /// @throws std::runtime_error "No such session."
     ContextPtr doGetSession(Lock& lock, const std::string& id, ContextPtr& displaced);
 
     /// @return what is left of the session; empty if it was gone already.
-    SessionTable::Removed doDeleteSession(Lock& lock, const std::string& id);
+    SessionTable::Node doDeleteSession(Lock& lock, const std::string& id);
 
     /// Renews the session and makes its context the last used one.
     void doUse(Lock& lock, SessionTable::Session& session, ContextPtr& displaced);
@@ -109,14 +118,15 @@ HttpSessionManagerImpl::State::Lock HttpSessionManagerImpl::State::enter()
     return lock;
 }
 
-std::string HttpSessionManagerImpl::State::doCreateSession(Lock& lock, const ContextPtr& context,
+std::string HttpSessionManagerImpl::State::doCreateSession(Lock& lock, SessionTable::Node&& session,
                                                            ContextPtr& displaced)
 {
-    std::string id;
-    do {
-        id = generateSessionId();
-    } while (!sessions.insert(id, context, expiryOfUseNow()));
-    context->setAttribute("sessionId", id);
+    const auto context = session.mapped().context;
+    auto id = session.key();
+    while (!sessions.insert(session, expiryOfUseNow())) {
+        session = makeSession(context);
+        id = session.key();
+    }
     displaced = std::exchange(lastUsedSession, context);
     if (lifecycle != nullptr) {
         doEventDispatch(lock, {Kind::Created, id, context});
@@ -136,8 +146,7 @@ HttpSessionManagerImpl::State::doGetSession(Lock& lock, const std::string& id,
     return session->context;
 }
 
-SessionTable::Removed HttpSessionManagerImpl::State::doDeleteSession(Lock& lock,
-                                                                     const std::string& id)
+SessionTable::Node HttpSessionManagerImpl::State::doDeleteSession(Lock& lock, const std::string& id)
 {
     auto removed = sessions.remove(id);
     if (!removed.empty() && lifecycle != nullptr) {
@@ -150,7 +159,9 @@ void HttpSessionManagerImpl::State::doUse(Lock& /*lock*/, SessionTable::Session&
                                           ContextPtr& displaced)
 {
     sessions.renew(session, expiryOfUseNow());
-    displaced = std::exchange(lastUsedSession, session.context);
+    if (lastUsedSession != session.context) {
+        displaced = std::exchange(lastUsedSession, session.context);
+    }
 }
 
 void HttpSessionManagerImpl::State::doEventDispatch(Lock& lock, LifecycleEvent&& event) const
@@ -168,7 +179,7 @@ void HttpSessionManagerImpl::State::doEventDispatch(Lock& lock, LifecycleEvent&&
 
 void HttpSessionManagerImpl::State::sweepSession(long long tick)
 {
-    std::vector<SessionTable::Removed> removed;
+    std::vector<SessionTable::Node> removed;
     removed.reserve(kSweepBatch);
     do {
         removed.clear();
@@ -224,14 +235,18 @@ HttpSessionManagerImpl::getOrCreateSession(const std::vector<std::string>& ids,
                                            std::shared_ptr<Context> context)
 {
     std::shared_ptr<Context> displaced;
-    auto lock = state_->enter();
-    for (const auto& id : ids) {
-        if (auto* session = state_->sessions.find(id)) {
-            state_->doUse(lock, *session, displaced);
-            return {id, session->context, true};
+    if (!ids.empty()) {
+        auto lock = state_->enter();
+        for (const auto& id : ids) {
+            if (auto* session = state_->sessions.find(id)) {
+                state_->doUse(lock, *session, displaced);
+                return {id, session->context, true};
+            }
         }
     }
-    auto id = state_->doCreateSession(lock, context, displaced);
+    auto session = makeSession(context);
+    auto lock = state_->enter();
+    auto id = state_->doCreateSession(lock, std::move(session), displaced);
     return {std::move(id), std::move(context), false};
 }
 
@@ -244,8 +259,9 @@ HttpSessionManagerImpl::getOrCreateSession(const std::string& id, std::shared_pt
 std::string HttpSessionManagerImpl::createSession(std::shared_ptr<Context> context)
 {
     std::shared_ptr<Context> displaced;
+    auto session = makeSession(context);
     auto lock = state_->enter();
-    return state_->doCreateSession(lock, context, displaced);
+    return state_->doCreateSession(lock, std::move(session), displaced);
 }
 
 std::shared_ptr<Context> HttpSessionManagerImpl::getSession(const std::string& id)
@@ -272,7 +288,7 @@ void HttpSessionManagerImpl::updateSession(const std::string& id, std::shared_pt
 
 void HttpSessionManagerImpl::deleteSession(const std::string& id)
 {
-    SessionTable::Removed removed;
+    SessionTable::Node removed;
     auto lock = state_->enter();
     removed = state_->doDeleteSession(lock, id);
 }

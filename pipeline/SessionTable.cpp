@@ -4,15 +4,30 @@
 
 namespace connector::http {
 
-bool SessionTable::insert(const std::string& id, std::shared_ptr<Context> context, long long expiry)
+SessionTable::~SessionTable()
 {
-    const auto [place, isNew] = mapOf(id).try_emplace(id);
-    if (isNew) {
-        auto& [key, session] = *place;
-        session.context = std::move(context);
-        session.expiry_ = expiries_.insert(expiries_.end(), {expiry, &key});
+    byExpiry_.clear();
+}
+
+SessionTable::Node SessionTable::make(std::string id, std::shared_ptr<Context> context)
+{
+    Sessions only;
+    const auto place = only.try_emplace(std::move(id)).first;
+    place->second.context = std::move(context);
+    place->second.id_ = &place->first;
+    return only.extract(place);
+}
+
+bool SessionTable::insert(Node& session, long long expiry)
+{
+    auto result = mapOf(session.key()).insert(std::move(session));
+    session = std::move(result.node);
+    if (result.inserted) {
+        auto& inserted = result.position->second;
+        inserted.expiry_ = expiry;
+        byExpiry_.push_back(inserted);
     }
-    return isNew;
+    return result.inserted;
 }
 
 SessionTable::Session* SessionTable::find(const std::string& id)
@@ -24,30 +39,30 @@ SessionTable::Session* SessionTable::find(const std::string& id)
 
 void SessionTable::renew(Session& session, long long expiry)
 {
-    session.expiry_->tick = expiry;
-    expiries_.splice(expiries_.end(), expiries_, session.expiry_);
+    session.expiry_ = expiry;
+    byExpiry_.splice(byExpiry_.end(), byExpiry_, byExpiry_.iterator_to(session));
 }
 
-SessionTable::Removed SessionTable::remove(const std::string& id)
+SessionTable::Node SessionTable::remove(const std::string& id)
 {
     auto& map = mapOf(id);
     const auto found = map.find(id);
     if (found == map.end()) {
         return {};
     }
-    expiries_.erase(found->second.expiry_);
+    byExpiry_.erase(byExpiry_.iterator_to(found->second));
     return map.extract(found);
 }
 
 const std::string* SessionTable::expiredBefore(long long tick) const
 {
-    return expiries_.empty() || expiries_.front().tick >= tick ? nullptr : expiries_.front().id;
+    return byExpiry_.empty() || byExpiry_.front().expiry_ >= tick ? nullptr : byExpiry_.front().id_;
 }
 
 std::unordered_map<std::string, std::shared_ptr<Context>> SessionTable::list() const
 {
     std::unordered_map<std::string, std::shared_ptr<Context>> list;
-    list.reserve(expiries_.size());
+    list.reserve(byExpiry_.size());
     for (const auto& map : maps_) {
         for (const auto& [id, session] : map) {
             list.emplace(id, session.context);

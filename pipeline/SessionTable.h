@@ -2,10 +2,11 @@
 
 #include <array>
 #include <cstddef>
-#include <list>
 #include <memory>
 #include <string>
 #include <unordered_map>
+
+#include <boost/intrusive/list.hpp>
 
 #include "contract/messaging/Context.h"
 
@@ -21,7 +22,7 @@ namespace connector::http {
 class SessionTable
 {
 public:
-    class Session
+    class Session : public boost::intrusive::list_base_hook<>
     {
     public:
         std::shared_ptr<Context> context;
@@ -29,20 +30,25 @@ public:
     private:
         friend class SessionTable;
 
-        struct Expiry
-        {
-            long long tick;
-            const std::string* id; ///< The key of the session.
-        };
-
-        std::list<Expiry>::iterator expiry_;
+        long long expiry_ = 0;
+        const std::string* id_ = nullptr; ///< The key of the session.
     };
     using Sessions = std::unordered_map<std::string, Session>;
-    using Removed = Sessions::node_type;
+    /// A session that is in no table: its key is the identifier.
+    using Node = Sessions::node_type;
 
+    SessionTable() = default;
+    ~SessionTable();
+    SessionTable(const SessionTable&) = delete;
+    SessionTable& operator=(const SessionTable&) = delete;
+
+    /// Makes a session for `insert`: all that allocates memory for it, and needs no table.
+    static Node make(std::string id, std::shared_ptr<Context> context);
+
+    /// @param session of `make`; empty afterwards.
     /// @param expiry not before that of any other session.
     /// @return false, with nothing changed, if there is a session of that identifier.
-    bool insert(const std::string& id, std::shared_ptr<Context> context, long long expiry);
+    bool insert(Node& session, long long expiry);
 
     /// @return null without such a session; valid until the session is removed.
     [[nodiscard]] Session* find(const std::string& id);
@@ -52,7 +58,7 @@ public:
 
     /// Takes a session out.
     /// @return an empty node without such a session.
-    Removed remove(const std::string& id);
+    Node remove(const std::string& id);
 
     /// The identifier of the session that expires next, if that is strictly before @p tick; else
     /// null.
@@ -67,7 +73,7 @@ private:
     [[nodiscard]] Sessions& mapOf(const std::string& id);
 
     std::array<Sessions, kMaps> maps_;
-    std::list<Session::Expiry> expiries_; ///< The next to expire first; one for each session.
+    boost::intrusive::list<Session> byExpiry_; ///< All sessions, the next to expire first.
 };
 
 } // namespace connector::http
