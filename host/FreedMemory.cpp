@@ -21,8 +21,9 @@ constexpr int kMapThresholdBytes = 32 << 20;
 /// So much free memory at the end of each arena stays with the process until it is looked at.
 constexpr int kTrimThresholdBytes = 16 << 20;
 
-/// Fewer arenas find a freed buffer of another thread; more wait less for each other.
-constexpr int kArenas = 2;
+/// Fewer arenas find a freed buffer of another thread; more wait less for each other. With 2 a file
+/// of 1 KB cost a tenth more than with 16.
+constexpr int kArenas = 16;
 
 constexpr long long kLookEveryMs = 4000;
 
