@@ -55,7 +55,7 @@ FoundFile examine(Path&& candidate, bool listDirectories)
     if (status.type != FileType::Directory) {
         return openFile(std::move(candidate), status);
     }
-    auto index = candidate / "index.html";
+    auto index = candidateFor(candidate, "index.html");
     const auto indexStatus = filesystem::status(index);
     if (auto found = openFile(std::move(index), indexStatus); !found.path.empty()) {
         return found;
@@ -82,10 +82,10 @@ FoundFile findFileForPath(const ContentRegistry& registry, const std::string& re
             break;
         }
         auto candidate = candidateFor(directory, *relative);
-        logDebug("Checking file: ", candidate.native());
+        logDebug("Checking file: ", candidate);
         auto found = examine(std::move(candidate), listDirectories);
         if (!found.path.empty()) {
-            logDebug("Found file: ", found.path.native(), ", for request: ", requestPath);
+            logDebug("Found file: ", found.path, ", for request: ", requestPath);
             return found;
         }
     }

@@ -22,8 +22,7 @@ constexpr std::uint64_t kLargestBody = std::numeric_limits<std::int32_t>::max();
 /// The text behind the last dot of the file's name.
 std::wstring extensionOf(const filesystem::Path& file)
 {
-    const std::string_view path = file.native();
-    const auto name = path.substr(path.rfind('/') + 1);
+    const auto name = std::string_view(file).substr(file.rfind('/') + 1);
     const auto dot = name.rfind('.');
     return dot == std::string_view::npos ? std::wstring()
                                          : common::utf8ToWide(name.substr(dot + 1));
@@ -36,7 +35,7 @@ std::string entityTag(const filesystem::FileStatus& status)
 }
 
 /// @return null without such a header.
-const std::string* findHeader(const StringMultimap& headers, const char* name)
+const std::string* findHeader(const StringMultimap& headers, const std::string& name)
 {
     const auto found = headers.find(name);
     return found != headers.end() ? &found->second : nullptr;

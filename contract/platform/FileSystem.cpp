@@ -1,11 +1,8 @@
 #include "contract/platform/FileSystem.h"
 
-#include <stdexcept>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "contract/common/Text.h"
-#include "contract/platform/ReadableFile.h"
 
 namespace connector::filesystem {
 
@@ -34,21 +31,6 @@ FileType typeOf(const std::filesystem::directory_entry& entry)
 
 } // namespace
 
-Path fromWide(const std::wstring& text)
-{
-    return common::wideToUtf8(text);
-}
-
-std::wstring toWide(const Path& path)
-{
-    return common::utf8ToWide(path.native());
-}
-
-std::string toUtf8(const Path& path)
-{
-    return path.native();
-}
-
 FileStatus status(const Path& path) noexcept
 {
     struct stat found = {};
@@ -56,11 +38,6 @@ FileStatus status(const Path& path) noexcept
         return {};
     }
     return {typeOf(found.st_mode), static_cast<std::uint64_t>(found.st_size), found.st_mtim.tv_sec};
-}
-
-bool exists(const Path& path) noexcept
-{
-    return filesystem::status(path).type != FileType::None;
 }
 
 bool isReadable(const Path& path) noexcept
@@ -75,24 +52,6 @@ std::vector<DirectoryEntry> listDirectory(const Path& path)
         entries.push_back({entry.path().filename().native(), typeOf(entry)});
     }
     return entries;
-}
-
-Path append(const Path& base, std::string_view component)
-{
-    if (component.empty() || component == ".") {
-        return base;
-    }
-    if (component == ".." ||
-        component.find_first_of(std::string_view("/\0", 2)) != component.npos) {
-        throw std::invalid_argument("Not a file name: " + std::string(component));
-    }
-    return base / component;
-}
-
-common::DataBuffer readFile(const Path& path, std::uint64_t offset, std::uint64_t length)
-{
-    const auto file = ReadableFile::open(path);
-    return file.isOpen() ? file.read(offset, length) : common::DataBuffer();
 }
 
 } // namespace connector::filesystem

@@ -1,28 +1,18 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "contract/common/Export.h"
-#include "contract/streams/DataBuffer.h"
 
 /// The file system, by paths that hold the bytes of the system itself: UTF-8 as a rule, but any
 /// bytes may occur in the name of a file on Linux. No locale changes anything here.
 namespace connector::filesystem {
 
-using Path = std::filesystem::path;
-
-/// @throws std::invalid_argument as common::wideToUtf8.
-[[nodiscard]] CONNECTOR_API Path fromWide(const std::wstring& text);
-
-/// @throws std::invalid_argument "The text is not valid UTF-8." for a name that is not.
-[[nodiscard]] CONNECTOR_API std::wstring toWide(const Path& path);
-
-/// The bytes of the path, as they are: for a name that is not UTF-8, neither are they.
-[[nodiscard]] CONNECTOR_API std::string toUtf8(const Path& path);
+/// Not the standard library's path, which takes each one apart: most of the work of a small file's
+/// lookup.
+using Path = std::string;
 
 enum class FileType
 {
@@ -42,9 +32,6 @@ struct FileStatus
 /// The status of what @p path leads to, links followed. Blocks for one system call.
 [[nodiscard]] CONNECTOR_API FileStatus status(const Path& path) noexcept;
 
-/// Whether @p path leads to anything, links followed.
-[[nodiscard]] CONNECTOR_API bool exists(const Path& path) noexcept;
-
 /// The access check of mode 2: whether this process may read what @p path leads to.
 [[nodiscard]] CONNECTOR_API bool isReadable(const Path& path) noexcept;
 
@@ -58,19 +45,5 @@ struct DirectoryEntry
 /// storage; a link costs a system call of its own.
 /// @throws std::filesystem::filesystem_error if the directory cannot be read.
 [[nodiscard]] CONNECTOR_API std::vector<DirectoryEntry> listDirectory(const Path& path);
-
-/// @p base followed by one more component, never leading out of it (but for what symbolic links in
-/// it do). An empty component and "." add nothing.
-/// @throws std::invalid_argument "Not a file name: " + the component, for "..", and for any that
-///         holds a "/" or NUL.
-[[nodiscard]] CONNECTOR_API Path append(const Path& base, std::string_view component);
-
-/// Reads part of a regular file, whose status the caller knows, with one allocation and as a rule
-/// three system calls. See ReadableFile.
-/// @param length of the part in bytes.
-/// @return fewer bytes where the file ends early or reading fails; none if it cannot be opened.
-/// @throws std::runtime_error "Out of memory!"
-[[nodiscard]] CONNECTOR_API common::DataBuffer readFile(const Path& path, std::uint64_t offset,
-                                                        std::uint64_t length);
 
 } // namespace connector::filesystem

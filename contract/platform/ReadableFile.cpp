@@ -22,7 +22,7 @@ common::DataBuffer allocate(std::size_t size)
 
 } // namespace
 
-ReadableFile ReadableFile::open(const std::filesystem::path& path) noexcept
+ReadableFile ReadableFile::open(const std::string& path) noexcept
 {
     return ReadableFile(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
 }

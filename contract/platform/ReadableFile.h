@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
+#include <string>
 
 #include "contract/common/Export.h"
 #include "contract/streams/DataBuffer.h"
@@ -20,7 +20,7 @@ public:
     /// Opens @p path, which must be a regular file: the caller looks at its status first, since to
     /// open a device can have effects. Does not wait for a writer should it be a FIFO by now.
     /// @return no file where it cannot be opened.
-    static ReadableFile open(const std::filesystem::path& path) noexcept;
+    static ReadableFile open(const std::string& path) noexcept;
 
     ReadableFile(ReadableFile&& other) noexcept;
     ReadableFile& operator=(ReadableFile&& other) noexcept;
