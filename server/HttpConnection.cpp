@@ -30,7 +30,8 @@ void HttpConnection::run()
     try {
         auto patience = parameters_->getTimeout();
         socket().setReceiveTimeout(patience);
-        while (socket().poll(patience, Poco::Net::Socket::SELECT_READ) && serve()) {
+        ServedRequest request(socket(), *parameters_);
+        while (socket().poll(patience, Poco::Net::Socket::SELECT_READ) && serve(request)) {
             patience = parameters_->getKeepAliveTimeout();
         }
     } catch (const Poco::Exception& failure) { // the handshake, or leave to send the body
@@ -40,9 +41,9 @@ void HttpConnection::run()
     }
 }
 
-bool HttpConnection::serve()
+bool HttpConnection::serve(ServedRequest& request)
 {
-    ServedRequest request(socket(), *parameters_);
+    request.begin();
     if (request.awaitsContinue()) {
         request.connection().sendAll("HTTP/1.1 100 Continue\r\n\r\n", "");
     }

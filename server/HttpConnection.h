@@ -29,7 +29,7 @@ public:
 
 private:
     /// @return whether a next request may follow.
-    bool serve();
+    bool serve(ServedRequest& request);
 
     const Poco::Net::HTTPServerParams::Ptr parameters_;
     Poco::Net::HTTPRequestHandlerFactory::Ptr handlers_;

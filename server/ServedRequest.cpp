@@ -8,9 +8,13 @@ namespace connector::http {
 
 ServedRequest::ServedRequest(Poco::Net::StreamSocket& socket,
                              const Poco::Net::HTTPServerParams& parameters)
-    : socket_(socket), connection_(ConnectionSocketImpl::of(socket)), parameters_(parameters),
-      keepsAlive_(parameters.getKeepAlive() && connection_.head().keepsAlive())
+    : socket_(socket), connection_(ConnectionSocketImpl::of(socket)), parameters_(parameters)
 {}
+
+void ServedRequest::begin() noexcept
+{
+    keepsAlive_ = parameters_.getKeepAlive() && connection_.head().keepsAlive();
+}
 
 bool ServedRequest::awaitsContinue() const noexcept
 {

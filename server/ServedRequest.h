@@ -10,14 +10,17 @@
 
 namespace connector::http {
 
-/// The request that a connection is at, as the networking library hands one to its handler. Fields
-/// and body are left where they are, in the connection: the library's own request parses the head
-/// once more and makes three streams, a fifth of what a small request costs in all.
+/// The request that a connection is at, one after the other, as the networking library hands it to
+/// a handler. Fields and body are left where they are, in the connection: the library's own request
+/// parses the head once more and makes three streams, a fifth of what a small request costs in all.
 class ServedRequest final : public Poco::Net::HTTPServerRequest
 {
 public:
     /// @param socket of a server of ours; @p parameters of that server. Both outlive the request.
     ServedRequest(Poco::Net::StreamSocket& socket, const Poco::Net::HTTPServerParams& parameters);
+
+    /// Becomes the request whose head the connection has received.
+    void begin() noexcept;
 
     /// Where the request came in: its head, its body and the way of the answer.
     [[nodiscard]] ConnectionSocketImpl& connection() const noexcept { return connection_; }
@@ -47,7 +50,7 @@ private:
     ConnectionSocketImpl& connection_;
     const Poco::Net::HTTPServerParams& parameters_;
     mutable ServedResponse response_;
-    bool keepsAlive_;
+    bool keepsAlive_ = false;
 };
 
 } // namespace connector::http
