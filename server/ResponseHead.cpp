@@ -158,7 +158,8 @@ std::string ResponseHead::format() const
     appendField(head, "Date", date_);
     appendField(head, "Connection", connection());
     appendField(head, "Server", server_);
-    return head.append(fields_).append("\r\n");
+    head.append(fields_).append("\r\n");
+    return head;
 }
 
 bool isBodiless(unsigned short status, std::string_view method)

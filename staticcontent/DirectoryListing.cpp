@@ -46,7 +46,8 @@ std::string renderDirectoryList(const std::string& requestPath,
         page.append("<a href=\"").append(prefix).append(name);
         page.append("\">").append(name).append("</a><br>\n");
     }
-    return page += "</body></html>\n";
+    page += "</body></html>\n";
+    return page;
 }
 
 } // namespace connector::http
