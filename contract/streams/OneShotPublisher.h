@@ -34,6 +34,18 @@ public:
         subscriber->onSubscribe(std::shared_ptr<Subscription>(this->shared_from_this(), this));
     }
 
+    /// The item without a subscription, for who wants all of it at once.
+    /// @return nothing if somebody has subscribed; nobody can afterwards.
+    std::optional<T> take()
+    {
+        std::optional<T> item;
+        const std::lock_guard lock(mutex_);
+        if (!std::exchange(subscribed_, true)) {
+            item.swap(item_);
+        }
+        return item;
+    }
+
 private:
     void request(std::uint64_t n) override
     {

@@ -122,6 +122,20 @@ TYPED_TEST(PublisherConformance, RefusesASecondSubscriber)
     EXPECT_EQ(test::failureOf([this] { this->subscribe(); }), TypeParam::kRefusal);
 }
 
+TEST(OneShotPublisherTest, IsTakenOrSubscribedToButOnce)
+{
+    const auto subscriber = std::make_shared<test::RecordingSubscriber<int>>();
+    const auto taken = std::make_shared<OneShotPublisher<int>>(7);
+    EXPECT_EQ(taken->take(), 7);
+    EXPECT_EQ(taken->take(), std::nullopt);
+    EXPECT_EQ(test::failureOf([&] { taken->subscribe(subscriber); }), OneShotCase::kRefusal);
+    const auto subscribed = std::make_shared<OneShotPublisher<int>>(7);
+    subscribed->subscribe(subscriber);
+    EXPECT_EQ(subscribed->take(), std::nullopt);
+    subscriber->subscription->request(1);
+    EXPECT_EQ(subscriber->items, std::vector<int>{7});
+}
+
 TEST(CachedValuePublisherTest, KeepsTheLatestValueForOneThatHasNotAsked)
 {
     int cancellations = 0;
