@@ -48,6 +48,7 @@ THIRD_PARTY = [
     (r"boost/thread", r"pipeline/"),
     (r"boost/log/", r"(contract/common|tests/support)/Log\w*\.cpp$"),
     (r"boost/(core/demangle|format|locale/encoding_utf|make_shared|variant)\.hpp$", r""),
+    (r"boost/intrusive/", r"pipeline/"),
     (r"CLI/", r"host/"),
     (r"(gtest|gmock)/", r"tests/"),
     (r"benchmark/", r"bench/"),
