@@ -14,6 +14,7 @@ With --profile the callgrind files of the longer runs stay in a directory for ca
 """
 
 import argparse
+import contextlib
 import os
 import pathlib
 import re
@@ -61,20 +62,31 @@ class Workload:
 
 
 class Echo(Workload):
-    """The same with the messages of a WebSocket."""
+    """The same with the messages of two WebSockets by turns: for one alone the host waits awake, as
+    long as the clock says."""
 
-    def exchange(self, connection, answers, count):
+    def run(self, port, count):
+        with contextlib.ExitStack() as stack:
+            sockets = [self.open(stack, port) for _ in range(2)]
+            for turn in range(count):
+                self.echo(*sockets[turn % 2])
+
+    def open(self, stack, port):
+        connection = stack.enter_context(socket.create_connection(("127.0.0.1", port)))
+        answers = stack.enter_context(connection.makefile("rb"))
         connection.sendall(b"GET %s HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\n"
                            b"Upgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
                            b"Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n"
                            % self.path.encode())
         read_head(answers)
+        return connection, answers
+
+    def echo(self, connection, answers):
         text = b"x" * 64
-        for _ in range(count):
-            # A mask of zeros leaves the text as it is.
-            connection.sendall(bytes([0x81, 0x80 | len(text), 0, 0, 0, 0]) + text)
-            if answers.read(2 + len(text)) != bytes([0x81, len(text)]) + text:
-                raise SystemExit(f"{self.path}: not the echo of what was sent")
+        # A mask of zeros leaves the text as it is.
+        connection.sendall(bytes([0x81, 0x80 | len(text), 0, 0, 0, 0]) + text)
+        if answers.read(2 + len(text)) != bytes([0x81, len(text)]) + text:
+            raise SystemExit(f"{self.path}: not the echo of what was sent")
 
 
 WORKLOADS = {

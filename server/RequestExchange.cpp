@@ -222,9 +222,10 @@ void RequestExchange::upgrade(const WebSocket& reply)
         answerText(refusal->status, refusal->text, request_.keepsAlive(), describeUpgrade);
         return;
     }
-    const websocket::OpenWebSockets::Scope open(server_.openWebSockets_);
+    auto& open = server_.openWebSockets_;
+    const websocket::OpenWebSockets::Scope counted(open);
     runWebSocket(
-        request_, reply, [this] { return server_.isStarted(); }, scope_.stopToken);
+        request_, reply, open, [this] { return server_.isStarted(); }, scope_.stopToken);
     request_.endConnection();
 }
 

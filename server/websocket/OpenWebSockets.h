@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <mutex>
 
+#include "server/websocket/AwakeWait.h"
+
 namespace connector::http::websocket {
 
-/// How many WebSocket connections of a server are open, so that its stop can give them the time to
-/// say goodbye. Any thread.
+/// What the WebSocket connections of a server have in common: how many are open, so that its stop can
+/// give them the time to say goodbye, and which of them talked last. Any thread.
 class OpenWebSockets
 {
 public:
@@ -35,6 +37,8 @@ public:
         OpenWebSockets& open_;
     };
 
+    [[nodiscard]] AwakeWait::LastTurn& lastTurn() noexcept { return lastTurn_; }
+
     /// Blocks until none is open, @p limit at most.
     void waitForNone(std::chrono::milliseconds limit)
     {
@@ -46,6 +50,7 @@ private:
     std::mutex mutex_; ///< Guards the count.
     std::condition_variable changed_;
     std::size_t count_ = 0;
+    AwakeWait::LastTurn lastTurn_ = nullptr;
 };
 
 } // namespace connector::http::websocket

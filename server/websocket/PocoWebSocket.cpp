@@ -53,9 +53,9 @@ private:
 
 PocoWebSocket::PocoWebSocket(const Poco::Net::WebSocket& socket,
                              std::unique_ptr<SocketChannel> channel,
-                             std::unique_ptr<SocketWait> wait, std::string early)
+                             std::unique_ptr<SocketWait> wait, AwakeWait awake, std::string early)
     : thread_(std::this_thread::get_id()), socket_(socket), channel_(std::move(channel)),
-      wait_(std::move(wait)), sender_(*channel_),
+      wait_(std::move(wait)), sender_(*channel_), awake_(awake),
       receiver_(*channel_, std::move(early), kReceiveLimit)
 {
     socket_->setReceiveTimeout(Poco::Timespan(0, 10'000));
@@ -204,7 +204,7 @@ void PocoWebSocket::receiveStep()
 void PocoWebSocket::awaitInput()
 {
     if (std::exchange(answered_, false) && !undelivered_.has_value() && !sender_.isBlocked() &&
-        receiveInput(true)) {
+        (awake_.waitUntil([this] { return receiveInput(false); }) || receiveInput(true))) {
         return;
     }
     const auto events = channel_->hasHiddenInput() && !undelivered_.has_value()

@@ -12,6 +12,7 @@
 
 #include "contract/http/WebSocket.h"
 #include "contract/streams/Streams.h"
+#include "server/websocket/AwakeWait.h"
 #include "server/websocket/CloseStatus.h"
 #include "server/websocket/FrameReceiver.h"
 #include "server/websocket/FrameSender.h"
@@ -55,10 +56,12 @@ public:
     ///        holds it last.
     /// @param channel the bytes of the same connection.
     /// @param wait waits for the same connection.
+    /// @param awake waits for the client's next message first.
     /// @param early what the client sent before the handshake was answered.
     PocoWebSocket(const Poco::Net::WebSocket& socket,
                   std::unique_ptr<websocket::SocketChannel> channel,
-                  std::unique_ptr<websocket::SocketWait> wait, std::string early);
+                  std::unique_ptr<websocket::SocketWait> wait, websocket::AwakeWait awake,
+                  std::string early);
     ~PocoWebSocket() override;
 
     /// Connects both streams of @p reply. If one of them refuses, the connection ends as if the
@@ -120,6 +123,7 @@ private:
     std::atomic<bool> interrupted_ = false;
 
     // Belongs to the connection's thread.
+    websocket::AwakeWait awake_;
     websocket::FrameReceiver receiver_;
     std::optional<WebSocketFrame> undelivered_; ///< Waits for the subscriber's demand.
     std::optional<Clock::time_point> hungUpAt_;

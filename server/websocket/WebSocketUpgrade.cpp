@@ -19,6 +19,7 @@
 #include "server/ServedRequest.h"
 #include "server/ServerParameters.h"
 #include "server/tls/TlsConnectionSocketImpl.h"
+#include "server/websocket/OpenWebSockets.h"
 #include "server/websocket/PocoWebSocket.h"
 #include "server/websocket/SocketChannel.h"
 
@@ -62,7 +63,7 @@ void configure(Poco::Net::StreamSocket& socket)
 }
 
 /// The handshake, by the library's own request and response.
-std::shared_ptr<PocoWebSocket> accept(ServedRequest& served)
+std::shared_ptr<PocoWebSocket> accept(ServedRequest& served, websocket::AwakeWait awake)
 {
     auto& connection = served.connection();
     auto early = connection.takeBuffered();
@@ -83,7 +84,7 @@ std::shared_ptr<PocoWebSocket> accept(ServedRequest& served)
     request.set("Upgrade", "websocket"); // of a list, the library would know none
     request.set("Connection", "Upgrade");
     const Poco::Net::WebSocket socket(request, response);
-    return std::make_shared<PocoWebSocket>(socket, std::move(channel), std::move(wait),
+    return std::make_shared<PocoWebSocket>(socket, std::move(channel), std::move(wait), awake,
                                            std::move(early));
 }
 
@@ -115,10 +116,10 @@ void describeUpgrade(ResponseHead& head)
     head.add("Sec-WebSocket-Version", kVersion);
 }
 
-void runWebSocket(ServedRequest& request, const WebSocket& reply,
+void runWebSocket(ServedRequest& request, const WebSocket& reply, websocket::OpenWebSockets& open,
                   const std::function<bool()>& isStarted, const std::stop_token& stopToken)
 {
-    const auto bridge = accept(request);
+    const auto bridge = accept(request, websocket::AwakeWait(open.lastTurn()));
     const std::stop_callback onStop(stopToken, [bridge] { bridge->interrupt(); });
     bridge->join(reply);
     while (isStarted() && bridge->receive()) {

@@ -11,6 +11,9 @@ class RequestHead;
 class ResponseHead;
 class ServedRequest;
 class WebSocket;
+namespace websocket {
+class OpenWebSockets;
+}
 
 /// Why a request can't become a WebSocket connection, as an answer to it.
 struct UpgradeRefusal
@@ -30,11 +33,12 @@ void describeUpgrade(ResponseHead& head);
 /// is the connection's; returns once the connection has ended. The socket is shut down then and
 /// speaks no HTTP any more.
 /// @param request has passed `checkUpgrade`, and was read to its end.
+/// @param open the server's connections, this one among them.
 /// @param isStarted whether the server is; looked at twice a second.
 /// @param stopToken stopped when the server stops: the connection ends at once then, see
 ///        `PocoWebSocket::close`.
 /// @throws Poco::Exception when the handshake can't be answered; nothing was sent then.
-void runWebSocket(ServedRequest& request, const WebSocket& reply,
+void runWebSocket(ServedRequest& request, const WebSocket& reply, websocket::OpenWebSockets& open,
                   const std::function<bool()>& isStarted, const std::stop_token& stopToken);
 
 } // namespace connector::http
