@@ -4,7 +4,6 @@
 #include <Poco/Net/NetException.h>
 #include <Poco/Thread.h>
 #include <cerrno>
-#include <poll.h>
 #include <sys/socket.h>
 #include <utility>
 
@@ -18,12 +17,6 @@ constexpr long kPauseWithoutDescriptorsMs = 20;
 constexpr long kPauseAtEndMs = 1;
 
 } // namespace
-
-bool awaitConnection(int listeningDescriptor, const Poco::Timespan& timeout)
-{
-    pollfd watched = {listeningDescriptor, POLLIN, 0};
-    return ::poll(&watched, 1, static_cast<int>(timeout.totalMilliseconds())) > 0;
-}
 
 int acceptDescriptor(int listeningDescriptor, Poco::Net::SocketAddress& peer)
 {
@@ -52,11 +45,6 @@ ListeningSocketImpl::ListeningSocketImpl(std::shared_ptr<ConnectionRegistry> reg
 {}
 
 ListeningSocketImpl::~ListeningSocketImpl() = default;
-
-bool ListeningSocketImpl::poll(const Poco::Timespan& timeout, int /*mode*/)
-{
-    return awaitConnection(sockfd(), timeout); // an acceptor waits for nothing else
-}
 
 Poco::Net::SocketImpl* ListeningSocketImpl::acceptConnection(Poco::Net::SocketAddress& peer)
 {

@@ -2,17 +2,11 @@
 
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/ServerSocketImpl.h>
-#include <Poco/Timespan.h>
 #include <memory>
 
 #include "server/ConnectionRegistry.h"
 
 namespace connector::http {
-
-/// Waits until there is a connection to accept, or an error to find out by accepting, in one system
-/// call: the library's own wait takes four, for each connection.
-/// @return false when @p timeout has passed.
-bool awaitConnection(int listeningDescriptor, const Poco::Timespan& timeout);
 
 /// Accepts a connection. Blocks until there is one.
 /// @param peer receives the client's address.
@@ -26,7 +20,6 @@ class ListeningSocketImpl : public Poco::Net::ServerSocketImpl
 public:
     explicit ListeningSocketImpl(std::shared_ptr<ConnectionRegistry> registry);
 
-    bool poll(const Poco::Timespan& timeout, int mode) override;
     Poco::Net::SocketImpl* acceptConnection(Poco::Net::SocketAddress& peer) override;
     ~ListeningSocketImpl() override;
 

@@ -7,16 +7,15 @@
 #include <Poco/Net/HostEntry.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
-#include <Poco/Net/TCPServer.h>
 #include <Poco/StreamCopier.h>
 #include <Poco/ThreadPool.h>
 #include <Poco/Timespan.h>
 #include <chrono>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <thread>
 #include <utility>
 
+#include "server/Acceptor.h"
 #include "server/BindListeningSocket.h"
 #include "server/ConnectionRegistry.h"
 #include "server/HttpConnection.h"
@@ -347,13 +346,13 @@ bool PocoHttpServer::servesThisThread() const
 bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned short port)
 {
     checkPortAvailability(port);
-    httpServer_.reset();
     serverSocket_ = createServerSocket(port);
-    const auto parameters = makeServerParameters();
-    httpServer_ = std::make_unique<Poco::Net::TCPServer>(
-        new HttpConnectionFactory(parameters, new PocoRequestHandlerFactory(*this)), *threadPool_,
-        *serverSocket_, parameters);
-    httpServer_->start();
+    acceptor_ = std::make_unique<Acceptor>(*serverSocket_, *threadPool_,
+                                           [parameters = makeServerParameters(),
+                                            handlers = std::make_shared<PocoRequestHandlerFactory>(
+                                                *this)](Poco::Net::StreamSocket& socket) {
+                                               HttpConnection(socket, *parameters, *handlers).run();
+                                           });
     stateLock.unlock();
     const auto answers = waitForRunning(port);
     stateLock.lock();
@@ -362,13 +361,11 @@ bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned 
 
 void PocoHttpServer::endListener()
 {
-    if (httpServer_ != nullptr) {
-        // Wakes the acceptor, which looks up four times a second only.
-        ::shutdown(serverSocket_->impl()->sockfd(), SHUT_RDWR);
-        httpServer_->stop();
+    if (acceptor_ != nullptr) {
+        acceptor_->stop();
         openWebSockets_.waitForNone(websocket::kServerStopTime);
         // No request outlives the stop: the thread pool would abandon a busy thread after 10 s.
-        while (httpServer_->currentThreads() > 0) {
+        while (acceptor_->threads() > 0) {
             connections_->abortAll();
             std::this_thread::sleep_for(kDrainStep);
         }
@@ -382,7 +379,7 @@ void PocoHttpServer::endListener()
     if (serverSocket_ != nullptr) {
         serverSocket_->close();
     }
-    httpServer_.reset();
+    acceptor_.reset();
     serverSocket_.reset();
 }
 

@@ -15,13 +15,13 @@
 namespace Poco {
 class ThreadPool;
 namespace Net {
-class TCPServer;
 class ServerSocket;
 } // namespace Net
 } // namespace Poco
 
 namespace connector::http {
 
+class Acceptor;
 class ConnectionRegistry;
 
 /// One HTTP listener on one port. Every request goes as an HttpRequest to the server's address.
@@ -158,8 +158,8 @@ private:
     const std::shared_ptr<Connector> connector_;
 
     std::mutex startMutex_; ///< Serialises start, stop and `getPort`; guards the next two.
-    std::unique_ptr<Poco::ThreadPool> threadPool_; ///< Destroyed after the server that uses it.
-    std::unique_ptr<Poco::Net::TCPServer> httpServer_;
+    std::unique_ptr<Poco::ThreadPool> threadPool_; ///< Destroyed after the acceptor, which uses it.
+    std::unique_ptr<Acceptor> acceptor_;
 
     websocket::OpenWebSockets openWebSockets_; ///< Has a lock of its own.
 

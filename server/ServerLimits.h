@@ -20,8 +20,10 @@ inline constexpr int kListenBacklog = 64;
 inline constexpr int kMinThreads = 4;
 inline constexpr int kMaxThreads = 64;
 inline constexpr std::chrono::seconds kPoolThreadIdleTime{60};
-/// How long a dispatcher waits for a next connection. Short, since a stop waits that long.
-inline constexpr std::chrono::milliseconds kDispatcherIdleTime{100};
+/// How long a thread waits for a next connection before it goes back to the pool.
+inline constexpr std::chrono::seconds kThreadPatience{1};
+/// Accepted connections that wait for a thread.
+inline constexpr std::size_t kMostWaiting = 64;
 
 /// A client that is silent for that long in the middle of a request, or that takes none of its
 /// answer, is cut off. Short, since it holds a thread meanwhile.

@@ -17,7 +17,6 @@ Poco::Net::HTTPServerParams::Ptr makeServerParameters()
     parameters->setMaxThreads(kMaxThreads);
     parameters->setTimeout(toTimespan(kClientTimeout));
     parameters->setKeepAliveTimeout(toTimespan(kKeepAliveTimeout));
-    parameters->setThreadIdleTime(toTimespan(kDispatcherIdleTime));
     return parameters;
 }
 

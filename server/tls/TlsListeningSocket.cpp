@@ -19,11 +19,6 @@ public:
         : SecureServerSocketImpl(context), registry_(std::move(registry))
     {}
 
-    bool poll(const Poco::Timespan& timeout, int /*mode*/) override
-    {
-        return awaitConnection(sockfd(), timeout);
-    }
-
     Poco::Net::SocketImpl* acceptConnection(Poco::Net::SocketAddress& peer) override
     {
         const auto descriptor = acceptDescriptor(sockfd(), peer);

@@ -1,0 +1,86 @@
+#include "server/Acceptor.h"
+
+#include <Poco/ThreadPool.h>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace connector::http {
+namespace {
+
+using Poco::Net::StreamSocket;
+
+class AcceptorTest : public testing::Test
+{
+protected:
+    ~AcceptorTest() override
+    {
+        clients_.clear();
+        acceptor_.stop();
+        awaitNoThreads();
+    }
+
+    void connect(std::size_t count)
+    {
+        for (; count > 0; --count) {
+            clients_.emplace_back(Poco::Net::SocketAddress("127.0.0.1", socket_.address().port()));
+        }
+    }
+
+    /// Whether the connection is served, and not closed.
+    bool isServed(std::size_t client)
+    {
+        char byte = 'x';
+        clients_[client].sendBytes(&byte, 1);
+        return receives(client);
+    }
+
+    bool receives(std::size_t client)
+    {
+        char byte = 0;
+        return clients_[client].receiveBytes(&byte, 1) == 1;
+    }
+
+    void awaitNoThreads() const
+    {
+        while (acceptor_.threads() > 0) {
+            std::this_thread::yield();
+        }
+    }
+
+    /// Sends back the one byte that the client sends.
+    static void echo(StreamSocket& socket)
+    {
+        char byte = 0;
+        if (socket.receiveBytes(&byte, 1) == 1) {
+            socket.sendBytes(&byte, 1);
+        }
+    }
+
+    Poco::ThreadPool pool_{"test", 2, 64};
+    const Poco::Net::ServerSocket socket_{Poco::Net::SocketAddress("127.0.0.1", 0), 200};
+    Acceptor acceptor_{socket_, pool_, echo};
+    std::vector<StreamSocket> clients_;
+};
+
+TEST_F(AcceptorTest, ServesSixtyFourWhileAsManyWaitAndClosesFurtherOnes)
+{
+    connect(129);
+    EXPECT_FALSE(receives(128));
+    EXPECT_EQ(acceptor_.threads(), 64U);
+    for (std::size_t client = 0; client < 128; ++client) {
+        EXPECT_TRUE(isServed(client)) << client;
+    }
+}
+
+TEST_F(AcceptorTest, AStopClosesTheWaitingAndLeavesTheServed)
+{
+    connect(129); // that the last is closed tells that the others have arrived
+    EXPECT_FALSE(receives(128));
+    acceptor_.stop();
+    EXPECT_FALSE(receives(64));
+    EXPECT_TRUE(isServed(63));
+}
+
+} // namespace
+} // namespace connector::http
