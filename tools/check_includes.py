@@ -52,6 +52,7 @@ THIRD_PARTY = [
     (r"CLI/", r"host/"),
     (r"(gtest|gmock)/", r"tests/"),
     (r"benchmark/", r"bench/"),
+    (r"ext/stdio_filebuf\.h$", r"tests/support/"),  # streams on descriptors
     (r"(sys|netinet|arpa|net)/\w+\.h$", r""),
     (r"[a-z_0-9]+(\.h)?$", r""),  # the standard library and POSIX
 ]

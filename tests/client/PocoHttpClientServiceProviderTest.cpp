@@ -174,8 +174,7 @@ TEST_F(PocoHttpClientServiceProviderTest, AMalformedUrlFailsAtOnceAndIsLogged)
 {
     const test::ScopedLogCapture log;
     EXPECT_NE(failureOf([&] { return ask("/no/host", "get", "", client_); }), "");
-    EXPECT_THAT(log.texts("connector::http::client"),
-                ElementsAre("Error creating client: The URL is not absolute."));
+    EXPECT_TRUE(log.contains("Error creating client: The URL is not absolute."));
     EXPECT_TRUE(waits_.empty());
 }
 

@@ -23,7 +23,7 @@ TEST(Log, KeepsRecordsAtAndAboveTheLevel)
     for (const auto level : {Level::Trace, Level::Debug, Level::Info, Level::Error, Level::Off}) {
         kLog.write(level, std::to_string(static_cast<int>(level)));
     }
-    EXPECT_THAT(capture.texts("connector::test"), ElementsAre("2", "4"));
+    EXPECT_THAT(capture.records(), ElementsAre("connector::test: 2", "connector::test: 4"));
     Log::setLevel(Level::Off);
     EXPECT_FALSE(kLog.enabled(Level::Error));
     EXPECT_FALSE(kLog.enabled(Level::Off));
@@ -33,8 +33,9 @@ TEST(Log, EscapesControlCharactersAndKeepsUtf8)
 {
     const ScopedLogCapture capture;
     kLog.write(Level::Error, std::string_view("a\r\nb\x1B[2J\0\x7F\xC3\xA4 \xE2\x82\xAC \\", 18));
-    EXPECT_THAT(capture.texts("connector::test"),
-                ElementsAre("a\\x0D\\nb\\x1B[2J\\x00\\x7F\xC3\xA4 \xE2\x82\xAC \\"));
+    EXPECT_THAT(
+        capture.records(),
+        ElementsAre("connector::test: a\\x0D\\nb\\x1B[2J\\x00\\x7F\xC3\xA4 \xE2\x82\xAC \\"));
 }
 
 TEST(Log, WritesOneLineARecordToTheFileAndKeepsItIfTheNextCannotBeOpened)

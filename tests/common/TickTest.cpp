@@ -76,8 +76,8 @@ TEST(Periodic, AFailureIsLoggedAndTheTimerGoesOn)
     ManualTick clock;
     const auto timer = periodic([](long long) { throw std::runtime_error("broken"); }, 1);
     clock.advance(2);
-    EXPECT_EQ(capture.texts("connector::common"),
-              std::vector<std::string>(2, "A timer's function failed: broken"));
+    EXPECT_EQ(capture.records(),
+              std::vector<std::string>(2, "connector::common: A timer's function failed: broken"));
 }
 
 TEST(Periodic, RunsOnTheTickThreadWithSignalsBlocked)

@@ -79,7 +79,7 @@ TEST_F(HttpManagerServiceProviderTest, AServerLivesFromCreateToDestroy)
     EXPECT_FALSE(status<StopHttpServer>("main").started);
     EXPECT_EQ(start("main"), port);
     ask(std::make_unique<DestroyHttpServer>("main"));
-    EXPECT_THROW(test::exchange(port, makeRequest("GET", "/")), std::runtime_error);
+    EXPECT_ANY_THROW(test::exchange(port, makeRequest("GET", "/")));
     create("main");
     create("another");
     const auto reply = ask(std::make_unique<ListHttpServers>());

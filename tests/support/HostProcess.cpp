@@ -4,14 +4,16 @@
 #include <array>
 #include <csignal>
 #include <fcntl.h>
-#include <fstream>
+#include <istream>
 #include <iterator>
+#include <ostream>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
+#include "tests/support/Document.h"
 #include "tests/support/RawClient.h"
 
 namespace connector::test {
@@ -77,63 +79,42 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command)
     close(input[0]);
     close(output[1]);
     close(errors);
-    input_ = input[1];
-    output_ = output[0];
+    input_ = Pipe(input[1], std::ios::out);
+    output_ = Pipe(output[0], std::ios::in);
     std::signal(SIGPIPE, SIG_IGN); // A child that has ended must not end the test.
 }
 
 ChildProcess::~ChildProcess()
 {
-    closeInput();
-    close(output_);
     if (pid_ > 0) {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
     }
 }
 
-void ChildProcess::write(std::string_view text) const
+void ChildProcess::write(std::string_view text)
 {
-    while (!text.empty()) {
-        const auto count = ::write(input_, text.data(), text.size());
-        if (count <= 0) {
-            return;
-        }
-        text.remove_prefix(static_cast<std::size_t>(count));
-    }
-}
-
-void ChildProcess::closeInput()
-{
-    if (input_ >= 0) {
-        close(std::exchange(input_, -1));
-    }
+    std::ostream(&input_) << text << std::flush;
 }
 
 std::string ChildProcess::readLine()
 {
-    auto end = received_.find('\n');
-    for (; end == std::string::npos; end = received_.find('\n')) {
-        if (!readMore()) {
-            throw std::runtime_error("the program ended: \"" + received_ + "\" " + errors());
-        }
+    std::istream lines(&output_);
+    std::string line;
+    if (!std::getline(lines, line) || lines.eof()) {
+        throw std::runtime_error("the program ended: \"" + line + "\" " + errors());
     }
-    auto line = received_.substr(0, end);
-    received_.erase(0, end + 1);
     return line;
 }
 
 std::string ChildProcess::readRest()
 {
-    while (readMore()) {
-    }
-    return std::exchange(received_, {});
+    return {std::istreambuf_iterator<char>(&output_), {}};
 }
 
 std::string ChildProcess::errors() const
 {
-    std::ifstream file(directory_.path() / "errors", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return readFile(directory_.path() / "errors");
 }
 
 void ChildProcess::signal(int number) const
@@ -147,16 +128,6 @@ int ChildProcess::wait()
     waitpid(pid_, &status, 0);
     pid_ = -1;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
-bool ChildProcess::readMore()
-{
-    std::array<char, 64 * 1024> bytes;
-    const auto count = ::read(output_, bytes.data(), bytes.size());
-    if (count > 0) {
-        received_.append(bytes.data(), static_cast<std::size_t>(count));
-    }
-    return count > 0;
 }
 
 HostProcess::HostProcess(const std::string& binary, const std::vector<std::string>& arguments)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ext/stdio_filebuf.h>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -23,8 +24,8 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     /// Writes to its standard input.
-    void write(std::string_view text) const;
-    void closeInput();
+    void write(std::string_view text);
+    void closeInput() { input_.close(); }
 
     /// One line of its standard output, without the end of line.
     std::string readLine();
@@ -42,14 +43,22 @@ public:
     int wait();
 
 private:
-    bool readMore();
+    using Pipe = __gnu_cxx::stdio_filebuf<char>;
 
     TemporaryDirectory directory_; ///< Holds standard error.
     pid_t pid_ = -1;
-    int input_ = -1;
-    int output_ = -1;
-    std::string received_;
+    Pipe input_;
+    Pipe output_;
 };
+
+/// Runs a command of the shell and waits for it. @return what it wrote to both of its outputs.
+inline std::string runProgram(const std::string& command)
+{
+    ChildProcess shell({"sh", "-c", "exec 2>&1; " + command});
+    auto output = shell.readRest();
+    shell.wait();
+    return output;
+}
 
 /// A running connector-host on a free port.
 class HostProcess : public ChildProcess

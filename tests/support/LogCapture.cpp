@@ -50,17 +50,6 @@ std::vector<std::string> ScopedLogCapture::records() const
     return sink_->records;
 }
 
-std::vector<std::string> ScopedLogCapture::texts(const std::string& channel) const
-{
-    std::vector<std::string> texts;
-    for (const auto& record : records()) {
-        if (record.starts_with(channel + ": ")) {
-            texts.push_back(record.substr(channel.size() + 2));
-        }
-    }
-    return texts;
-}
-
 bool ScopedLogCapture::contains(const std::string& part) const
 {
     return std::ranges::any_of(records(), [&part](const std::string& record) {

@@ -23,9 +23,6 @@ public:
     /// Every record, as "channel: text", in order.
     std::vector<std::string> records() const;
 
-    /// The texts of one channel's records, in order.
-    std::vector<std::string> texts(const std::string& channel) const;
-
     /// Whether some record's text holds @p part.
     bool contains(const std::string& part) const;
 

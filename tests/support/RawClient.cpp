@@ -1,13 +1,12 @@
 #include "tests/support/RawClient.h"
 
-#include <algorithm>
-#include <arpa/inet.h>
+#include <Poco/Exception.h>
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/SocketAddress.h>
 #include <array>
-#include <cerrno>
-#include <netinet/in.h>
+#include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <unistd.h>
 #include <utility>
 
 #include "contract/common/Text.h"
@@ -15,24 +14,6 @@
 namespace connector::test {
 
 namespace {
-
-sockaddr_in loopback(std::uint16_t port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-/// @param count what a call for the socket returned
-ssize_t requireInTime(ssize_t count)
-{
-    if (count < 0 && errno == EAGAIN) {
-        throw std::runtime_error("the server did nothing for the whole deadline");
-    }
-    return count;
-}
 
 WireResponse parseHead(const std::string& head)
 {
@@ -42,14 +23,14 @@ WireResponse parseHead(const std::string& head)
         throw std::runtime_error("no HTTP answer: " + head);
     }
     response.status = std::stoi(head.substr(9, 3));
-    auto begin = head.find("\r\n") + 2;
-    for (auto end = head.find("\r\n", begin); end != begin; end = head.find("\r\n", begin)) {
-        const auto line = head.substr(begin, end - begin);
+    std::istringstream lines(head);
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line) && line != "\r") {
+        line.pop_back();
         const auto colon = line.find(':');
-        const auto value = line.find_first_not_of(' ', colon + 1);
-        response.headers.emplace(common::toLowerAscii(line.substr(0, colon)),
-                                 value == std::string::npos ? "" : line.substr(value));
-        begin = end + 2;
+        const auto value = std::min(line.find_first_not_of(' ', colon + 1), line.size());
+        response.headers.emplace(common::toLowerAscii(line.substr(0, colon)), line.substr(value));
     }
     return response;
 }
@@ -62,33 +43,18 @@ std::string WireResponse::header(const std::string& name) const
     return found == headers.end() ? "(none)" : found->second;
 }
 
-RawClient::RawClient(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+RawClient::RawClient(std::uint16_t port) : socket_(Poco::Net::SocketAddress("127.0.0.1", port))
 {
-    const timeval deadline = {kDeadline.count(), 0};
-    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &deadline, sizeof(deadline));
-    setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &deadline, sizeof(deadline));
-    const auto address = loopback(port);
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        close(socket_);
-        throw std::runtime_error("cannot connect to port " + std::to_string(port));
-    }
+    socket_.setReceiveTimeout({kDeadline.count(), 0});
+    socket_.setSendTimeout({kDeadline.count(), 0});
 }
 
-RawClient::~RawClient()
+void RawClient::send(std::string_view bytes)
 {
-    if (socket_ >= 0) {
-        close(socket_);
-    }
-}
-
-void RawClient::send(std::string_view bytes) const
-{
-    while (!bytes.empty()) {
-        const auto count = requireInTime(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL));
-        if (count < 0) {
-            return;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(count));
+    try {
+        socket_.sendBytes(bytes.data(), static_cast<int>(bytes.size()), MSG_NOSIGNAL);
+    } catch (const Poco::IOException&) {
+        return; // A timeout is none of these.
     }
 }
 
@@ -128,25 +94,32 @@ std::string RawClient::readUntilClosed()
     return std::exchange(received_, {});
 }
 
-void RawClient::finishSending() const
+void RawClient::finishSending()
 {
-    shutdown(socket_, SHUT_WR);
+    shutdown(socket_.impl()->sockfd(), SHUT_WR);
 }
 
 void RawClient::reset()
 {
-    const linger abrupt = {1, 0};
-    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abrupt, sizeof(abrupt));
-    close(std::exchange(socket_, -1));
+    socket_.setLinger(true, 0);
+    socket_.close();
+}
+
+bool RawClient::waitForInput(std::chrono::seconds time)
+{
+    return socket_.poll({time.count(), 0}, Poco::Net::Socket::SELECT_READ);
 }
 
 bool RawClient::receiveMore()
 {
     std::array<char, 64 * 1024> bytes;
-    const auto count = requireInTime(recv(socket_, bytes.data(), bytes.size(), 0));
-    if (count > 0) {
-        received_.append(bytes.data(), static_cast<std::size_t>(count));
+    int count = 0;
+    try {
+        count = socket_.receiveBytes(bytes.data(), bytes.size());
+    } catch (const Poco::IOException&) {
+        return false; // reset
     }
+    received_.append(bytes.data(), static_cast<std::size_t>(count));
     return count > 0;
 }
 
@@ -165,15 +138,9 @@ std::string makeRequest(const std::string& method, const std::string& target,
 
 std::uint16_t findFreePort()
 {
-    const auto listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    auto address = loopback(0);
-    socklen_t size = sizeof(address);
-    auto* const bound = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener, bound, size) != 0 || getsockname(listener, bound, &size) != 0) {
-        throw std::runtime_error("no free port");
-    }
-    close(listener);
-    return ntohs(address.sin_port);
+    Poco::Net::ServerSocket listener;
+    listener.bind({"127.0.0.1", 0}, false);
+    return listener.address().port();
 }
 
 } // namespace connector::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Poco/Net/ServerSocket.h>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -37,15 +38,14 @@ public:
     ScriptedUpstream(const ScriptedUpstream&) = delete;
     ScriptedUpstream& operator=(const ScriptedUpstream&) = delete;
 
-    [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
+    [[nodiscard]] std::uint16_t port() const { return listener_.address().port(); }
 
 private:
-    void converse(int connection) const;
+    void converse(Poco::Net::StreamSocket connection) const;
 
     const Script script_;
     const Reads reads_;
-    int listener_ = -1;
-    std::uint16_t port_ = 0;
+    Poco::Net::ServerSocket listener_;
     std::jthread thread_;
 };
 

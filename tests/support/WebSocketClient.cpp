@@ -33,19 +33,15 @@ std::string maskedFrame(unsigned flags, std::string_view payload)
     return frame;
 }
 
-std::string upgradeRequest(const std::string& path)
-{
-    return makeRequest("GET", path,
-                       "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n"
-                       "Sec-WebSocket-Version: 13\r\n"
-                       "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n");
-}
-
 WebSocketClient::WebSocketClient(std::uint16_t port, const std::string& path,
                                  const std::string& early)
     : RawClient(port)
 {
-    send(upgradeRequest(path) + early);
+    send(makeRequest("GET", path,
+                     "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n"
+                     "Sec-WebSocket-Version: 13\r\n"
+                     "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n") +
+         early);
     const auto answer = readResponse(true);
     if (answer.status != 101 ||
         answer.header("sec-websocket-accept") != "s3pPLMBiTxaQ9kYGzzhZRbK+xOo=") {

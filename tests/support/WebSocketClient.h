@@ -11,9 +11,6 @@ namespace connector::test {
 /// A frame as a client sends it (RFC 6455 section 5.2), masked; made without code of the product.
 std::string maskedFrame(unsigned flags, std::string_view payload);
 
-/// An opening handshake of a WebSocket client.
-std::string upgradeRequest(const std::string& path);
-
 /// A WebSocket client that sends any bytes, and keeps to the protocol only where it is told to.
 class WebSocketClient : public RawClient
 {
@@ -23,10 +20,7 @@ public:
     explicit WebSocketClient(std::uint16_t port, const std::string& path = "/",
                              const std::string& early = "");
 
-    void sendFrame(unsigned flags, std::string_view payload) const
-    {
-        send(maskedFrame(flags, payload));
-    }
+    void sendFrame(unsigned flags, std::string_view payload) { send(maskedFrame(flags, payload)); }
 
     /// The next frame: its first byte in hexadecimal, ":" and the payload.
     std::string readFrame();

@@ -71,7 +71,7 @@ TEST_F(PipelineWireTest, ServersComeAndGoByMessagesUnderLoad)
         EXPECT_THAT(tell("StartHttpServer"), HasSubstr("\"running\":true"));
         EXPECT_EQ(test::exchange(port, makeRequest("GET", "/ping")).body, "pong");
         EXPECT_THAT(tell("StopHttpServer"), HasSubstr("\"running\":false"));
-        EXPECT_THROW(RawClient{port}, std::runtime_error);
+        EXPECT_ANY_THROW(RawClient{port});
         EXPECT_EQ(tell("DestroyHttpServer"), "ok");
     }
     done = true;

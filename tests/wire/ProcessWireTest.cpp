@@ -93,7 +93,7 @@ TEST(ProcessWireTest, ASignalOrQuitEndsItWhateverClientsDo)
         end(served.host);
         EXPECT_EQ(served.host.wait(), 0);
         EXPECT_THAT(served.host.errors(), testing::Not(HasSubstr("did not end in time")));
-        EXPECT_THROW(RawClient{served.port()}, std::runtime_error);
+        EXPECT_ANY_THROW(RawClient{served.port()});
     }
 }
 

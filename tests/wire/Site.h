@@ -20,7 +20,22 @@ class Site
 public:
     static constexpr std::size_t kBigBytes = 3'000'000;
 
-    Site();
+    Site()
+    {
+        const std::pair<const char*, std::string> files[] = {
+            {"site/index.html", "<p>index"},
+            {"site/pagenotfound.html", "<p>lost"},
+            {"site/ten.json", "0123456789"},
+            {"site/a b.html", "<p>blank"},
+            {"site/sub/index.html", "<p>sub"},
+            {"site/sub/.html", "<p>dot"},
+            {"site/big.mp4", std::string(kBigBytes, 'b')},
+            {"docs/guide.html", "<p>guide"},
+            {"secret.html", "SECRET"}};
+        for (const auto& [name, content] : files) {
+            directory.write(name, content);
+        }
+    }
 
     /// The directory of the site.
     [[nodiscard]] std::string path() const { return (directory.path() / "site").string(); }

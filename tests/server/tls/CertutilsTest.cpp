@@ -5,7 +5,7 @@
 
 #include "contract/common/Text.h"
 #include "server/tls/OpenSslPtr.h"
-#include "tests/server/tls/RunProgram.h"
+#include "tests/support/HostProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace connector::http::certutils {

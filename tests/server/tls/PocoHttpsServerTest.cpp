@@ -14,7 +14,7 @@
 #include "contract/http/HttpServiceProvider.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
-#include "tests/server/tls/RunProgram.h"
+#include "tests/support/HostProcess.h"
 #include "tests/support/RawClient.h"
 #include "tests/support/TemporaryDirectory.h"
 

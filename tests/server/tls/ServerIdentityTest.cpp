@@ -7,7 +7,7 @@
 
 #include "server/tls/ReplaceFile.h"
 #include "server/tls/certutils.h"
-#include "tests/server/tls/RunProgram.h"
+#include "tests/support/HostProcess.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryDirectory.h"
 
