@@ -9,8 +9,8 @@
 
 namespace connector::http::websocket {
 
-/// What the WebSocket connections of a server have in common: how many are open, so that its stop can
-/// give them the time to say goodbye, and which of them talked last. Any thread.
+/// What the WebSocket connections of a server have in common: how many are open, so that its stop
+/// can give them the time to say goodbye, and which of them talked last. Any thread.
 class OpenWebSockets
 {
 public:
