@@ -90,10 +90,10 @@ class Echo(Workload):
 
 
 WORKLOADS = {
-    "constant": Workload("/constant", ["bare-server", "{port}", "constant"], 0.58, 2),
+    "constant": Workload("/constant", ["bare-server", "{port}", "constant"], 0.54, 2),
     "1 KB file": Workload("/1KB.js", ["bare-server", "{port}", "files", "{site}"], 0.68, 6),
-    "64 KB file": Workload("/64KB.js", ["bare-server", "{port}", "files", "{site}"], 0.57, 6),
-    "proxied": Workload("/proxied", ["bare-server", "{port}", "proxy", "{upstream}"], 0.58, 10),
+    "64 KB file": Workload("/64KB.js", ["bare-server", "{port}", "files", "{site}"], 0.48, 6),
+    "proxied": Workload("/proxied", ["bare-server", "{port}", "proxy", "{upstream}"], 0.57, 10),
     "64 B echo": Echo("/echo", ["bare-websocket-server", "{port}"], 0.75, 2),
 }
 
