@@ -1,6 +1,8 @@
 #include "contract/messaging/BusTable.h"
 
 #include <algorithm>
+#include <charconv>
+#include <string_view>
 #include <utility>
 
 namespace connector {
@@ -11,6 +13,21 @@ namespace {
 /// accident.
 constexpr char kLinkMark = '\x1e';
 
+std::string makeLink(std::uint64_t number)
+{
+    return kLinkMark + std::to_string(number);
+}
+
+/// @return 0, which no link has, for any other segment.
+std::uint64_t linkNumber(std::string_view segment)
+{
+    std::uint64_t number = 0;
+    if (segment.starts_with(kLinkMark)) {
+        std::from_chars(segment.data() + 1, segment.data() + segment.size(), number);
+    }
+    return number;
+}
+
 } // namespace
 
 BusTable::Target BusTable::find(const Address& address) const
@@ -19,8 +36,8 @@ BusTable::Target BusTable::find(const Address& address) const
     if (segments.empty()) {
         return {};
     }
-    if (segments.front().starts_with(kLinkMark)) {
-        if (const auto link = links_.find(segments.front()); link != links_.end()) {
+    if (const auto number = linkNumber(segments.front()); number != 0) {
+        if (const auto link = links_.find(number); link != links_.end()) {
             return targetAt(*link->second.chain, link->second.index, 1);
         }
     }
@@ -48,7 +65,7 @@ void BusTable::add(const Address& address, std::shared_ptr<ServiceProvider> prov
         node = &node->children[segment];
     }
     auto chain = node->chain == nullptr ? Chain() : *node->chain;
-    chain.push_back(Stage{std::move(provider), kLinkMark + std::to_string(++lastLink_)});
+    chain.push_back(Stage{std::move(provider), makeLink(++lastLink_)});
     replaceChain(*node, std::move(chain));
 }
 
@@ -63,7 +80,7 @@ bool BusTable::remove(const Address& address, const std::shared_ptr<ServiceProvi
     if (stage == chain.end()) {
         return false;
     }
-    links_.erase(stage->link);
+    links_.erase(linkNumber(stage->link));
     chain.erase(stage);
     replaceChain(*node, std::move(chain));
     return true;
@@ -91,7 +108,7 @@ void BusTable::replaceChain(Node& node, Chain chain)
 {
     node.chain = chain.empty() ? nullptr : std::make_shared<const Chain>(std::move(chain));
     for (std::size_t i = 0; node.chain != nullptr && i < node.chain->size(); ++i) {
-        links_[(*node.chain)[i].link] = Place{node.chain, i};
+        links_[linkNumber((*node.chain)[i].link)] = Place{node.chain, i};
     }
 }
 

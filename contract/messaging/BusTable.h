@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -62,8 +63,8 @@ private:
     void replaceChain(Node& node, Chain chain);
 
     Node root_;
-    std::unordered_map<std::string, Place> links_; ///< Link segment to the stage it leads to.
-    std::size_t lastLink_ = 0;
+    std::unordered_map<std::uint64_t, Place> links_; ///< Number of a link to where it leads.
+    std::uint64_t lastLink_ = 0;
 };
 
 } // namespace connector
