@@ -11,7 +11,6 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utility>
 
 #include "tests/support/Document.h"
 #include "tests/support/RawClient.h"

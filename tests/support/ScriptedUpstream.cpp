@@ -2,6 +2,7 @@
 
 #include <Poco/Exception.h>
 #include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/SocketStream.h>
 
 namespace connector::test {
 
@@ -10,24 +11,19 @@ namespace {
 using Poco::Net::StreamSocket;
 
 /// Head and body; less if the client ends before.
-std::string readRequest(StreamSocket& connection, ScriptedUpstream::Reads reads)
+std::string readRequest(const StreamSocket& connection, ScriptedUpstream::Reads reads)
 {
+    Poco::Net::SocketInputStream stream(connection);
     std::string request;
-    char buffer[65536];
-    for (int received = 1; received > 0;) {
-        const auto headEnd = request.find("\r\n\r\n");
-        const auto field = request.find("Content-Length: ");
-        if (headEnd != std::string::npos) {
-            const auto announces = reads == ScriptedUpstream::Reads::All && field < headEnd;
-            const auto body = announces ? std::stoul(request.substr(field + 16)) : 0;
-            if (request.size() >= headEnd + 4 + body) {
-                break;
-            }
+    std::string body;
+    for (std::string line; line != "\r" && std::getline(stream, line);) {
+        request += line + "\n";
+        if (reads == ScriptedUpstream::Reads::All && line.starts_with("Content-Length: ")) {
+            body.resize(std::stoul(line.substr(16)));
         }
-        received = connection.receiveBytes(buffer, sizeof(buffer));
-        request.append(buffer, static_cast<std::size_t>(received));
     }
-    return request;
+    stream.read(body.data(), static_cast<std::streamsize>(body.size()));
+    return request + body.substr(0, static_cast<std::size_t>(stream.gcount()));
 }
 
 } // namespace

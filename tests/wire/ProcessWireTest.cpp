@@ -1,6 +1,7 @@
 #include <csignal>
 #include <functional>
 #include <gmock/gmock.h>
+#include <list>
 
 #include "tests/wire/Site.h"
 
@@ -81,13 +82,12 @@ TEST(ProcessWireTest, ASignalOrQuitEndsItWhateverClientsDo)
     };
     for (const auto& end : ends) {
         ServedSite served;
-        std::vector<std::unique_ptr<RawClient>> clients;
+        std::list<RawClient> clients;
         for (const auto& request :
              {std::string(), std::string("GET /pi"), makeRequest("GET", "/ping"),
               makeRequest("GET", "/big.mp4"),
               makeRequest("POST", "/ping", "Content-Length: 5\r\n") + "hal"}) {
-            clients.push_back(std::make_unique<RawClient>(served.port()));
-            clients.back()->send(request);
+            clients.emplace_back(served.port()).send(request);
         }
         EXPECT_EQ(served.get("/ping").body, "pong");
         end(served.host);
@@ -95,6 +95,23 @@ TEST(ProcessWireTest, ASignalOrQuitEndsItWhateverClientsDo)
         EXPECT_THAT(served.host.errors(), testing::Not(HasSubstr("did not end in time")));
         EXPECT_ANY_THROW(RawClient{served.port()});
     }
+}
+
+TEST(ProcessWireTest, TheEmbeddingProgramServesItsProviderAndItsDirectory)
+{
+    const Site site;
+    ChildProcess program({CONNECTOR_EMBED_BINARY, site.path(), std::to_string(findFreePort())});
+    const auto line = program.readLine();
+    const auto port = static_cast<std::uint16_t>(std::stoul(line.substr(line.find(' '))));
+    const auto greeting = test::exchange(port, makeRequest("GET", "/hello?name=Ada%20L"));
+    EXPECT_EQ(greeting.body, "Hello, Ada L!\n");
+    EXPECT_EQ(greeting.header("content-type"), "text/plain; charset=utf-8");
+    EXPECT_EQ(test::exchange(port, makeRequest("GET", "/hello")).status, 400);
+    EXPECT_EQ(test::exchange(port, makeRequest("POST", "/hello")).status, 405);
+    EXPECT_EQ(test::exchange(port, makeRequest("GET", "/ten.json")).body, "0123456789");
+    program.closeInput();
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.errors(), "");
 }
 
 } // namespace

@@ -30,12 +30,11 @@ public:
         const auto page = directory_.write("www/secure/page.html", "<!--# echo var=\"uri\" -->");
         std::filesystem::create_directory(directory_.path() / "www/plain");
         std::filesystem::copy(page, directory_.path() / "www/plain");
-        ChildProcess certificate({"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes",
-                                  "-keyout", path + "/key", "-out", path + "/certificate", "-subj",
-                                  "/CN=localhost"});
-        EXPECT_EQ(certificate.wait(), 0);
+        runProgram("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -keyout " + path +
+                   "/key -out " + path + "/certificate");
         std::ostringstream settings;
-        settings << "daemon off; user root; pid " << path << "/pid; events {} http {"
+        settings << "daemon off; user root; error_log stderr notice; pid " << path
+                 << "/pid; events {} http {"
                  << "access_log off; client_max_body_size 100m;"
                  << "client_body_temp_path " << path << "/t1; proxy_temp_path " << path << "/t2;"
                  << "fastcgi_temp_path " << path << "/t3; uwsgi_temp_path " << path << "/t4;"
@@ -47,13 +46,9 @@ public:
                  << "root " << path << "/www; dav_methods PUT DELETE; location ~ page {"
                  << "ssi on; default_type text/html; add_header Set-Cookie \"a=1; HttpOnly\";}}}";
         const auto file = directory_.write("settings", settings.str());
-        server_.emplace(std::vector<std::string>{"nginx", "-c", file, "-e", "stderr"});
-        const auto deadline = std::chrono::steady_clock::now() + RawClient::kDeadline;
-        while (!listens()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                throw std::runtime_error(server_->errors());
-            }
-            std::this_thread::yield();
+        server_.emplace(std::vector<std::string>{
+            "sh", "-c", "exec nginx -e stderr -c " + file.string() + " 2>&1"});
+        while (server_->readLine().find("start worker process ") == std::string::npos) {
         }
     }
 
@@ -61,16 +56,6 @@ public:
     const std::uint16_t securePort = findFreePort();
 
 private:
-    bool listens() const
-    {
-        try {
-            const RawClient client(port);
-            return true;
-        } catch (const std::exception&) {
-            return false;
-        }
-    }
-
     TemporaryDirectory directory_;
     std::optional<ChildProcess> server_;
 };

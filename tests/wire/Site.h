@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 #include "tests/support/HostProcess.h"
 #include "tests/support/RawClient.h"
@@ -23,15 +22,10 @@ public:
     Site()
     {
         const std::pair<const char*, std::string> files[] = {
-            {"site/index.html", "<p>index"},
-            {"site/pagenotfound.html", "<p>lost"},
-            {"site/ten.json", "0123456789"},
-            {"site/a b.html", "<p>blank"},
-            {"site/sub/index.html", "<p>sub"},
-            {"site/sub/.html", "<p>dot"},
-            {"site/big.mp4", std::string(kBigBytes, 'b')},
-            {"docs/guide.html", "<p>guide"},
-            {"secret.html", "SECRET"}};
+            {"site/index.html", "<p>index"}, {"site/pagenotfound.html", "<p>lost"},
+            {"site/ten.json", "0123456789"}, {"site/sub/index.html", "<p>sub"},
+            {"site/sub/.html", "<p>dot"},    {"site/big.mp4", std::string(kBigBytes, 'b')},
+            {"docs/guide.html", "<p>guide"}, {"secret.html", "SECRET"}};
         for (const auto& [name, content] : files) {
             directory.write(name, content);
         }
