@@ -17,14 +17,15 @@ inline std::unique_ptr<HttpRequest> makeRequest(std::string path, bool local = f
     return request;
 }
 
-/// The rest of the pipeline: keeps what is sent to it and gives its replies in turn, then 200.
-class FakePipeline final : public Context
+/// What follows: keeps the requests that are sent to it and gives its replies in turn, then 200.
+template <typename Request>
+class FakeContext final : public Context
 {
 public:
     Future<std::unique_ptr<Message>> send(std::unique_ptr<Message>&& message,
                                           Address&& address) override
     {
-        requests.emplace_back(dynamic_cast<HttpRequest*>(message.release()));
+        requests.emplace_back(dynamic_cast<Request*>(message.release()));
         addresses.push_back(address.toString());
         replies.push_back(makeReadyHttpResponse(200, "ok"));
         auto reply = std::move(replies.front());
@@ -32,10 +33,12 @@ public:
         return reply;
     }
 
-    std::vector<std::unique_ptr<HttpRequest>> requests;
+    std::vector<std::unique_ptr<Request>> requests;
     std::vector<std::string> addresses;
     std::deque<Future<std::unique_ptr<Message>>> replies;
 };
+
+using FakePipeline = FakeContext<HttpRequest>;
 
 /// A copy of the reply but for its body; the reply must be an HttpResponse.
 inline HttpResponse responseOf(Future<std::unique_ptr<Message>>&& reply)

@@ -7,22 +7,6 @@
 namespace connector::http {
 namespace {
 
-/// The bus with a client service on it that keeps the request and gives one reply.
-class FakeClientService final : public Context
-{
-public:
-    Future<std::unique_ptr<Message>> send(std::unique_ptr<Message>&& message,
-                                          Address&& address) override
-    {
-        EXPECT_EQ(address, Address("connector/http/client"));
-        request.reset(dynamic_cast<HttpClientRequest*>(message.release()));
-        return std::move(reply);
-    }
-
-    std::unique_ptr<HttpClientRequest> request;
-    Future<std::unique_ptr<Message>> reply;
-};
-
 class ProxyTest : public testing::Test
 {
 protected:
@@ -37,11 +21,13 @@ protected:
         HttpProxyServiceProvider provider("http://up");
         auto reply = provider.handle(std::move(request), Address(), client_);
         EXPECT_TRUE(reply.isReady());
+        EXPECT_EQ(client_->addresses.back(), "connector/http/client");
         return reply.get();
     }
 
     std::stop_source stopSource_;
-    std::shared_ptr<FakeClientService> client_ = std::make_shared<FakeClientService>();
+    std::shared_ptr<FakeContext<HttpClientRequest>> client_ =
+        std::make_shared<FakeContext<HttpClientRequest>>();
 };
 
 TEST_F(ProxyTest, EncodesPathAndQueryAndAlwaysAddsTheQuestionMark)
@@ -54,22 +40,23 @@ TEST_F(ProxyTest, EncodesPathAndQueryAndAlwaysAddsTheQuestionMark)
         {"/~user/(a),b;v=1@x", "[]", "http://up/~user/(a),b;v=1@x?%5B%5D"},
     };
     for (const auto& [path, query, url] : cases) {
-        client_->reply = makeReadyFuture(std::make_unique<Message>());
         proxy(path, query);
-        EXPECT_EQ(client_->request->url, url);
+        EXPECT_EQ(client_->requests.back()->url, url);
     }
-    EXPECT_EQ(client_->request->method, "get");
-    EXPECT_EQ(client_->request->headers, (StringMultimap{{"host", "me"}, {"cookie", "a=1"}}));
-    EXPECT_TRUE(client_->request->cookies.empty()) << "the header carries them";
-    EXPECT_NE(client_->request->body, nullptr);
+    const auto& request = *client_->requests.back();
+    EXPECT_EQ(request.method, "get");
+    EXPECT_EQ(request.headers, (StringMultimap{{"host", "me"}, {"cookie", "a=1"}}));
+    EXPECT_TRUE(request.cookies.empty()) << "the header carries them";
+    EXPECT_NE(request.body, nullptr);
 }
 
 TEST_F(ProxyTest, ReturnsTheAnswerAndEachCookieOnce)
 {
     const StringMultimap headers{{"x", "y"}, {"set-cookie", "a=1; Path=/"}};
-    client_->reply = makeReadyFuture<std::unique_ptr<Message>>(std::make_unique<HttpClientResponse>(
-        std::uint16_t{203}, StringMultimap(headers), StringMultimap{{"a", "1"}, {"aa", "2"}},
-        makeBody(common::DataBuffer("body"))));
+    client_->replies.push_front(makeReadyFuture<std::unique_ptr<Message>>(
+        std::make_unique<HttpClientResponse>(std::uint16_t{203}, StringMultimap(headers),
+                                             StringMultimap{{"a", "1"}, {"aa", "2"}},
+                                             makeBody(common::DataBuffer("body")))));
     const auto reply = proxy("/");
     const auto* response = messageAs<HttpResponse>(reply);
     ASSERT_NE(response, nullptr);
@@ -81,12 +68,13 @@ TEST_F(ProxyTest, ReturnsTheAnswerAndEachCookieOnce)
 
 TEST_F(ProxyTest, EveryOtherOutcomeIsAFailure)
 {
-    client_->reply = makeReadyFuture(std::make_unique<Message>());
+    client_->replies.push_front(makeReadyFuture(std::make_unique<Message>()));
     EXPECT_EQ(messageAs<HttpResponse>(proxy("/"))->status, 500);
-    client_->reply = makeFailedFuture<std::unique_ptr<Message>>(std::range_error("client"));
+    client_->replies.push_front(
+        makeFailedFuture<std::unique_ptr<Message>>(std::range_error("client")));
     EXPECT_THROW(proxy("/"), std::range_error);
     Promise<std::unique_ptr<Message>> silent;
-    client_->reply = silent.getFuture();
+    client_->replies.push_front(silent.getFuture());
     stopSource_.request_stop();
     EXPECT_THROW(proxy("/"), std::runtime_error);
 }
