@@ -1,6 +1,5 @@
 #include "manager/HttpCommandProvider.h"
 
-#include <functional>
 #include <gtest/gtest.h>
 
 #include "contract/http/HttpManagerMessages.h"

@@ -1,7 +1,6 @@
 #include "contract/messaging/LocalConnector.h"
 
 #include <atomic>
-#include <functional>
 #include <gtest/gtest.h>
 #include <thread>
 

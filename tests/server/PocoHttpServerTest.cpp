@@ -1,13 +1,12 @@
 #include "server/PocoHttpServer.h"
 
 #include <atomic>
-#include <chrono>
 #include <future>
 #include <gtest/gtest.h>
+#include <list>
 #include <memory>
 #include <stop_token>
 #include <thread>
-#include <vector>
 
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
@@ -38,17 +37,14 @@ protected:
         server_->start();
     }
 
-    test::WireResponse get(const std::string& path = "/")
-    {
-        return exchange(server_->getPort(), makeRequest("GET", path));
-    }
+    test::WireResponse get() { return exchange(server_->getPort(), makeRequest("GET", "/")); }
 
     std::shared_ptr<LocalConnector> connector_ = std::make_shared<LocalConnector>();
     std::shared_ptr<PocoHttpServer> server_ =
         std::make_shared<PocoHttpServer>(connector_, test::findFreePort());
 };
 
-TEST_F(PocoHttpServerTest, StartsStopsAndStartsAgain)
+TEST_F(PocoHttpServerTest, StartsAndStartsAgainOnItsPortAndASecondOnTheNext)
 {
     serve([](HttpRequest&) { return makeReadyHttpResponse(200, "hello"); });
     const auto port = server_->getPort();
@@ -61,25 +57,19 @@ TEST_F(PocoHttpServerTest, StartsStopsAndStartsAgain)
     EXPECT_THROW(server_->setSocketAddress("x"), std::runtime_error);
 
     RawClient closed(port); // by the server first, which leaves a TIME_WAIT on its port
-    closed.send(makeRequest("GET", "/", "Connection: close\r\n"));
-    closed.readUntilClosed();
+    closed.send("GET / HTTP/1.0\r\n\r\n");
+    EXPECT_NE(closed.readUntilClosed(), "");
 
     server_->stop();
     server_->stop();
     EXPECT_FALSE(server_->isStarted());
     server_->start();
     EXPECT_EQ(server_->getPort(), port) << "closed connections must not take the port";
-    EXPECT_EQ(get().status, 200);
-}
-
-TEST_F(PocoHttpServerTest, MovesToTheNextFreePort)
-{
-    serve([](HttpRequest&) { return makeReadyHttpResponse(200, "first"); });
-    PocoHttpServer second(connector_, server_->getPort());
+    PocoHttpServer second(connector_, port);
     second.setAddress("app");
     second.start();
-    EXPECT_GT(second.getPort(), server_->getPort());
-    EXPECT_EQ(exchange(second.getPort(), makeRequest("GET", "/")).body, "first");
+    EXPECT_GT(second.getPort(), port);
+    EXPECT_EQ(exchange(second.getPort(), makeRequest("GET", "/")).body, "hello");
 }
 
 TEST_F(PocoHttpServerTest, DeliversTheRequestAndItsBody)
@@ -157,15 +147,14 @@ TEST_F(PocoHttpServerTest, StopDoesNotWaitForClientsOrForRepliesThatNeverCome)
         }
         return makeReadyHttpResponse(200, "ok");
     });
-    std::vector<std::unique_ptr<RawClient>> idle;
+    std::list<RawClient> clients;
     for (int i = 0; i < 20; ++i) {
-        idle.push_back(std::make_unique<RawClient>(server_->getPort()));
-        idle.back()->send(makeRequest("GET", "/"));
-        idle.back()->readResponse();
+        auto& client = clients.emplace_back(server_->getPort());
+        client.send(makeRequest("GET", "/"));
+        client.readResponse();
+        client.send(i % 2 == 0 ? "" : "GET / HT");
     }
-    RawClient silent(server_->getPort());
-    RawClient half(server_->getPort());
-    half.send("GET / HT");
+    const RawClient silent(server_->getPort());
     RawClient blocked(server_->getPort());
     blocked.send(makeRequest("GET", "/never"));
     waiting.get_future().wait();
@@ -207,7 +196,6 @@ TEST_F(PocoHttpServerTest, RefusesToBeStoppedByItsOwnRequest)
 {
     serve([&](HttpRequest&) {
         server_->start();
-        EXPECT_NE(server_->getPort(), 0);
         server_->stop();
         return makeReadyHttpResponse(200, "");
     });
@@ -253,7 +241,7 @@ TEST_F(PocoHttpServerTest, TellsOfAClientThatLeftBeforeASlowAnswer)
     const test::ScopedLogCapture log;
     {
         RawClient client(server_->getPort());
-        client.send(makeRequest("GET", "/slow?q=1"));
+        client.send(makeRequest("GET", "/"));
         asked.get_future().wait();
     }
     left.set_value();

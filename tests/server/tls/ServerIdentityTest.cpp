@@ -1,12 +1,11 @@
 #include "server/tls/ServerIdentity.h"
 
-#include <fstream>
-#include <gmock/gmock.h>
-#include <iterator>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "server/tls/ReplaceFile.h"
 #include "server/tls/certutils.h"
+#include "tests/support/Document.h"
 #include "tests/support/HostProcess.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -14,13 +13,7 @@
 namespace connector::http {
 namespace {
 
-using testing::IsEmpty;
-
-std::string contentOf(const std::filesystem::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
+using test::readFile;
 
 class ServerIdentityTest : public testing::Test
 {
@@ -35,14 +28,14 @@ protected:
 TEST_F(ServerIdentityTest, PairInTheFilesIsKept)
 {
     const auto made = load();
-    const auto files = contentOf(certificate_) + contentOf(key_);
+    const auto files = readFile(certificate_) + readFile(key_);
 
     const test::ScopedLogCapture log;
     const auto kept = load();
     EXPECT_EQ(X509_cmp(kept.certificate.get(), made.certificate.get()), 0);
     EXPECT_EQ(EVP_PKEY_eq(kept.key.get(), made.key.get()), 1);
-    EXPECT_EQ(contentOf(certificate_) + contentOf(key_), files);
-    EXPECT_THAT(log.records(), IsEmpty());
+    EXPECT_EQ(readFile(certificate_) + readFile(key_), files);
+    EXPECT_TRUE(log.records().empty());
 }
 
 TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
@@ -88,7 +81,7 @@ TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
 TEST_F(ServerIdentityTest, WithoutALocationNoFileIsReadOrWritten)
 {
     load(); // a key that would be found in the working directory
-    const auto files = contentOf(certificate_) + contentOf(key_);
+    const auto files = readFile(certificate_) + readFile(key_);
     const auto workingDirectory = std::filesystem::current_path();
     std::filesystem::current_path(directory_.path());
     const test::ScopedLogCapture log;
@@ -97,7 +90,7 @@ TEST_F(ServerIdentityTest, WithoutALocationNoFileIsReadOrWritten)
 
     EXPECT_TRUE(
         certutils::verifyPrivateKeyAndCertMatch(identity.key.get(), identity.certificate.get()));
-    EXPECT_EQ(contentOf(certificate_) + contentOf(key_), files);
+    EXPECT_EQ(readFile(certificate_) + readFile(key_), files);
     EXPECT_TRUE(log.contains("Unable to save private key or certificate to file:"));
 }
 
@@ -115,7 +108,7 @@ TEST(ReplaceFileTest, FailureLeavesWhatWasThereAndNothingElse)
     const test::TemporaryDirectory directory;
     directory.write("taken/file", "old"); // a directory in the place of the file
     EXPECT_THROW(replaceFile(directory.path() / "taken", "new", 0600), std::system_error);
-    EXPECT_EQ(contentOf(directory.path() / "taken" / "file"), "old");
+    EXPECT_EQ(readFile(directory.path() / "taken" / "file"), "old");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
 }
 
