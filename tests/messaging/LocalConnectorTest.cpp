@@ -42,14 +42,9 @@ private:
     std::shared_ptr<Context> own_;
 };
 
-std::shared_ptr<ServiceProvider> stage(const char* name)
+std::shared_ptr<ServiceProvider> stage(const char* name, bool last = false)
 {
-    return std::make_shared<Station>(name);
-}
-
-std::shared_ptr<ServiceProvider> terminal(const char* name)
-{
-    return std::make_shared<Station>(name, true);
+    return std::make_shared<Station>(name, last);
 }
 
 /// The trail of a note sent to @p address, or the failure's text.
@@ -83,8 +78,8 @@ protected:
 
 TEST_F(LocalConnectorTest, TheLongestRegisteredPrefixReceives)
 {
-    bus_->registerProvider("a", terminal("A"));
-    bus_->registerProvider("a/b/c", terminal("C"));
+    bus_->registerProvider("a", stage("A", true));
+    bus_->registerProvider("a/b/c", stage("C", true));
     bus_->registerProvider("bad", stage("broken"));
     const std::pair<const char*, const char*> cases[] = {
         {"a", "A()"},
@@ -102,11 +97,11 @@ TEST_F(LocalConnectorTest, TheLongestRegisteredPrefixReceives)
 TEST_F(LocalConnectorTest, ProvidersAtOneAddressFormAChain)
 {
     const auto second = stage("2");
-    bus_->registerProvider("y", terminal("Y"));
+    bus_->registerProvider("y", stage("Y", true));
     bus_->registerProvider("x", std::make_shared<Station>("1", false, bus_->createContext()));
     bus_->registerProvider("x", second);
     EXPECT_EQ(journey(*bus_, "x/y/z"), "1>2>Y(z)") << "the last one forwards to what follows";
-    bus_->registerProvider("x", terminal("3"));
+    bus_->registerProvider("x", stage("3", true));
     EXPECT_EQ(journey(*bus_, "x/rest"), "1>2>3(rest)");
     bus_->unregisterProvider("x", second);
     EXPECT_EQ(journey(*bus_, "x/rest"), "1>3(rest)");
@@ -128,7 +123,7 @@ TEST_F(LocalConnectorTest, AContextOutlivesItsConnector)
 TEST_F(LocalConnectorTest, SendingAndRegisteringMayRunAtOnce)
 {
     bus_->registerProvider("x", stage("1"));
-    bus_->registerProvider("y", terminal("Y"));
+    bus_->registerProvider("y", stage("Y", true));
     std::atomic<bool> done = false;
     std::jthread changer([&, visitor = stage("2")] {
         while (!done) {

@@ -155,10 +155,4 @@ std::string HostProcess::console(const std::string& line)
     return answer;
 }
 
-int HostProcess::stop()
-{
-    signal(SIGTERM);
-    return wait();
-}
-
 } // namespace connector::test

@@ -77,10 +77,6 @@ public:
     /// @return the answer: its lines up to the empty one, without the last end of line.
     std::string console(const std::string& line);
 
-    /// Ends it by SIGTERM.
-    /// @return the exit status.
-    int stop();
-
 private:
     std::uint16_t port_ = 0;
     std::uint16_t securePort_ = 0;

@@ -9,11 +9,7 @@ namespace {
 
 constexpr const char* kDocument = CONNECTOR_SOURCE_DIR "/docs/operating.md";
 
-struct Example
-{
-    std::string typed;
-    std::string answer;
-};
+using Example = std::pair<std::string, std::string>; // what is typed, and the answer
 
 /// The examples of the fenced console blocks: what follows "> " is typed, the lines up to the next
 /// one are the answer.
@@ -24,7 +20,7 @@ std::vector<Example> readExamples(const std::string& document)
         if (line.starts_with("> ")) {
             examples.push_back({line.substr(2), ""});
         } else if (!line.empty()) {
-            auto& answer = examples.back().answer;
+            auto& answer = examples.back().second;
             answer += answer.empty() ? line : "\n" + line;
         }
     }

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <latch>
@@ -33,21 +34,16 @@ public:
         runProgram("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -keyout " + path +
                    "/key -out " + path + "/certificate");
         std::ostringstream settings;
-        settings << "daemon off; user root; error_log stderr notice; pid " << path
-                 << "/pid; events {} http {"
-                 << "access_log off; client_max_body_size 100m;"
-                 << "client_body_temp_path " << path << "/t1; proxy_temp_path " << path << "/t2;"
-                 << "fastcgi_temp_path " << path << "/t3; uwsgi_temp_path " << path << "/t4;"
-                 << "scgi_temp_path " << path << "/t5; server {"
-                 << "listen 127.0.0.1:" << port << ";"
-                 << "listen 127.0.0.1:" << securePort << " ssl;"
-                 << "ssl_certificate " << path << "/certificate;"
-                 << "ssl_certificate_key " << path << "/key;"
-                 << "root " << path << "/www; dav_methods PUT DELETE; location ~ page {"
+        settings << "daemon off; user root; error_log stderr notice; pid pid; events {} http {"
+                 << "access_log off; client_max_body_size 100m; client_body_temp_path t1;"
+                 << "proxy_temp_path t2; fastcgi_temp_path t3; uwsgi_temp_path t4;"
+                 << "scgi_temp_path t5; ssl_certificate certificate; ssl_certificate_key key;"
+                 << "server { listen 127.0.0.1:" << port << "; listen 127.0.0.1:" << securePort
+                 << " ssl; root www; dav_methods PUT DELETE; location ~ page {"
                  << "ssi on; default_type text/html; add_header Set-Cookie \"a=1; HttpOnly\";}}}";
         const auto file = directory_.write("settings", settings.str());
         server_.emplace(std::vector<std::string>{
-            "sh", "-c", "exec nginx -e stderr -c " + file.string() + " 2>&1"});
+            "sh", "-c", "exec nginx -e stderr -p " + path + " -c " + file.string() + " 2>&1"});
         while (server_->readLine().find("start worker process ") == std::string::npos) {
         }
     }
@@ -127,7 +123,8 @@ TEST(ProxyWireTest, TheHostEndsWhileUpstreamsStallAndRefuse)
     while (host.errors().find("Attempt 3 of 5") == std::string::npos) {
         std::this_thread::yield();
     }
-    EXPECT_EQ(host.stop(), 0);
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 0);
 }
 
 } // namespace

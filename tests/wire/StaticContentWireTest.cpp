@@ -59,23 +59,5 @@ TEST_F(StaticContentWireTest, AnAnswerWithoutABodyKeepsTheConnectionInStep)
     }
 }
 
-TEST_F(StaticContentWireTest, ARangeIsAnsweredWithItsBytesAndAWrongOneEndsTheConnection)
-{
-    RawClient client(served_.port());
-    client.send(makeRequest("GET", "/ten.json", "Range: bytes=-3\r\n") +
-                makeRequest("BREW", "/index.html") +
-                makeRequest("GET", "/ten.json", "Range: bytes=5-2\r\n"));
-    const auto part = client.readResponse();
-    EXPECT_EQ(part.status, 206);
-    EXPECT_EQ(part.header("content-range"), "bytes 7-9/10");
-    EXPECT_EQ(part.body, "789");
-    EXPECT_EQ(client.readResponse().header("allow"), "GET, HEAD");
-    const auto wrong = client.readResponse(true); // announces the whole file and sends none of it
-    EXPECT_EQ(wrong.status, 416);
-    EXPECT_EQ(wrong.header("content-range"), "*");
-    EXPECT_EQ(wrong.header("content-length"), "10");
-    EXPECT_EQ(client.readUntilClosed(), "");
-}
-
 } // namespace
 } // namespace connector::test

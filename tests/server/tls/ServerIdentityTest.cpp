@@ -42,33 +42,25 @@ TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
 {
     const std::string container = " | openssl pkcs12 -export -nocerts -out korvelPkey.p12 "
                                   "-passout 'pass:";
-    const struct
-    {
-        const char* damage;
-        std::string command;
-        const char* reason;
-    } cases[] = {
-        {"no certificate file", "rm certificate.pem", "certificate.pem: no such file"},
-        {"no key file", "rm korvelPkey.p12", "korvelPkey.p12: no such file"},
-        {"truncated key file", "truncate -s 1000 korvelPkey.p12", "not enough data"},
-        {"empty certificate file", "truncate -s 0 certificate.pem", "no start line"},
-        {"truncated certificate", "truncate -s 900 certificate.pem", "bad end line"},
-        {"certificate not signed by its key",
-         "openssl x509 -in certificate.pem -outform DER > c; "
+    const std::pair<std::string, const char*> cases[] = {
+        {"rm certificate.pem", "certificate.pem: no such file"},
+        {"rm korvelPkey.p12", "korvelPkey.p12: no such file"},
+        {"truncate -s 1000 korvelPkey.p12", "not enough data"},
+        {"truncate -s 0 certificate.pem", "no start line"},
+        {"truncate -s 900 certificate.pem", "bad end line"},
+        {"openssl x509 -in certificate.pem -outform DER > c; "
          "(head -c -1 c; tail -c 1 c | tr '\\000-\\377' '\\001-\\377\\000') | "
          "openssl x509 -inform DER -out certificate.pem",
          "the certificate is damaged"},
-        {"another pass phrase", "openssl genrsa 1024" + container + "another'",
-         "mac verify failure"},
-        {"another key", "openssl genrsa 1024" + container + "Rj4%tN8!bq2Lz#Wk'",
+        {"openssl genrsa 1024" + container + "another'", "mac verify failure"},
+        {"openssl genrsa 1024" + container + "Rj4%tN8!bq2Lz#Wk'",
          "the certificate is for another key"},
-        {"a key of another type",
-         "openssl genpkey -algorithm ED25519" + container + "Rj4%tN8!bq2Lz#Wk'", "not an RSA key"},
-        {"a FIFO", "rm korvelPkey.p12; mkfifo korvelPkey.p12", "korvelPkey.p12: no such file"},
+        {"openssl genpkey -algorithm ED25519" + container + "Rj4%tN8!bq2Lz#Wk'", "not an RSA key"},
+        {"rm korvelPkey.p12; mkfifo korvelPkey.p12", "korvelPkey.p12: no such file"},
     };
     load();
-    for (const auto& [damage, command, reason] : cases) {
-        SCOPED_TRACE(damage);
+    for (const auto& [command, reason] : cases) {
+        SCOPED_TRACE(command);
         test::runProgram("cd '" + directory_.path().string() + "'; " + command);
         const test::ScopedLogCapture log;
         const auto made = load();
