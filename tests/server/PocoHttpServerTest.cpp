@@ -37,6 +37,14 @@ protected:
         server_->start();
     }
 
+    /// Asks, and leaves once the request has arrived.
+    void askAndLeave(std::promise<void>& arrived)
+    {
+        RawClient client(server_->getPort());
+        client.send(makeRequest("GET", "/slow?q=1"));
+        arrived.get_future().wait();
+    }
+
     test::WireResponse get() { return exchange(server_->getPort(), makeRequest("GET", "/")); }
 
     std::shared_ptr<LocalConnector> connector_ = std::make_shared<LocalConnector>();
@@ -218,11 +226,7 @@ TEST_F(PocoHttpServerTest, AbandonsABodyWhoseClientHasGone)
             std::make_unique<HttpResponse>(std::uint16_t{200}, body));
     });
     const test::ScopedLogCapture log;
-    {
-        RawClient client(server_->getPort());
-        client.send(makeRequest("GET", "/slow?q=1"));
-        entered.get_future().wait();
-    }
+    askAndLeave(entered);
     cancelled.get_future().wait();
     server_->stop();
     EXPECT_TRUE(log.contains("Socket error: get http://"));
@@ -240,11 +244,7 @@ TEST_F(PocoHttpServerTest, TellsOfAClientThatLeftBeforeASlowAnswer)
         return makeReadyHttpResponse(200, "");
     });
     const test::ScopedLogCapture log;
-    {
-        RawClient client(server_->getPort());
-        client.send(makeRequest("GET", "/"));
-        asked.get_future().wait();
-    }
+    askAndLeave(asked);
     left.set_value();
     while (!log.contains("The client closed the connection before its answer: get http://")) {
         std::this_thread::yield();

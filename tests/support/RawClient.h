@@ -21,14 +21,13 @@ struct WireResponse
     [[nodiscard]] std::string header(const std::string& name) const;
 };
 
-/// A TCP client that sends exactly what it is told to. Every wait has the same deadline; passing it
-/// throws, so that a test fails instead of hanging.
+/// A TCP client on 127.0.0.1 that sends exactly what it is told to. Every wait has the same
+/// deadline; passing it throws, so that a test fails instead of hanging.
 class RawClient
 {
 public:
     static constexpr std::chrono::seconds kDeadline{20};
 
-    /// Connects to 127.0.0.1.
     explicit RawClient(std::uint16_t port);
 
     /// Sends all of it. A server that closes meanwhile is no failure: its answer tells.
@@ -38,16 +37,13 @@ public:
     /// @param head the request was a HEAD: there is no body.
     WireResponse readResponse(bool head = false);
 
-    /// Reads until @p count bytes are there.
     std::string read(std::size_t count);
 
     /// Everything up to the end of the connection, whether closed or reset.
     std::string readUntilClosed();
 
-    /// Ends the sending half; the server sees the end of the stream.
     void finishSending();
 
-    /// Ends the connection with a reset.
     void reset();
 
     /// @return whether something arrives before the time is over.

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <Poco/Exception.h>
 #include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/SocketStream.h>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -32,8 +34,11 @@ public:
     /// @param request as received: head, and the body that its Content-Length announces.
     using Script = std::function<Answer(const std::string& request)>;
 
-    explicit ScriptedUpstream(Script script, Reads reads = Reads::All);
-    ~ScriptedUpstream();
+    explicit ScriptedUpstream(Script script, Reads reads = Reads::All)
+        : script_(std::move(script)), reads_(reads)
+    {}
+
+    ~ScriptedUpstream() { listener_.impl()->shutdown(); }
 
     ScriptedUpstream(const ScriptedUpstream&) = delete;
     ScriptedUpstream& operator=(const ScriptedUpstream&) = delete;
@@ -41,12 +46,50 @@ public:
     [[nodiscard]] std::uint16_t port() const { return listener_.address().port(); }
 
 private:
-    void converse(Poco::Net::StreamSocket connection) const;
+    void serve()
+    {
+        try {
+            while (true) {
+                converse(listener_.acceptConnection());
+            }
+        } catch (const Poco::Exception&) { // the end of the listener
+        }
+    }
+
+    void converse(Poco::Net::StreamSocket connection) const
+    {
+        try {
+            const auto [bytes, then] = script_(readRequest(connection));
+            connection.sendBytes(bytes.data(), static_cast<int>(bytes.size()), MSG_NOSIGNAL);
+            if (then == Then::Reset) {
+                connection.setLinger(true, 0);
+            }
+            for (char byte = 0; then == Then::Hold && connection.receiveBytes(&byte, 1) > 0;) {
+            }
+        } catch (const Poco::IOException&) { // the client has gone
+        }
+    }
+
+    /// Head and body; less if the client ends before.
+    std::string readRequest(const Poco::Net::StreamSocket& connection) const
+    {
+        Poco::Net::SocketInputStream stream(connection);
+        std::string request;
+        std::string body;
+        for (std::string line; line != "\r" && std::getline(stream, line);) {
+            request += line + "\n";
+            if (reads_ == Reads::All && line.starts_with("Content-Length: ")) {
+                body.resize(std::stoul(line.substr(16)));
+            }
+        }
+        stream.read(body.data(), static_cast<std::streamsize>(body.size()));
+        return request + body.substr(0, static_cast<std::size_t>(stream.gcount()));
+    }
 
     const Script script_;
     const Reads reads_;
-    Poco::Net::ServerSocket listener_;
-    std::jthread thread_;
+    Poco::Net::ServerSocket listener_{Poco::Net::SocketAddress("127.0.0.1", 0)};
+    std::jthread thread_{[this] { serve(); }};
 };
 
 } // namespace connector::test
