@@ -1,8 +1,10 @@
 #include "server/Acceptor.h"
 
-#include <Poco/Exception.h>
 #include <Poco/ThreadPool.h>
+#include <algorithm>
+#include <chrono>
 #include <exception>
+#include <string>
 #include <sys/socket.h>
 #include <utility>
 
@@ -12,7 +14,22 @@
 
 namespace connector::http {
 
+namespace {
+
+using common::Level;
 using Poco::Net::StreamSocket;
+
+/// Without descriptors or memory every accept fails at once: this keeps it from spinning.
+constexpr std::chrono::milliseconds kPauseAfterFailure(20);
+
+/// Closes a connection that nobody serves: others hold its socket too.
+void drop(StreamSocket& connection)
+{
+    connection.shutdown(); // a reset, so that the close waits for nothing
+    connection.close();
+}
+
+} // namespace
 
 Acceptor::Acceptor(const Poco::Net::ServerSocket& socket, Poco::ThreadPool& pool, Serve serve)
     : socket_(socket), pool_(pool), serve_(std::move(serve)), work_(*this, &Acceptor::work),
@@ -31,10 +48,13 @@ void Acceptor::stop()
     }
     ::shutdown(socket_.impl()->sockfd(), SHUT_RDWR); // ends the wait for a connection
     thread_.join();
-    std::deque<StreamSocket> dropped;
-    const std::lock_guard lock(mutex_);
-    dropped.swap(waiting_);
-    arrived_.notify_all();
+    Connections unserved;
+    {
+        const std::lock_guard lock(mutex_);
+        unserved.swap(waiting_);
+        arrived_.notify_all();
+    }
+    std::ranges::for_each(unserved, drop);
 }
 
 std::size_t Acceptor::threads() const
@@ -48,8 +68,10 @@ void Acceptor::accept()
     while (!stopped_) {
         try {
             enqueue(socket_.acceptConnection());
-        } catch (const Poco::Exception&) { // NOLINT(bugprone-empty-catch)
-            // The client has gone again, or there are no descriptors: the accept has paused then.
+        } catch (...) {
+            if (!stopped_) {
+                std::this_thread::sleep_for(kPauseAfterFailure);
+            }
         }
     }
 }
@@ -58,6 +80,8 @@ void Acceptor::enqueue(StreamSocket connection)
 {
     std::unique_lock lock(mutex_);
     if (waiting_.size() >= kMostWaiting) {
+        lock.unlock();
+        drop(connection);
         return;
     }
     waiting_.push_back(std::move(connection));
@@ -75,11 +99,16 @@ void Acceptor::startThread()
 {
     try {
         pool_.start(work_);
-    } catch (const Poco::Exception& failure) { // another thread takes the connection
-        kServerLog.write(common::Level::Warning,
-                         "No further thread for connections: " + failure.displayText());
-        const std::lock_guard lock(mutex_);
-        --threads_;
+    } catch (...) {
+        Connections unserved;
+        {
+            const std::lock_guard lock(mutex_);
+            if (--threads_ == 0) {
+                unserved.swap(waiting_); // else one of the others takes it
+            }
+        }
+        std::ranges::for_each(unserved, drop);
+        kServerLog.write(Level::Warning, "There is no further thread for connections.");
     }
 }
 
@@ -104,13 +133,17 @@ bool Acceptor::doAwaitConnection(std::unique_lock<std::mutex>& lock)
     return !waiting_.empty();
 }
 
-void Acceptor::serve(StreamSocket connection) const
+void Acceptor::serve(StreamSocket connection) const noexcept
 {
     try {
-        serve_(connection);
-    } catch (const std::exception& failure) {
-        kServerLog.write(common::Level::Error,
-                         std::string("Error while serving a connection: ") + failure.what());
+        try {
+            serve_(connection);
+        } catch (const std::exception& failure) {
+            kServerLog.write(Level::Error,
+                             std::string("Error while serving a connection: ") + failure.what());
+        }
+    } catch (...) { // NOLINT(bugprone-empty-catch)
+        // Not even a log: the thread is there for other connections.
     }
 }
 

@@ -46,12 +46,14 @@ public:
     [[nodiscard]] std::size_t threads() const;
 
 private:
+    using Connections = std::deque<Poco::Net::StreamSocket>;
+
     void accept();
     void enqueue(Poco::Net::StreamSocket connection);
     void startThread();
     void work();
     bool doAwaitConnection(std::unique_lock<std::mutex>& lock);
-    void serve(Poco::Net::StreamSocket connection) const;
+    void serve(Poco::Net::StreamSocket connection) const noexcept;
 
     Poco::Net::ServerSocket socket_;
     Poco::ThreadPool& pool_;
@@ -61,7 +63,7 @@ private:
 
     mutable std::mutex mutex_; ///< Guards what follows.
     std::condition_variable arrived_;
-    std::deque<Poco::Net::StreamSocket> waiting_;
+    Connections waiting_;
     std::size_t threads_ = 0;
     std::size_t idleThreads_ = 0; ///< Of them, those that wait.
 

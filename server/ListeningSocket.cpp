@@ -2,21 +2,11 @@
 
 #include <Poco/AutoPtr.h>
 #include <Poco/Net/NetException.h>
-#include <Poco/Thread.h>
 #include <cerrno>
 #include <sys/socket.h>
 #include <utility>
 
 namespace connector::http {
-
-namespace {
-
-/// Without descriptors every accept fails at once, and so it does between the end of the socket and
-/// that of the acceptor; the pause keeps the acceptor from spinning.
-constexpr long kPauseWithoutDescriptorsMs = 20;
-constexpr long kPauseAtEndMs = 1;
-
-} // namespace
 
 int acceptDescriptor(int listeningDescriptor, Poco::Net::SocketAddress& peer)
 {
@@ -28,13 +18,7 @@ int acceptDescriptor(int listeningDescriptor, Poco::Net::SocketAddress& peer)
         descriptor = ::accept4(listeningDescriptor, address, &length, SOCK_CLOEXEC);
     } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) {
-        const auto failure = errno;
-        if (failure == EMFILE || failure == ENFILE) {
-            Poco::Thread::sleep(kPauseWithoutDescriptorsMs);
-        } else if (failure == EINVAL) {
-            Poco::Thread::sleep(kPauseAtEndMs);
-        }
-        throw Poco::Net::NetException("Accepting a connection failed", failure);
+        throw Poco::Net::NetException("Accepting a connection failed", errno);
     }
     peer = Poco::Net::SocketAddress(address, length);
     return descriptor;

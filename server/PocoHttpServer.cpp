@@ -354,9 +354,18 @@ bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned 
                                                HttpConnection(socket, *parameters, *handlers).run();
                                            });
     stateLock.unlock();
-    const auto answers = waitForRunning(port);
+    const auto answers = probe(port);
     stateLock.lock();
     return answers;
+}
+
+bool PocoHttpServer::probe(unsigned short port) noexcept
+{
+    try {
+        return waitForRunning(port);
+    } catch (...) {
+        return false;
+    }
 }
 
 void PocoHttpServer::endListener()

@@ -152,6 +152,7 @@ private:
     /// Listens on @p port and probes; lets go of the lock around the probe.
     /// @return whether the server answered.
     bool doListen(std::unique_lock<std::mutex>& stateLock, unsigned short port);
+    bool probe(unsigned short port) noexcept;
     /// Ends the listener and every thread of it. Called with `startMutex_` held alone.
     void endListener();
 
@@ -166,8 +167,8 @@ private:
     std::mutex stateMutex_; ///< Guards all below.
     std::unique_ptr<Poco::Net::ServerSocket> serverSocket_;
     std::shared_ptr<ConnectionRegistry> connections_;
-    /// Stopped together. A token counts itself with its source, which every request would fight
-    /// for.
+    /// Stopped one after the other. A token counts itself with its source, which all requests would
+    /// fight for if there were but one.
     common::ProcessorSlots<std::stop_source> stopSources_;
     Address address_;
     std::string socketAddress_;

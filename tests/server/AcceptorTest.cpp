@@ -1,9 +1,13 @@
 #include "server/Acceptor.h"
 
+#include <Poco/Net/NetException.h>
 #include <Poco/ThreadPool.h>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
+
+#include "server/ConnectionRegistry.h"
+#include "server/ListeningSocket.h"
 
 namespace connector::http {
 namespace {
@@ -35,10 +39,15 @@ protected:
         return receives(client);
     }
 
+    /// False as well for one that was reset.
     bool receives(std::size_t client)
     {
-        char byte = 0;
-        return clients_[client].receiveBytes(&byte, 1) == 1;
+        try {
+            char byte = 0;
+            return clients_[client].receiveBytes(&byte, 1) == 1;
+        } catch (const Poco::Net::NetException&) {
+            return false;
+        }
     }
 
     void awaitNoThreads() const
@@ -52,13 +61,22 @@ protected:
     static void echo(StreamSocket& socket)
     {
         char byte = 0;
+        socket.setReceiveTimeout(Poco::Timespan(60, 0));
         if (socket.receiveBytes(&byte, 1) == 1) {
             socket.sendBytes(&byte, 1);
         }
     }
 
+    static Poco::Net::ServerSocket listen()
+    {
+        ListeningSocket socket(std::make_shared<ConnectionRegistry>());
+        socket.bind(Poco::Net::SocketAddress("127.0.0.1", 0));
+        socket.listen(200);
+        return socket;
+    }
+
     Poco::ThreadPool pool_{"test", 2, 64};
-    const Poco::Net::ServerSocket socket_{Poco::Net::SocketAddress("127.0.0.1", 0), 200};
+    const Poco::Net::ServerSocket socket_ = listen();
     Acceptor acceptor_{socket_, pool_, echo};
     std::vector<StreamSocket> clients_;
 };
