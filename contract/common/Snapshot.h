@@ -23,7 +23,8 @@ public:
         return slot.value;
     }
 
-    /// Not by two threads at once. A reader that begins after the return finds @p value.
+    /// Not by two threads at once. A reader that begins after the return finds @p value; until
+    /// then one finds either, also the former after the new one.
     void set(const T& value)
     {
         for (auto& [slot] : slots_) {

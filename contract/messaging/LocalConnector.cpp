@@ -30,7 +30,7 @@ public:
     explicit Delivery(LocalConnector& connector) : connector_(connector), outer_(innermost)
     {
         if (outer_ != nullptr && &outer_->connector_ == &connector &&
-            outer_->published_->version == connector.version_.load(std::memory_order_acquire)) {
+            outer_->published_->version >= connector.version_.load(std::memory_order_acquire)) {
             published_ = outer_->published_;
         } else {
             held_ = connector.published_.get();
