@@ -68,8 +68,10 @@ HttpRouterServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Addres
     address.push(std::move(target));
     auto stopToken = request->stopToken;
     auto reply = context->send(std::move(request), std::move(address));
-    if (reply.isReady()) { // then nothing has to be kept for it
-        return withNotFoundPage(reply.get(), *router_, *context, stopToken);
+    if (reply.isReady()) { // the continuation runs here and now: nothing has to be kept for it
+        return reply.then([&](Future<std::unique_ptr<Message>> resolved) {
+            return withNotFoundPage(resolved.get(), *router_, *context, stopToken);
+        });
     }
     return reply.then([router = router_, context, stopToken = std::move(stopToken)](
                           Future<std::unique_ptr<Message>> resolved) {

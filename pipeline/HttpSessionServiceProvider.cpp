@@ -55,8 +55,10 @@ HttpSessionServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Addre
         manager.updateSession(id, session);
         return std::move(message);
     };
-    if (reply.isReady()) { // then the manager has not to be kept for it
-        return makeReadyFuture(finish(*sessionManager_, reply.get()));
+    if (reply.isReady()) { // the continuation runs here and now: nothing has to be kept for it
+        return reply.then([&](Future<std::unique_ptr<Message>> resolved) {
+            return finish(*sessionManager_, resolved.get());
+        });
     }
     return reply.then([manager = sessionManager_,
                        finish = std::move(finish)](Future<std::unique_ptr<Message>> resolved) {
