@@ -30,14 +30,14 @@ void unmap(Block block) noexcept
     }
 }
 
-/// Maps memory that begins with a whole huge page.
+/// Maps memory that begins with a whole huge page. @return null without memory.
 char* map(std::size_t size)
 {
     const auto mapped = size + kHugePage;
     void* const begin =
         ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (begin == MAP_FAILED) {
-        throw std::bad_alloc();
+        return nullptr;
     }
     auto* const first = static_cast<char*>(begin);
     const auto past = reinterpret_cast<std::uintptr_t>(first) % kHugePage;
@@ -131,6 +131,14 @@ private:
 
 constinit KeptBlocks kept;
 
+void unmapSurplus() noexcept
+{
+    for (auto block = kept.takeSurplus(BufferMemory::kKeptBytes); block.bytes != nullptr;
+         block = kept.takeSurplus(BufferMemory::kKeptBytes)) {
+        unmap(block);
+    }
+}
+
 } // namespace
 
 BufferMemory::Ptr BufferMemory::allocate(std::size_t size)
@@ -145,9 +153,17 @@ BufferMemory::Ptr BufferMemory::allocate(std::size_t size)
         throw std::bad_alloc();
     }
     const auto capacity = (size + kGranule - 1) / kGranule * kGranule;
-    Ptr block(map(capacity), Free{capacity});
+    auto* bytes = map(capacity);
+    if (bytes == nullptr) {
+        releaseKept();
+        bytes = map(capacity);
+    }
+    if (bytes == nullptr) {
+        throw std::bad_alloc();
+    }
     kept.noteUse(capacity);
-    return block;
+    unmapSurplus();
+    return {bytes, Free{capacity}};
 }
 
 void BufferMemory::releaseKept() noexcept
@@ -164,10 +180,7 @@ void BufferMemory::Free::operator()(char* bytes) const noexcept
         return;
     }
     unmap(kept.keep({bytes, capacity}));
-    for (auto block = kept.takeSurplus(kKeptBytes); block.bytes != nullptr;
-         block = kept.takeSurplus(kKeptBytes)) {
-        unmap(block);
-    }
+    unmapSurplus();
 }
 
 } // namespace connector::common
