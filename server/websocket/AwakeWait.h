@@ -11,12 +11,12 @@ namespace connector::http::websocket {
 /// messages of 64 bytes one at a time, 2.5 times as many come through and each takes a tenth less
 /// of the processor; with 16 in flight likewise, and a sixth less.
 ///
-/// Not where other connections talk too, whose processor it would take; and seldom where it was in
-/// vain, as with all clients that are farther away. Used by one thread.
+/// Not where other WebSockets of the server talk too, whose processor it would take; and seldom
+/// where it was in vain, as with all clients that are farther away. Used by one thread.
 class AwakeWait
 {
 public:
-    /// Whose turn was the last one, of the connections that share the processors.
+    /// Whose turn was the last one, of the connections that take turns.
     using LastTurn = std::atomic<const AwakeWait*>;
 
     /// @param lastTurn outlives the calls of `waitUntil`.
@@ -28,8 +28,11 @@ public:
     bool waitUntil(Look&& look)
     {
         const auto alone = lastTurn_.exchange(this, std::memory_order_relaxed) == this;
-        if (!alone || skipped_ < skips_) {
+        if (skipped_ < skips_) {
             ++skipped_;
+            return false;
+        }
+        if (!alone) {
             return false;
         }
         const auto end = Clock::now() + kTime;
