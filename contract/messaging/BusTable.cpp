@@ -18,7 +18,7 @@ std::string makeLink(std::uint64_t number)
     return kLinkMark + std::to_string(number);
 }
 
-/// @return 0, which no link has, for any other segment.
+/// @return 0, which no link has, for a segment that is none.
 std::uint64_t linkNumber(std::string_view segment)
 {
     std::uint64_t number = 0;
@@ -37,7 +37,8 @@ BusTable::Target BusTable::find(const Address& address) const
         return {};
     }
     if (const auto number = linkNumber(segments.front()); number != 0) {
-        if (const auto link = links_.find(number); link != links_.end()) {
+        const auto link = links_.find(number);
+        if (link != links_.end() && link->second.stage().link == segments.front()) {
             return targetAt(*link->second.chain, link->second.index, 1);
         }
     }

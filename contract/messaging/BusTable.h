@@ -56,6 +56,8 @@ private:
     {
         std::shared_ptr<const Chain> chain;
         std::size_t index = 0;
+
+        [[nodiscard]] const Stage& stage() const { return (*chain)[index]; }
     };
 
     static Target targetAt(const Chain& chain, std::size_t index, std::size_t usedSegments);
