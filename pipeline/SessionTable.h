@@ -42,7 +42,7 @@ public:
     SessionTable(const SessionTable&) = delete;
     SessionTable& operator=(const SessionTable&) = delete;
 
-    /// Makes a session for `insert`: all that allocates memory for it, and needs no table.
+    /// Makes a session for `insert`: the most of its work, which needs no table.
     static Node make(std::string id, std::shared_ptr<Context> context);
 
     /// @param session of `make`; empty afterwards.
