@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "contract/common/Text.h"
 #include "tests/wire/Site.h"
 
 namespace connector::test {
@@ -54,6 +55,7 @@ TEST_F(ConsoleWireTest, WhateverElseIsTypedIsAnErrorOnOneLine)
         const auto answer = type(line);
         EXPECT_THAT(answer, testing::MatchesRegex("error: [^[:cntrl:]]*"));
         EXPECT_LT(answer.size(), 400U);
+        EXPECT_TRUE(common::isValidUtf8(answer));
     }
     EXPECT_THAT(type(std::string(100'000, 'x') + "\nhelp"), HasSubstr("xxx...")); // and then
     EXPECT_THAT(type(""), HasSubstr("quit")) << "the answers are still in step";
