@@ -91,8 +91,8 @@ class Echo(Workload):
 
 WORKLOADS = {
     "constant": Workload("/constant", ["bare-server", "{port}", "constant"], 0.54, 2),
-    "1 KB file": Workload("/1KB.js", ["bare-server", "{port}", "files", "{site}"], 0.68, 6),
-    "64 KB file": Workload("/64KB.js", ["bare-server", "{port}", "files", "{site}"], 0.48, 6),
+    "1 KB file": Workload("/1KB.js", ["bare-server", "{port}", "files", "{site}"], 0.68, 4),
+    "64 KB file": Workload("/64KB.js", ["bare-server", "{port}", "files", "{site}"], 0.48, 4),
     "proxied": Workload("/proxied", ["bare-server", "{port}", "proxy", "{upstream}"], 0.57, 10),
     "64 B echo": Echo("/echo", ["bare-websocket-server", "{port}"], 0.75, 2),
 }

@@ -14,7 +14,6 @@ namespace {
 
 using filesystem::FileType;
 using filesystem::Path;
-using filesystem::ReadableFile;
 
 constexpr common::Log kLog("connector::http::staticContent");
 
@@ -39,25 +38,25 @@ Path candidateFor(const std::string& directory, const std::string& relative)
 }
 
 /// @return an empty path if there is no readable regular file.
-FoundFile openFile(Path&& path, const filesystem::FileStatus& status)
+FoundFile openFile(OpenFiles& openFiles, Path&& path, const filesystem::FileStatus& status)
 {
     if (status.type == FileType::Regular) {
-        if (auto file = ReadableFile::open(path); file.isOpen()) {
+        if (auto file = openFiles.open(path, status)) {
             return {std::move(path), status, std::move(file)};
         }
     }
     return {};
 }
 
-FoundFile examine(Path&& candidate, bool listDirectories)
+FoundFile examine(OpenFiles& openFiles, Path&& candidate, bool listDirectories)
 {
     const auto status = filesystem::status(candidate);
     if (status.type != FileType::Directory) {
-        return openFile(std::move(candidate), status);
+        return openFile(openFiles, std::move(candidate), status);
     }
     auto index = candidateFor(candidate, "index.html");
     const auto indexStatus = filesystem::status(index);
-    if (auto found = openFile(std::move(index), indexStatus); !found.path.empty()) {
+    if (auto found = openFile(openFiles, std::move(index), indexStatus); !found.path.empty()) {
         return found;
     }
     if (listDirectories && filesystem::isReadable(candidate)) {
@@ -68,8 +67,8 @@ FoundFile examine(Path&& candidate, bool listDirectories)
 
 } // namespace
 
-FoundFile findFileForPath(const ContentRegistry& registry, const std::string& requestPath,
-                          bool listDirectories)
+FoundFile findFileForPath(const ContentRegistry& registry, OpenFiles& openFiles,
+                          const std::string& requestPath, bool listDirectories)
 {
     logDebug("Searching for file: ", requestPath);
     for (const auto& [route, directory] : registry.directories()) {
@@ -83,7 +82,7 @@ FoundFile findFileForPath(const ContentRegistry& registry, const std::string& re
         }
         auto candidate = candidateFor(directory, *relative);
         logDebug("Checking file: ", candidate);
-        auto found = examine(std::move(candidate), listDirectories);
+        auto found = examine(openFiles, std::move(candidate), listDirectories);
         if (!found.path.empty()) {
             logDebug("Found file: ", found.path, ", for request: ", requestPath);
             return found;

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "contract/platform/FileSystem.h"
-#include "contract/platform/ReadableFile.h"
 #include "staticcontent/ContentRegistry.h"
+#include "staticcontent/OpenFiles.h"
 
 namespace connector::http {
 
@@ -13,7 +13,7 @@ struct FoundFile
 {
     filesystem::Path path; ///< Empty: nothing was found.
     filesystem::FileStatus status;
-    filesystem::ReadableFile file; ///< Open if the path is a regular file.
+    OpenFiles::File file; ///< Null if the path is no regular file.
 };
 
 /// Looks a request path up in the registered directories, in their order, and takes the first that
@@ -21,13 +21,14 @@ struct FoundFile
 /// that `relativePath` refuses leads nowhere. Symbolic links are followed, wherever they lead.
 ///
 /// Only regular files are opened, so that no FIFO or device can block the thread: the lookup blocks
-/// for the storage alone. It costs one status and, where there is a regular file, one opening.
+/// for the storage alone. It costs one status and, where there is a regular file that was not read
+/// just before, one opening.
 ///
 /// @param requestPath begins with "/".
 /// @param listDirectories whether a readable directory without index document is a find as well.
 /// @throws std::out_of_range for a path that equals a route other than the root, with nothing
 ///         behind it.
-FoundFile findFileForPath(const ContentRegistry& registry, const std::string& requestPath,
-                          bool listDirectories);
+FoundFile findFileForPath(const ContentRegistry& registry, OpenFiles& openFiles,
+                          const std::string& requestPath, bool listDirectories);
 
 } // namespace connector::http

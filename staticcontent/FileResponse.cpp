@@ -84,7 +84,7 @@ Future<std::unique_ptr<Message>> returnFile(const HttpRequest& request, const Fo
 
 BodyPublisher getContent(const FoundFile& found)
 {
-    return makeBody(found.file.read(0, found.status.size));
+    return makeBody(found.file->read(0, found.status.size));
 }
 
 std::pair<std::uint16_t, BodyPublisher> getContentRange(const FoundFile& found,
@@ -103,7 +103,7 @@ std::pair<std::uint16_t, BodyPublisher> getContentRange(const FoundFile& found,
                                          std::to_string(range->last) + "/" + std::to_string(size));
     headers.erase("Content-Length");
     headers.emplace("Content-Length", std::to_string(length));
-    return {206, includeBody ? makeBody(found.file.read(first, length)) : nullptr};
+    return {206, includeBody ? makeBody(found.file->read(first, length)) : nullptr};
 }
 
 } // namespace connector::http

@@ -98,12 +98,12 @@ std::shared_ptr<StaticContentService> StaticContentServiceImpl::getPtr()
 }
 
 Future<std::unique_ptr<Message>> StaticContentServiceImpl::doGetHead(const HttpRequest& request,
-                                                                     bool includeBody) const
+                                                                     bool includeBody)
 {
     try {
         const auto requestPath = request.path.starts_with('/') ? request.path : '/' + request.path;
         const auto routes = registry_.get();
-        const auto found = findFileForPath(*routes, requestPath, *directoryListing_);
+        const auto found = findFileForPath(*routes, openFiles_, requestPath, *directoryListing_);
         switch (found.status.type) {
         case filesystem::FileType::Regular:
             return returnFile(request, found, cacheControl(*routes, request.path), includeBody);

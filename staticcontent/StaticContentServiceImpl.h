@@ -13,6 +13,7 @@
 #include "contract/platform/Configuration.h"
 #include "contract/streams/Streams.h"
 #include "staticcontent/ContentRegistry.h"
+#include "staticcontent/OpenFiles.h"
 
 namespace connector::http {
 
@@ -64,10 +65,11 @@ public:
     std::shared_ptr<StaticContentService> getPtr() override;
 
 private:
-    Future<std::unique_ptr<Message>> doGetHead(const HttpRequest& request, bool includeBody) const;
+    Future<std::unique_ptr<Message>> doGetHead(const HttpRequest& request, bool includeBody);
 
     std::mutex mutex_; ///< Serialises changes of registry_; lookups do not take it.
     common::Snapshot<ContentRegistry> registry_;
+    OpenFiles openFiles_;
     const std::shared_ptr<configuration::Configuration> configuration_;
     /// Shared with the listener, which may still run while the service is destroyed.
     const std::shared_ptr<std::atomic<bool>> directoryListing_;

@@ -37,7 +37,10 @@ FileStatus status(const Path& path) noexcept
     if (::stat(path.c_str(), &found) != 0) {
         return {};
     }
-    return {typeOf(found.st_mode), static_cast<std::uint64_t>(found.st_size), found.st_mtim.tv_sec};
+    return {typeOf(found.st_mode),
+            static_cast<std::uint64_t>(found.st_size),
+            found.st_mtim.tv_sec,
+            {found.st_dev, found.st_ino, found.st_ctim.tv_sec, found.st_ctim.tv_nsec}};
 }
 
 bool isReadable(const Path& path) noexcept

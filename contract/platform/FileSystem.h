@@ -22,11 +22,24 @@ enum class FileType
     Other
 };
 
+/// What differs between two files, and between a file before and after any change to it: of its
+/// bytes, its name or its permissions.
+struct FileIdentity
+{
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+    std::int64_t changeSeconds = 0; ///< Since the Unix epoch.
+    std::int64_t changeNanoseconds = 0;
+
+    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
 struct FileStatus
 {
     FileType type = FileType::None;
     std::uint64_t size = 0;            ///< In bytes.
     std::int64_t lastWriteSeconds = 0; ///< Since the Unix epoch, rounded down.
+    FileIdentity identity;
 };
 
 /// The status of what @p path leads to, links followed. Blocks for one system call.
