@@ -48,6 +48,16 @@ public:
         }
     }
 
+    /// Killed, it would leave its worker behind.
+    ~Nginx()
+    {
+        server_->signal(SIGTERM);
+        server_->wait();
+    }
+
+    Nginx(const Nginx&) = delete;
+    Nginx& operator=(const Nginx&) = delete;
+
     const std::uint16_t port = findFreePort();
     const std::uint16_t securePort = findFreePort();
 
