@@ -116,10 +116,12 @@ void Acceptor::work()
 {
     std::unique_lock lock(mutex_);
     while (doAwaitConnection(lock)) {
-        auto connection = std::move(waiting_.front());
-        waiting_.pop_front();
-        lock.unlock();
-        serve(std::move(connection));
+        {
+            auto connection = waiting_.front();
+            waiting_.pop_front();
+            lock.unlock();
+            serve(connection);
+        } // perhaps its last owner: without the lock
         lock.lock();
     }
     --threads_;
@@ -133,7 +135,7 @@ bool Acceptor::doAwaitConnection(std::unique_lock<std::mutex>& lock)
     return !waiting_.empty();
 }
 
-void Acceptor::serve(StreamSocket connection) const noexcept
+void Acceptor::serve(StreamSocket& connection) const noexcept
 {
     try {
         try {

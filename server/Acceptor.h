@@ -53,7 +53,7 @@ private:
     void startThread();
     void work();
     bool doAwaitConnection(std::unique_lock<std::mutex>& lock);
-    void serve(Poco::Net::StreamSocket connection) const noexcept;
+    void serve(Poco::Net::StreamSocket& connection) const noexcept;
 
     Poco::Net::ServerSocket socket_;
     Poco::ThreadPool& pool_;

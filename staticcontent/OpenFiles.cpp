@@ -35,7 +35,7 @@ OpenFiles::File OpenFiles::open(const filesystem::Path& path, const filesystem::
     if (!opened.isOpen()) {
         return nullptr;
     }
-    const auto file = std::make_shared<const filesystem::ReadableFile>(std::move(opened));
+    auto file = std::make_shared<const filesystem::ReadableFile>(std::move(opened));
     slot.keep({path, status.identity, file, true});
     return file;
 }
