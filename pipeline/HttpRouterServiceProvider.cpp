@@ -39,15 +39,17 @@ Future<std::unique_ptr<Message>> sendForNotFoundPage(HttpRouter& router, Context
 }
 
 /// The reply, or what the not-found page's address answers in its place.
-Future<std::unique_ptr<Message>> withNotFoundPage(std::unique_ptr<Message>&& reply,
-                                                  HttpRouter& router, Context& context,
+Future<std::unique_ptr<Message>> withNotFoundPage(Future<std::unique_ptr<Message>> reply,
+                                                  const std::shared_ptr<HttpRouter>& router,
+                                                  const std::shared_ptr<Context>& context,
                                                   const std::stop_token& stopToken)
 {
-    const auto* response = messageAs<HttpResponse>(reply);
+    auto message = reply.get();
+    const auto* response = messageAs<HttpResponse>(message);
     if (response == nullptr || response->status != kNotFound) {
-        return makeReadyFuture(std::move(reply));
+        return makeReadyFuture(std::move(message));
     }
-    return sendForNotFoundPage(router, context, stopToken);
+    return sendForNotFoundPage(*router, *context, stopToken);
 }
 
 } // namespace
@@ -66,17 +68,9 @@ HttpRouterServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Addres
             kNotFound, "No entry in the routing table to handle the path: " + request->path);
     }
     address.push(std::move(target));
-    auto stopToken = request->stopToken;
-    auto reply = context->send(std::move(request), std::move(address));
-    if (reply.isReady()) { // the continuation runs here and now: nothing has to be kept for it
-        return reply.then([&](Future<std::unique_ptr<Message>> resolved) {
-            return withNotFoundPage(resolved.get(), *router_, *context, stopToken);
-        });
-    }
-    return reply.then([router = router_, context, stopToken = std::move(stopToken)](
-                          Future<std::unique_ptr<Message>> resolved) {
-        return withNotFoundPage(resolved.get(), *router, *context, stopToken);
-    });
+    const auto stopToken = request->stopToken;
+    return context->send(std::move(request), std::move(address))
+        .thenKeeping(withNotFoundPage, router_, context, stopToken);
 }
 
 } // namespace connector::http

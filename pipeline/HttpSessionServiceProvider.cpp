@@ -31,6 +31,21 @@ std::string cookieOf(const std::string& sessionId, bool secure)
     return sessionId + "; Path=/" + (secure ? "; Secure" : "; HttpOnly");
 }
 
+/// The reply, with the cookie of a session that is new.
+std::unique_ptr<Message> finish(Future<std::unique_ptr<Message>> reply,
+                                const std::shared_ptr<HttpSessionManager>& manager,
+                                const std::string& id, const std::shared_ptr<Context>& session,
+                                bool isNew, bool secure)
+{
+    auto message = reply.get();
+    auto* response = messageAs<HttpResponse>(message);
+    if (response != nullptr && isNew) {
+        response->cookies.emplace(cookieName(secure), cookieOf(id, secure));
+    }
+    manager->updateSession(id, session);
+    return message;
+}
+
 } // namespace
 
 HttpSessionServiceProvider::HttpSessionServiceProvider(
@@ -43,27 +58,10 @@ HttpSessionServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Addre
                                    std::shared_ptr<Context>&& context)
 {
     const bool secure = request->baseUrl.starts_with("https://");
-    auto [id, session, found] = sessionManager_->getOrCreateSession(
+    const auto [id, session, found] = sessionManager_->getOrCreateSession(
         cookieValues(*request, cookieName(secure)), std::move(context));
-    auto reply = session->send(std::move(request), std::move(address));
-    auto finish = [id = std::move(id), session = std::move(session), found = found,
-                   secure](HttpSessionManager& manager, std::unique_ptr<Message>&& message) {
-        auto* response = messageAs<HttpResponse>(message);
-        if (response != nullptr && !found) {
-            response->cookies.emplace(cookieName(secure), cookieOf(id, secure));
-        }
-        manager.updateSession(id, session);
-        return std::move(message);
-    };
-    if (reply.isReady()) { // the continuation runs here and now: nothing has to be kept for it
-        return reply.then([&](Future<std::unique_ptr<Message>> resolved) {
-            return finish(*sessionManager_, resolved.get());
-        });
-    }
-    return reply.then([manager = sessionManager_,
-                       finish = std::move(finish)](Future<std::unique_ptr<Message>> resolved) {
-        return finish(*manager, resolved.get());
-    });
+    return session->send(std::move(request), std::move(address))
+        .thenKeeping(finish, sessionManager_, id, session, !found, secure);
 }
 
 } // namespace connector::http

@@ -116,6 +116,21 @@ public:
     auto then(F&& continuation)
         -> Future<typename detail::Unwrapped<std::invoke_result_t<F, Future<T>>>::Type>;
 
+    /// As `then`, for a continuation that also receives @p kept by reference: as they stand if it
+    /// runs at once, else copies that are made for it. So what all threads share need not be
+    /// counted anew for the replies that are there at once, as most are.
+    template <typename F, typename... Kept>
+    auto thenKeeping(F continuation, const Kept&... kept)
+    {
+        if (isReady()) {
+            return then(
+                [&](Future resolved) { return continuation(std::move(resolved), kept...); });
+        }
+        return then([continuation = std::move(continuation), ... kept = kept](Future resolved) {
+            return continuation(std::move(resolved), kept...);
+        });
+    }
+
     /// Abandons the value: a later resolution is dropped and a continuation never runs. Waiters
     /// wake. Does nothing without state.
     void cancel() noexcept

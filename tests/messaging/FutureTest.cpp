@@ -145,5 +145,18 @@ TEST(FutureTest, ResolvingAndAttachingMayRace)
     }
 }
 
+TEST(FutureTest, WhatAContinuationNeedsIsCopiedForALaterOneAlone)
+{
+    const auto kept = std::make_shared<int>(1);
+    const auto ownersOf = [](Future<int> resolved, const std::shared_ptr<int>& shared) {
+        return resolved.get() + shared.use_count();
+    };
+    EXPECT_EQ(makeReadyFuture(0).thenKeeping(ownersOf, kept).get(), 1);
+    Promise<int> promise;
+    auto owners = promise.getFuture().thenKeeping(ownersOf, kept);
+    promise.setValue(0);
+    EXPECT_EQ(owners.get(), 2);
+}
+
 } // namespace
 } // namespace connector
