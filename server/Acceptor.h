@@ -22,7 +22,7 @@ namespace connector::http {
 /// at once.
 ///
 /// The library's own (Poco::Net::TCPServer) wakes and waits six times to hand a connection over:
-/// with this one a connection for each request costs a tenth less.
+/// with this one a connection for each request costs a third less.
 class Acceptor
 {
 public:

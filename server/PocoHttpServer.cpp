@@ -347,12 +347,12 @@ bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned 
 {
     checkPortAvailability(port);
     serverSocket_ = createServerSocket(port);
-    acceptor_ = std::make_unique<Acceptor>(*serverSocket_, *threadPool_,
-                                           [parameters = makeServerParameters(),
-                                            handlers = std::make_shared<PocoRequestHandlerFactory>(
-                                                *this)](Poco::Net::StreamSocket& socket) {
-                                               HttpConnection(socket, *parameters, *handlers).run();
-                                           });
+    auto serve = [parameters = makeServerParameters(),
+                  handlers = std::make_shared<PocoRequestHandlerFactory>(*this)](
+                     Poco::Net::StreamSocket& socket) {
+        HttpConnection(socket, *parameters, *handlers).run();
+    };
+    acceptor_ = std::make_unique<Acceptor>(*serverSocket_, *threadPool_, std::move(serve));
     stateLock.unlock();
     const auto answers = probe(port);
     stateLock.lock();
