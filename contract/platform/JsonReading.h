@@ -8,17 +8,18 @@
 #include "contract/common/Export.h"
 
 /// What the reading functions of messages share. A missing member, or one that is null, gives the
-/// default; any other value is converted by POCO's rules: a number reads as a string, "5" as a
-/// number, and so on. POCO's exceptions pass through: its conversion exceptions for what does not
-/// convert, `Poco::NullPointerException` for a null object.
+/// default; any other scalar is converted by POCO's rules: a number reads as a string, "5" as a
+/// number, and so on. An object or an array in the place of a scalar throws
+/// `Poco::BadCastException`. POCO's exceptions pass through: its conversion exceptions for what
+/// does not convert, `Poco::NullPointerException` for a null object.
 namespace connector::json {
 
 [[nodiscard]] CONNECTOR_API std::string readString(const Poco::JSON::Object::Ptr& object,
                                                    const std::string& key,
                                                    const std::string& defaultValue = "");
 
-/// Never fails by POCO's rules: 0, empty objects and arrays, "", "0" and "false" are false, all
-/// else is true.
+/// The texts "true" and "false" count as well; a number is true unless it is 0.
+/// @throws Poco::BadCastException for any other text.
 [[nodiscard]] CONNECTOR_API bool readBool(const Poco::JSON::Object::Ptr& object,
                                           const std::string& key, bool defaultValue);
 

@@ -75,6 +75,7 @@ TEST_F(HttpManagerJsonSerializationTest, StrangeValuesReadAsStated)
         EXPECT_NE(roundTrip("CreateHttpServer", json).find(part), std::string::npos) << json;
     }
     EXPECT_THROW(roundTrip("SetHttpServerPort", R"({"port":70000})"), Poco::RangeException);
+    EXPECT_THROW(roundTrip("CreateHttpServer", R"({"address":[["a"]]})"), Poco::BadCastException);
 }
 
 TEST_F(HttpManagerJsonSerializationTest, AStatusWritesItsAddressButDoesNotReadIt)
