@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kStopCheck{100};
 
-/// Of what was typed, as much as an error repeats.
-constexpr std::size_t kEchoedBytes = 80;
+/// Longest reason in an error, which may repeat what was typed.
+constexpr std::size_t kMaxReasonBytes = 300;
 
 /// A text as it may stand in an answer: one line of UTF-8, whatever bytes were typed.
 std::string oneLine(std::string text)
@@ -36,12 +36,12 @@ std::string oneLine(std::string text)
 
 std::string abbreviated(const std::string& text)
 {
-    return text.size() <= kEchoedBytes ? text : text.substr(0, kEchoedBytes) + "...";
+    return text.size() <= kMaxReasonBytes ? text : text.substr(0, kMaxReasonBytes) + "...";
 }
 
 Console::Answer makeError(const std::string& reason)
 {
-    return {"error: " + oneLine(reason)};
+    return {"error: " + oneLine(abbreviated(reason))};
 }
 
 std::pair<std::string, std::string> splitWord(const std::string& line)
@@ -109,7 +109,7 @@ std::string Console::run(const std::string& word, const std::string& rest) const
         auto text = reach_.administration->runCommand(word);
         return text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
     }
-    throw std::invalid_argument("Neither a command nor a message type: " + abbreviated(word));
+    throw std::invalid_argument("Neither a command nor a message type: " + word);
 }
 
 std::string Console::help() const
@@ -130,7 +130,7 @@ std::string Console::help() const
 
 std::string Console::send(const std::string& typeName, const std::string& json) const
 {
-    auto message = reach_.serializer->fromText(typeName, json);
+    auto message = reach_.serializer->fromTextStrictly(typeName, json);
     auto reply = reach_.connector->createContext()->send(std::move(message),
                                                          Address(reach_.receivers.at(typeName)));
     while (!reply.waitFor(kStopCheck)) {

@@ -37,10 +37,13 @@ Settings::Settings(std::shared_ptr<configuration::LayeredConfiguration> configur
 void Settings::set(const std::string& key, const std::string& value) const
 {
     auto parsed = configuration::parseValue(value);
-    // Who follows a key reads the type that its default has and ignores any other, so that the
-    // operator would never learn of the mistake.
+    // Nobody follows an unknown key, and whoever follows a key ignores values of another type than
+    // its default: without these checks the operator would not learn of the mistake.
     const auto present = configuration_->get(key);
-    if (present.has_value() && kindOf(*present) != kindOf(parsed)) {
+    if (!present.has_value()) {
+        throw std::invalid_argument("Unknown setting: " + key);
+    }
+    if (kindOf(*present) != kindOf(parsed)) {
         throw std::invalid_argument("The setting " + key + " takes " + kindOf(*present) +
                                     ", not: " + value);
     }

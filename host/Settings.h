@@ -15,9 +15,9 @@ public:
 
     /// Sets a key from text, as `configuration::parseValue` reads it. The parts follow at once. Any
     /// thread.
-    /// @throws std::invalid_argument "The setting " + key + " takes " + its kind + ", not: " +
-    /// value
-    ///         for a value of another kind than the key has; nothing is set then.
+    /// @throws std::invalid_argument "Unknown setting: " + key for a key that no part has given a
+    ///         default; "The setting " + key + " takes " + its kind + ", not: " + value for a value
+    ///         of another kind than the key has; nothing is set then.
     void set(const std::string& key, const std::string& value) const;
 
 private:

@@ -129,6 +129,23 @@ std::unique_ptr<Message> JsonSerializer::fromText(const std::string& typeName,
     return fromJson(typeName, parseObject(text));
 }
 
+std::unique_ptr<Message> JsonSerializer::fromTextStrictly(const std::string& typeName,
+                                                          const std::string& text) const
+{
+    if (!knows(typeName)) {
+        throwUnknown(typeName);
+    }
+    const auto object = parseObject(text);
+    auto message = fromJson(typeName, object);
+    const auto known = toJson(*message).second;
+    for (const auto& name : object->getNames()) {
+        if (!known->has(name)) {
+            throw std::invalid_argument("Unknown member: " + name);
+        }
+    }
+    return message;
+}
+
 std::pair<std::string, std::shared_ptr<const JsonSerializer::Entry>>
 JsonSerializer::entryOf(const Message& message) const
 {

@@ -73,6 +73,12 @@ public:
     [[nodiscard]] std::unique_ptr<Message> fromText(const std::string& typeName,
                                                     const std::string& text) const;
 
+    /// As `fromText`, but refuses members that the message does not have: for text that a person
+    /// types. A message has the members that it is written with.
+    /// @throws std::invalid_argument "Unknown member: " + its name; else as `fromText`.
+    [[nodiscard]] std::unique_ptr<Message> fromTextStrictly(const std::string& typeName,
+                                                            const std::string& text) const;
+
 private:
     struct Entry
     {

@@ -17,12 +17,13 @@ using testing::ThrowsMessage;
 
 struct Note : Message
 {
-    explicit Note(std::string theText, std::uint16_t thePort = 0)
-        : text(std::move(theText)), port(thePort)
+    explicit Note(std::string theText, std::uint16_t thePort = 0, bool isUrgent = false)
+        : text(std::move(theText)), port(thePort), urgent(isUrgent)
     {}
 
     std::string text;
     std::uint16_t port;
+    bool urgent;
 };
 
 class NoteSerialization final : public JsonSerialization
@@ -38,14 +39,15 @@ private:
     static Object::Ptr write(const Note& note)
     {
         Object::Ptr object = new Object;
-        object->set("text", note.text).set("port", note.port);
+        object->set("text", note.text).set("port", note.port).set("urgent", note.urgent);
         return object;
     }
 
     static std::unique_ptr<Note> read(const Object::Ptr& object)
     {
         return std::make_unique<Note>(readString(object, "text", "default"),
-                                      readUInt16(object, "port", 31415));
+                                      readUInt16(object, "port", 31415),
+                                      readBool(object, "urgent", false));
     }
 };
 
@@ -126,6 +128,14 @@ TEST_F(Json, ReadsMembersByPocosRules)
     EXPECT_THROW((void)fromText(R"({"port":70000})"), Poco::RangeException);
     EXPECT_THROW((void)fromText(R"({"port":-1})"), Poco::RangeException);
     EXPECT_THROW((void)fromText(R"({"port":"x"})"), Poco::SyntaxException);
+    EXPECT_TRUE(fromText(R"({"urgent":"true"})")->urgent);
+    for (const auto* json : {R"({"urgent":"no"})", R"({"urgent":""})", R"({"urgent":[]})",
+                             R"({"text":{"a":1}})", R"({"text":["a"]})", R"({"port":[80]})"}) {
+        EXPECT_THROW((void)fromText(json), Poco::BadCastException) << json;
+    }
+    EXPECT_THAT([&] { (void)serializer->fromTextStrictly("test/Note", R"({"prot":1,"text":""})"); },
+                ThrowsMessage<std::invalid_argument>("Unknown member: prot"));
+    EXPECT_NE(serializer->fromTextStrictly("test/Note", R"({"port":1})"), nullptr);
     EXPECT_THROW((void)serializer->fromJson("test/Note", nullptr), Poco::NullPointerException);
 }
 

@@ -46,8 +46,10 @@ TEST_F(ConsoleWireTest, WhateverElseIsTypedIsAnErrorOnOneLine)
 {
     for (const auto& line :
          {std::string(), std::string("   "), std::string("quit now"), std::string("help me"),
-          std::string("set ="), kAdd, kAdd + "[]", kAdd + R"({"route":"/x"} trailing)",
+          std::string("set ="), "set " + std::string(1000, 'x') + "=1", kAdd, kAdd + "[]",
+          kAdd + R"({"route":"/x"} trailing)",
           kAdd + R"({"route":[],"path":"/tmp","enableCache":true})",
+          kAdd + R"({"route":"/x","path":"/tmp","enablecache":true})",
           kAdd + R"({"route":"/x","path":"\ud800","enableCache":true})",
           kAdd + std::string(100'000, '['), kAdd + std::string(2'000'000, 'x'),
           std::string("\1\x1b[2J\xff\xfe\0", 8), std::string(5'000'000, 'x')}) {

@@ -14,6 +14,7 @@ TEST(ProcessWireTest, WhatCanNotStartSaysWhyAndEndsWithItsStatus)
 {
     const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
         {{"--set", "connector.directoryListing=perhaps"}, 2, "connector.directoryListing"},
+        {{"--set", "connector.directorylisting=true"}, 2, "connector.directorylisting"},
         {{"/no/such/directory"}, 1, "/no/such/directory"},
         {{kHostBinary}, 1, kHostBinary}, // a file
         {{"--cached-content", "/x=/no/such/directory"}, 1, "/no/such/directory"},
