@@ -54,9 +54,7 @@ StaticContentServiceImpl::StaticContentServiceImpl(
     registry_.set(ContentRegistry(paths, std::move(cacheFlags)));
     if (configuration_ != nullptr) {
         configuration_->set(kDirectoryListingKey, directoryListing, "default");
-        directoryListingSubscription_ = reactive_streams::CallbackSubscriber<Value>::attach(
-            *configuration_->subscribe(kDirectoryListingKey),
-            [flag = directoryListing_](Value&& value) { *flag = boost::get<bool>(value); });
+        followDirectoryListing();
     }
 }
 
@@ -95,6 +93,25 @@ void StaticContentServiceImpl::addStaticContentPath(const std::string& route,
 std::shared_ptr<StaticContentService> StaticContentServiceImpl::getPtr()
 {
     return shared_from_this();
+}
+
+void StaticContentServiceImpl::followDirectoryListing()
+{
+    const auto attached = std::make_shared<std::atomic<bool>>(false);
+    directoryListingSubscription_ = reactive_streams::CallbackSubscriber<Value>::attach(
+        *configuration_->subscribe(kDirectoryListingKey),
+        [flag = directoryListing_, attached](Value&& value) {
+            if (!*attached && boost::get<bool>(&value) == nullptr) {
+                // Thrown from here, it would leave the constructor, and nothing would be
+                // subscribed.
+                kLog.write(common::Level::Error, std::string("The setting ") +
+                                                     kDirectoryListingKey +
+                                                     " is no boolean and is ignored.");
+                return;
+            }
+            *flag = boost::get<bool>(value);
+        });
+    *attached = true;
 }
 
 Future<std::unique_ptr<Message>> StaticContentServiceImpl::doGetHead(const HttpRequest& request,

@@ -25,8 +25,8 @@ namespace connector::http {
 ///
 /// The configuration key "connector.directoryListing" decides whether a directory without a
 /// readable "index.html" is listed; a change counts from the next request on. Another type than
-/// bool makes the listener throw boost::bad_get into the configuration, which reports it; the
-/// decision stays as it was.
+/// bool changes nothing: the constructor logs such a value, later the listener throws
+/// boost::bad_get into the configuration, which reports it.
 ///
 /// Any thread may call any operation.
 class CONNECTOR_API StaticContentServiceImpl final : public StaticContentService
@@ -40,7 +40,6 @@ public:
     /// @param paths directory by route: the first routes, taken as they stand.
     /// @param cacheFlags whether clients may keep files, by route.
     /// @param directoryListing whether directories are listed without a configuration.
-    /// @throws boost::bad_get if the effective value in the configuration is no bool.
     StaticContentServiceImpl(std::shared_ptr<configuration::Configuration> configuration,
                              std::map<std::string, std::wstring, std::greater<std::string>>&& paths,
                              std::map<std::string, bool, std::greater<std::string>>&& cacheFlags,
@@ -65,6 +64,7 @@ public:
     std::shared_ptr<StaticContentService> getPtr() override;
 
 private:
+    void followDirectoryListing();
     Future<std::unique_ptr<Message>> doGetHead(const HttpRequest& request, bool includeBody);
 
     std::mutex mutex_; ///< Serialises changes of registry_; lookups do not take it.

@@ -7,6 +7,7 @@
 #include "staticcontent/StaticContentManagerServiceProviderImpl.h"
 #include "tests/staticcontent/ContentFixture.h"
 #include "tests/support/FailureText.h"
+#include "tests/support/LogCapture.h"
 
 namespace connector::http {
 namespace {
@@ -71,7 +72,12 @@ TEST_F(DirectoryListingTest, FollowsTheConfiguration)
     makeService();
     EXPECT_EQ(get("/docs/").status, 404) << "a higher layer outranks the constructor";
     statusWith(std::string("yes"));
-    EXPECT_THROW(makeService(), boost::bad_get);
+    const test::ScopedLogCapture capture(common::Level::Warning);
+    makeService();
+    EXPECT_EQ(get("/docs/").status, 200) << "the constructor's flag stays";
+    EXPECT_EQ(statusWith(1), 200);
+    EXPECT_EQ(capture.records().size(), 2U);
+    EXPECT_EQ(statusWith(false), 404) << "the setting is followed all the same";
 }
 
 TEST_F(ContentFixture, AMessageMakesADirectoryReachable)
