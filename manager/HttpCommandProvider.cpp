@@ -77,26 +77,37 @@ std::string startDefaultServers(const Manager& manager)
 } // namespace
 
 HttpCommandProvider::HttpCommandProvider(
+    std::shared_ptr<administration::Administration> administration)
+    : administration_(std::move(administration))
+{}
+
+HttpCommandProvider::HttpCommandProvider(
     std::shared_ptr<Connector> connector,
     std::shared_ptr<administration::Administration> administration, const Address& manager)
-    : administration_(std::move(administration))
+    : HttpCommandProvider(std::move(administration))
 {
     const Manager way{std::move(connector), manager};
-    administration_->addCommand(kListServers,
-                                "List all the HTTP servers managed by the Http Manager.",
-                                [way] { return listServers(way); });
-    administration_->addCommand(kDefaultServers, "Create and start the default set of servers.",
-                                [way] { return startDefaultServers(way); });
-    administration_->addCommand(kListNetworkInterfaces,
-                                "List all network interfaces available on the machine.",
-                                [] { return listNetworkInterfaces(); });
+    addCommand(kListServers, "List all the HTTP servers managed by the Http Manager.",
+               [way] { return listServers(way); });
+    addCommand(kDefaultServers, "Create and start the default set of servers.",
+               [way] { return startDefaultServers(way); });
+    addCommand(kListNetworkInterfaces, "List all network interfaces available on the machine.",
+               [] { return listNetworkInterfaces(); });
 }
 
 HttpCommandProvider::~HttpCommandProvider()
 {
-    for (const auto* command : {kListServers, kDefaultServers, kListNetworkInterfaces}) {
+    for (const auto& command : registered_) {
         administration_->removeCommand(command);
     }
+}
+
+void HttpCommandProvider::addCommand(std::string name, const std::string& description,
+                                     administration::Administration::Function function)
+{
+    registered_.reserve(registered_.size() + 1); // so that nothing fails once it is registered
+    administration_->addCommand(name, description, std::move(function));
+    registered_.push_back(std::move(name));
 }
 
 } // namespace connector::http

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "contract/common/Export.h"
 #include "contract/messaging/Address.h"
@@ -27,7 +28,7 @@ class CONNECTOR_API HttpCommandProvider
 {
 public:
     /// @param manager the address of the server manager.
-    /// @throws std::invalid_argument "Command already exists: " + name.
+    /// @throws std::invalid_argument "Command already exists: " + name; none is registered then.
     HttpCommandProvider(std::shared_ptr<Connector> connector,
                         std::shared_ptr<administration::Administration> administration,
                         const Address& manager);
@@ -39,7 +40,14 @@ public:
     HttpCommandProvider& operator=(const HttpCommandProvider&) = delete;
 
 private:
+    /// The public constructor delegates to it: the destructor then runs if a command is refused.
+    explicit HttpCommandProvider(std::shared_ptr<administration::Administration> administration);
+
+    void addCommand(std::string name, const std::string& description,
+                    administration::Administration::Function function);
+
     const std::shared_ptr<administration::Administration> administration_;
+    std::vector<std::string> registered_; ///< Names of the commands added here.
 };
 
 } // namespace connector::http

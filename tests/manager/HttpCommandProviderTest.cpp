@@ -66,6 +66,11 @@ TEST(HttpCommandProviderTest, DrivesTheManagerWhileItLives)
         }
     }
     EXPECT_TRUE(administration->listCommands().empty());
+    administration->addCommand("connector.http.defaultServers", "of another", nullptr);
+    EXPECT_THROW(HttpCommandProvider(bus, administration, ""), std::invalid_argument);
+    EXPECT_EQ(
+        administration->listCommands(),
+        (std::vector<administration::Command>{{"connector.http.defaultServers", "of another"}}));
 }
 
 } // namespace
