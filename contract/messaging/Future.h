@@ -131,8 +131,8 @@ public:
         });
     }
 
-    /// Abandons the value: a later resolution is dropped and a continuation never runs. Waiters
-    /// wake. Does nothing without state.
+    /// Abandons the value: a later resolution is dropped and waiters wake. Does nothing without
+    /// state, nor once the value was taken or a continuation attached.
     void cancel() noexcept
     {
         if (phase_ == Phase::Ready) {
@@ -142,12 +142,13 @@ public:
         if (state_ == nullptr) {
             return;
         }
-        std::unique_ptr<detail::Continuation<T>> dropped;
         Result result;
         {
             const std::lock_guard lock(state_->mutex);
+            if (state_->phase == Phase::Taken) {
+                return;
+            }
             state_->phase = Phase::Cancelled;
-            dropped = std::move(state_->continuation);
             result = std::exchange(state_->result, std::monostate());
             state_->changed.notify_all();
         }

@@ -51,6 +51,20 @@ TEST(FutureTest, EveryPhaseRefusesWithItsOwnText)
              static_cast<void>(future.get());
          },
          gone, refused},
+        {"taken, then cancelled",
+         [](auto& promise, auto& future) {
+             promise.setValue(1);
+             static_cast<void>(future.get());
+             future.cancel();
+         },
+         gone, refused},
+        {"taken without a promise, then cancelled",
+         [](auto&, auto& future) {
+             future = makeReadyFuture(1);
+             static_cast<void>(future.get());
+             future.cancel();
+         },
+         gone, refused},
         {"continued", [](auto&, auto& future) { attach(future); }, gone, refused},
         {"cancelled",
          [](auto& promise, auto& future) {
