@@ -28,6 +28,15 @@ struct Unwrapped<Future<R>>
     using Type = R;
 };
 
+/// What the future of a continuation @p F of a `Future<T>` holds.
+template <typename F, typename T>
+struct ContinuationResult
+{
+    using Returned = std::invoke_result_t<F, Future<T>>;
+    static_assert(!std::is_void_v<Returned>, "A continuation must return a value or a future.");
+    using Type = typename Unwrapped<Returned>::Type;
+};
+
 } // namespace detail
 
 /// The receiving end of a one-value hand-over. Movable, not copyable; one thread at a time uses a
@@ -106,15 +115,14 @@ public:
     /// Attaches @p continuation, which receives the resolved future. It runs at once on this thread
     /// if the state is resolved already, else on the thread that resolves the promise. No lock is
     /// held while it runs.
-    /// @param continuation callable with `Future<T>`; returns `R` or `Future<R>`.
+    /// @param continuation callable with `Future<T>`; returns `R` or `Future<R>`, never void.
     /// @return a future of the continuation's result; an exception that leaves the continuation
     ///         fails it.
     /// @throws std::runtime_error "Future state isn't valid!" without state; "Future has been
     ///         cancelled." after `cancel()`; "Future already has returned it's value or has an
     ///         associated continuation." once the value was taken or a continuation attached.
     template <typename F>
-    auto then(F&& continuation)
-        -> Future<typename detail::Unwrapped<std::invoke_result_t<F, Future<T>>>::Type>;
+    auto then(F&& continuation) -> Future<typename detail::ContinuationResult<F, T>::Type>;
 
     /// As `then`, for a continuation that also receives @p kept by reference: as they stand if it
     /// runs at once, else copies that are made for it. So what all threads share need not be

@@ -122,10 +122,10 @@ namespace detail {
 /// Runs a continuation and returns its result as a future, whatever form it has.
 template <typename T, typename F>
 auto callContinuation(F& continuation, Future<T>&& resolved)
-    -> Future<typename Unwrapped<std::invoke_result_t<F, Future<T>>>::Type>
+    -> Future<typename ContinuationResult<F, T>::Type>
 {
     using Result = std::invoke_result_t<F, Future<T>>;
-    using Value = typename Unwrapped<Result>::Type;
+    using Value = typename ContinuationResult<F, T>::Type;
     try {
         if constexpr (std::is_same_v<Result, Future<Value>>) {
             return continuation(std::move(resolved));
@@ -182,10 +182,9 @@ private:
 
 template <typename T>
 template <typename F>
-auto Future<T>::then(F&& continuation)
-    -> Future<typename detail::Unwrapped<std::invoke_result_t<F, Future<T>>>::Type>
+auto Future<T>::then(F&& continuation) -> Future<typename detail::ContinuationResult<F, T>::Type>
 {
-    using Value = typename detail::Unwrapped<std::invoke_result_t<F, Future<T>>>::Type;
+    using Value = typename detail::ContinuationResult<F, T>::Type;
     if (phase_ != Phase::Pending) {
         requireReady(phase_, kContinuationRefused);
         return detail::callContinuation<T>(continuation, Future<T>(takeResult()));
