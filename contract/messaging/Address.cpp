@@ -62,7 +62,7 @@ std::string Address::toString() const
 {
     std::string text;
     for (const auto& segment : segments_) {
-        if (!text.empty()) {
+        if (!text.empty() && !segment.empty()) {
             text += '/';
         }
         text += segment;

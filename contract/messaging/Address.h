@@ -30,7 +30,8 @@ public:
     /// As above, and leaves the other address empty.
     void push(Address&& other);
 
-    /// Removes the first segment.
+    /// Removes the first segment: for whoever takes an address apart, such as its JSON form. A
+    /// provider must not call it: the bus has removed the provider's own segments already.
     /// @return the removed segment.
     /// @throws std::logic_error "The address is empty." without segments.
     std::string pop();
@@ -46,7 +47,7 @@ public:
     /// The segments in order.
     [[nodiscard]] const std::vector<std::string>& segments() const noexcept { return segments_; }
 
-    /// The segments joined by "/".
+    /// The segments joined by "/". Empty ones add nothing, as in a text that is parsed.
     [[nodiscard]] std::string toString() const;
 
     friend bool operator==(const Address&, const Address&) = default;

@@ -62,6 +62,7 @@ TEST(AddressTest, TextAndSegmentsConvert)
 {
     EXPECT_EQ(Address("//a//b/"), Address({"a", "b"}));
     EXPECT_EQ(Address({"a/b", "c"}).toString(), "a/b/c");
+    EXPECT_EQ(Address({"", "x", "", "y", ""}).toString(), "x/y");
     Address address("a");
     address.push(Address("b/c"));
     address.push(address);
