@@ -27,7 +27,7 @@ using BodyPublisher = std::shared_ptr<reactive_streams::PublisherAPI<common::Dat
 /// @param includeBody false leaves the body out and changes nothing else.
 /// @throws Poco::SyntaxException for an "if-modified-since" that is no date.
 /// @throws std::out_of_range as parseByteRange does.
-/// @throws std::runtime_error "Out of memory!" without memory for the body.
+/// @throws filesystem::ResourceShortage "Out of memory!" without memory for the body.
 Future<std::unique_ptr<Message>> returnFile(const HttpRequest& request, const FoundFile& found,
                                             const std::string& cacheControl, bool includeBody);
 

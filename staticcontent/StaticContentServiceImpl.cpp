@@ -1,5 +1,6 @@
 #include "staticcontent/StaticContentServiceImpl.h"
 
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -7,6 +8,7 @@
 
 #include "contract/common/Log.h"
 #include "contract/common/Text.h"
+#include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/streams/CallbackSubscriber.h"
 #include "staticcontent/ContentRegistry.h"
@@ -40,6 +42,16 @@ std::string cacheControl(const ContentRegistry& registry, const std::string& req
     return *enableCache
                ? "max-age=" + std::to_string(StaticContentServiceImpl::THIRTY_DAYS_IN_SECONDS)
                : "no-cache";
+}
+
+/// The file may well exist: neither the client nor a cache must take it for missing.
+Future<std::unique_ptr<Message>> makeShortageResponse()
+{
+    StringMultimap headers;
+    headers.emplace("Cache-Control", "no-store");
+    return makeReadyFuture<std::unique_ptr<Message>>(std::make_unique<HttpResponse>(
+        503, std::move(headers), StringMultimap(),
+        makeBody(common::DataBuffer("The server is short of resources."))));
 }
 
 } // namespace
@@ -129,8 +141,13 @@ Future<std::unique_ptr<Message>> StaticContentServiceImpl::doGetHead(const HttpR
         default:
             break;
         }
+    } catch (const filesystem::ResourceShortage& shortage) {
+        kLog.write(common::Level::Error, std::string("Cannot serve a file: ") + shortage.what());
+        return makeShortageResponse();
+    } catch (const std::bad_alloc&) {
+        return makeShortageResponse();
     } catch (...) {
-        // Kept: whatever fails is a missing file to the client.
+        // Kept: whatever else fails is a missing file to the client.
     }
     return makeReadyHttpResponse(404, "File not found.");
 }

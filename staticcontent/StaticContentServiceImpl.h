@@ -47,7 +47,8 @@ public:
     ~StaticContentServiceImpl() override;
 
     /// The reply is ready. Whatever fails is answered with 404 "File not found.", an
-    /// "if-modified-since" that is no date and a range number above 2^31 - 1 included.
+    /// "if-modified-since" that is no date and a range number above 2^31 - 1 included; a lack of
+    /// descriptors or memory alone gives 503 with "Cache-Control: no-store".
     /// Blocks for the storage; the address, the context and the request's body are not used.
     Future<std::unique_ptr<Message>> doGet(std::unique_ptr<HttpRequest>&& request,
                                            Address&& address,

@@ -1,7 +1,9 @@
 #include "contract/platform/FileSystem.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace connector::filesystem {
@@ -29,12 +31,11 @@ FileType typeOf(const std::filesystem::directory_entry& entry)
     return entry.is_directory(ignored) ? FileType::Directory : FileType::Other;
 }
 
-} // namespace
-
-FileStatus status(const Path& path) noexcept
+/// @param result of the system call that has filled @p found.
+FileStatus toStatus(int result, const struct stat& found)
 {
-    struct stat found = {};
-    if (::stat(path.c_str(), &found) != 0) {
+    if (result != 0) {
+        ResourceShortage::throwFor(errno);
         return {};
     }
     return {typeOf(found.st_mode),
@@ -43,18 +44,48 @@ FileStatus status(const Path& path) noexcept
             {found.st_dev, found.st_ino, found.st_ctim.tv_sec, found.st_ctim.tv_nsec}};
 }
 
-bool isReadable(const Path& path) noexcept
+} // namespace
+
+void ResourceShortage::throwFor(int error)
 {
-    return ::access(path.c_str(), R_OK) == 0;
+    if (error == EMFILE || error == ENFILE || error == ENOMEM) {
+        throw ResourceShortage(std::generic_category().message(error));
+    }
+}
+
+FileStatus status(const Path& path)
+{
+    struct stat found = {};
+    return toStatus(::stat(path.c_str(), &found), found);
+}
+
+FileStatus status(int descriptor)
+{
+    struct stat found = {};
+    return toStatus(::fstat(descriptor, &found), found);
+}
+
+bool isReadable(const Path& path)
+{
+    if (::access(path.c_str(), R_OK) == 0) {
+        return true;
+    }
+    ResourceShortage::throwFor(errno);
+    return false;
 }
 
 std::vector<DirectoryEntry> listDirectory(const Path& path)
 {
-    std::vector<DirectoryEntry> entries;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
-        entries.push_back({entry.path().filename().native(), typeOf(entry)});
+    try {
+        std::vector<DirectoryEntry> entries;
+        for (const auto& entry : std::filesystem::directory_iterator(path)) {
+            entries.push_back({entry.path().filename().native(), typeOf(entry)});
+        }
+        return entries;
+    } catch (const std::filesystem::filesystem_error& failure) {
+        ResourceShortage::throwFor(failure.code().value());
+        throw;
     }
-    return entries;
 }
 
 } // namespace connector::filesystem

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,17 @@ namespace connector::filesystem {
 /// Not the standard library's path, which takes each one apart: most of the work of a small file's
 /// lookup.
 using Path = std::string;
+
+/// The process or the system lacks descriptors or memory: what a path leads to cannot be told, or
+/// not be read. Every operation of this namespace throws it.
+class CONNECTOR_API ResourceShortage : public std::runtime_error
+{
+public:
+    using runtime_error::runtime_error;
+
+    /// @throws ResourceShortage if @p error is EMFILE, ENFILE or ENOMEM.
+    static void throwFor(int error);
+};
 
 enum class FileType
 {
@@ -43,10 +55,13 @@ struct FileStatus
 };
 
 /// The status of what @p path leads to, links followed. Blocks for one system call.
-[[nodiscard]] CONNECTOR_API FileStatus status(const Path& path) noexcept;
+[[nodiscard]] CONNECTOR_API FileStatus status(const Path& path);
+
+/// The status of an open file.
+[[nodiscard]] CONNECTOR_API FileStatus status(int descriptor);
 
 /// The access check of mode 2: whether this process may read what @p path leads to.
-[[nodiscard]] CONNECTOR_API bool isReadable(const Path& path) noexcept;
+[[nodiscard]] CONNECTOR_API bool isReadable(const Path& path);
 
 struct DirectoryEntry
 {

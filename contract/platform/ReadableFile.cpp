@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <new>
-#include <stdexcept>
 #include <unistd.h>
 #include <utility>
 
@@ -16,15 +15,19 @@ common::DataBuffer allocate(std::size_t size)
     try {
         return common::DataBuffer(size);
     } catch (const std::bad_alloc&) {
-        throw std::runtime_error("Out of memory!");
+        throw ResourceShortage("Out of memory!");
     }
 }
 
 } // namespace
 
-ReadableFile ReadableFile::open(const std::string& path) noexcept
+ReadableFile ReadableFile::open(const Path& path)
 {
-    return ReadableFile(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    ReadableFile file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file.isOpen()) {
+        ResourceShortage::throwFor(errno);
+    }
+    return file;
 }
 
 ReadableFile::ReadableFile(ReadableFile&& other) noexcept

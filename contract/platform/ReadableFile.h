@@ -5,6 +5,7 @@
 #include <string>
 
 #include "contract/common/Export.h"
+#include "contract/platform/FileSystem.h"
 #include "contract/streams/DataBuffer.h"
 
 namespace connector::filesystem {
@@ -20,7 +21,8 @@ public:
     /// Opens @p path, which must be a regular file: the caller looks at its status first, since to
     /// open a device can have effects. Does not wait for a writer should it be a FIFO by now.
     /// @return no file where it cannot be opened.
-    static ReadableFile open(const std::string& path) noexcept;
+    /// @throws ResourceShortage
+    static ReadableFile open(const Path& path);
 
     ReadableFile(ReadableFile&& other) noexcept;
     ReadableFile& operator=(ReadableFile&& other) noexcept;
@@ -28,10 +30,14 @@ public:
 
     [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
 
+    /// What the file is now; its type is None if there is no file.
+    /// @throws ResourceShortage
+    [[nodiscard]] FileStatus status() const { return filesystem::status(descriptor_); }
+
     /// Reads into a buffer that is allocated once, with one system call unless the system cuts it
     /// short. Blocks for the storage.
     /// @return fewer than @p length bytes at the end of the file and where reading fails.
-    /// @throws std::runtime_error "Out of memory!"
+    /// @throws ResourceShortage "Out of memory!" without memory for the buffer.
     [[nodiscard]] common::DataBuffer read(std::uint64_t offset, std::size_t length) const;
 
 private:

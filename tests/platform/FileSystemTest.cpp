@@ -37,7 +37,7 @@ TEST(ReadableFile, GivesThePartThatThereIs)
     }
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they end the process instead
     EXPECT_THAT([&] { (void)file.read(0, kMost); },
-                testing::ThrowsMessage<std::runtime_error>("Out of memory!"));
+                testing::ThrowsMessage<ResourceShortage>("Out of memory!"));
 #endif
 }
 

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <sys/resource.h>
 
 #include "contract/messaging/LocalConnector.h"
 #include "contract/platform/LayeredConfiguration.h"
@@ -78,6 +79,23 @@ TEST_F(DirectoryListingTest, FollowsTheConfiguration)
     EXPECT_EQ(statusWith(1), 200);
     EXPECT_EQ(capture.records().size(), 2U);
     EXPECT_EQ(statusWith(false), 404) << "the setting is followed all the same";
+}
+
+TEST_F(DirectoryListingTest, AShortageOfDescriptorsIsNoMissingFile)
+{
+    directory_.write("x", "");
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    auto file = get("/docs/x");
+    const auto listing = get("/docs/");
+    const auto missing = get("/docs/y");
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(file.status, 503);
+    EXPECT_EQ(file.headers["Cache-Control"], "no-store");
+    EXPECT_EQ(listing.status, 503);
+    EXPECT_EQ(missing.status, 404);
 }
 
 TEST_F(ContentFixture, AMessageMakesADirectoryReachable)
