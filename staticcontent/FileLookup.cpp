@@ -38,7 +38,7 @@ Path candidateFor(const std::string& directory, const std::string& relative)
 }
 
 /// @return an empty path if there is no readable regular file.
-FoundFile openFile(OpenFiles& openFiles, Path&& path, const filesystem::FileStatus& status)
+FoundFile openFile(OpenFiles& openFiles, Path&& path, filesystem::FileStatus status)
 {
     if (status.type == FileType::Regular) {
         if (auto file = openFiles.open(path, status)) {

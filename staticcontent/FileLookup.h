@@ -11,9 +11,9 @@ namespace connector::http {
 /// What a request path leads to.
 struct FoundFile
 {
-    filesystem::Path path; ///< Empty: nothing was found.
-    filesystem::FileStatus status;
-    OpenFiles::File file; ///< Null if the path is no regular file.
+    filesystem::Path path;         ///< Empty: nothing was found.
+    filesystem::FileStatus status; ///< Of the open file, if there is one.
+    OpenFiles::File file;          ///< Null if the path is no regular file.
 };
 
 /// Looks a request path up in the registered directories, in their order, and takes the first that
@@ -22,10 +22,11 @@ struct FoundFile
 ///
 /// Only regular files are opened, so that no FIFO or device can block the thread: the lookup blocks
 /// for the storage alone. It costs one status and, where there is a regular file that was not read
-/// just before, one opening.
+/// just before, one opening with a status of its own.
 ///
 /// @param requestPath begins with "/".
 /// @param listDirectories whether a readable directory without index document is a find as well.
+/// @throws filesystem::ResourceShortage where that keeps it from finding out.
 /// @throws std::out_of_range for a path that equals a route other than the root, with nothing
 ///         behind it.
 FoundFile findFileForPath(const ContentRegistry& registry, OpenFiles& openFiles,

@@ -25,7 +25,7 @@ OpenFiles::OpenFiles()
                                              kPatienceTicks))
 {}
 
-OpenFiles::File OpenFiles::open(const filesystem::Path& path, const filesystem::FileStatus& status)
+OpenFiles::File OpenFiles::open(const filesystem::Path& path, filesystem::FileStatus& status)
 {
     auto& slot = slots_->mine();
     if (auto file = slot.find(path, status.identity)) {
@@ -33,6 +33,10 @@ OpenFiles::File OpenFiles::open(const filesystem::Path& path, const filesystem::
     }
     auto opened = filesystem::ReadableFile::open(path);
     if (!opened.isOpen()) {
+        return nullptr;
+    }
+    status = opened.status();
+    if (status.type != filesystem::FileType::Regular) {
         return nullptr;
     }
     auto file = std::make_shared<const filesystem::ReadableFile>(std::move(opened));

@@ -24,9 +24,11 @@ public:
     OpenFiles();
 
     /// Opens a regular file, or finds it open.
-    /// @param status of what @p path leads to, just looked up.
-    /// @return null where it cannot be opened.
-    File open(const filesystem::Path& path, const filesystem::FileStatus& status);
+    /// @param status of what @p path leads to, just looked up. Becomes that of the file itself: by
+    ///        the time of the opening another one may have taken its place.
+    /// @return null where it cannot be opened, or is no regular file any more.
+    /// @throws filesystem::ResourceShortage
+    File open(const filesystem::Path& path, filesystem::FileStatus& status);
 
 private:
     struct Entry

@@ -28,7 +28,8 @@ protected:
     OpenFiles::File open(const std::string& name)
     {
         const auto path = (directory_.path() / name).string();
-        return files_.open(path, filesystem::status(path));
+        auto status = filesystem::status(path);
+        return files_.open(path, status);
     }
 
     static cpu_set_t affinity()
@@ -65,8 +66,16 @@ TEST_F(OpenFilesTest, AFileStaysOpenUntilItChanges)
         make();
         EXPECT_EQ(open("file")->read(0, 20).view(), "new");
     }
-    std::filesystem::remove(directory_.path() / "file");
+    const auto path = directory_.path() / "file";
+    std::filesystem::remove(path);
     EXPECT_EQ(open("file"), nullptr);
+    auto status = filesystem::status(directory_.write("file", "looked up"));
+    std::filesystem::rename(directory_.write("other", "opened"), path);
+    EXPECT_EQ(files_.open(path, status)->read(0, 20).view(), "opened");
+    EXPECT_EQ(status.size, 6U) << "that of the file that was looked up";
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    EXPECT_EQ(files_.open(path, status = {}), nullptr);
 }
 
 TEST_F(OpenFilesTest, AFileThatIsNotReadAgainIsClosed)
