@@ -58,13 +58,6 @@ TEST(FutureTest, EveryPhaseRefusesWithItsOwnText)
              future.cancel();
          },
          gone, refused},
-        {"taken without a promise, then cancelled",
-         [](auto&, auto& future) {
-             future = makeReadyFuture(1);
-             static_cast<void>(future.get());
-             future.cancel();
-         },
-         gone, refused},
         {"continued", [](auto&, auto& future) { attach(future); }, gone, refused},
         {"cancelled",
          [](auto& promise, auto& future) {
