@@ -2,7 +2,7 @@
 
 #include <future>
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -25,4 +25,4 @@ Poco::Net::Context::Ptr clientContext()
     return context;
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

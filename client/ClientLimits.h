@@ -4,7 +4,7 @@
 #include <cstddef>
 
 /// The limits of outgoing HTTP, in one place.
-namespace connector::http {
+namespace connector::http::client {
 
 /// How often a request is tried.
 inline constexpr int kAttempts = 5;
@@ -24,4 +24,4 @@ inline constexpr int kMaxInterimResponses = 32;
 /// Largest body of an answer, in bytes. It is held in memory whole.
 inline constexpr std::size_t kMaxResponseBody = std::size_t{512} << 20U;
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -2,9 +2,9 @@
 
 #include "contract/common/Log.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// The log channel of outgoing HTTP.
 inline constexpr common::Log kClientLog("connector::http::client");
 
-} // namespace connector::http
+} // namespace connector::http::client

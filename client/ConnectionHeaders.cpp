@@ -5,7 +5,7 @@
 
 #include "contract/common/Text.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -40,4 +40,4 @@ bool ConnectionHeaders::contain(std::string_view name) const noexcept
     return std::ranges::any_of(kAlways, isName) || std::ranges::any_of(named_, isName);
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -6,7 +6,7 @@
 
 #include "contract/http/HttpTypes.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// Tells the headers that belong to one connection alone and may not be forwarded to the next
 /// (RFC 9110 section 7.6.1): Connection and those it names, Keep-Alive, Proxy-Connection, TE,
@@ -24,4 +24,4 @@ private:
     std::vector<std::string> named_; ///< By Connection.
 };
 
-} // namespace connector::http
+} // namespace connector::http::client

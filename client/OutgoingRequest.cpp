@@ -7,7 +7,7 @@
 #include "contract/common/Text.h"
 #include "contract/http/FieldSyntax.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -87,4 +87,4 @@ std::string describeRequest(const HttpClientRequest& request, const UpstreamUrl&
     return text;
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -6,7 +6,7 @@
 #include "client/UpstreamUrl.h"
 #include "contract/http/HttpClientMessages.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// Whether a request with this method goes out with its body: all but GET, HEAD and DELETE.
 /// @param method in upper case.
@@ -38,4 +38,4 @@ std::string formatRequestHead(const HttpClientRequest& request, const UpstreamUr
 std::string describeRequest(const HttpClientRequest& request, const UpstreamUrl& url,
                             const std::string& method);
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -19,6 +19,8 @@
 
 namespace connector::http {
 
+using namespace client;
+
 namespace {
 
 using common::DataBuffer;

@@ -7,7 +7,7 @@
 #include "contract/common/Text.h"
 #include "contract/http/FieldSyntax.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -153,4 +153,4 @@ std::optional<std::pair<std::string, std::string>> parseSetCookie(std::string_vi
     return std::pair(std::string(name), std::string(trim(pair)));
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -7,7 +7,7 @@
 
 #include "contract/http/HttpTypes.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// The status line and the headers of an answer.
 struct ResponseHead
@@ -50,4 +50,4 @@ BodyFraming bodyFramingOf(const ResponseHead& head, const std::string& method);
 /// line without "=".
 std::optional<std::pair<std::string, std::string>> parseSetCookie(std::string_view line);
 
-} // namespace connector::http
+} // namespace connector::http::client

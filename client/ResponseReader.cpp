@@ -8,7 +8,7 @@
 
 #include "client/ClientLimits.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -197,4 +197,4 @@ bool ResponseReader::fill()
     return end_ > 0;
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -9,7 +9,7 @@
 #include "client/ResponseHead.h"
 #include "contract/streams/DataBuffer.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// Reads one answer from a stream of bytes, of which it knows no more than how to get the next
 /// ones. What that throws passes through.
@@ -57,4 +57,4 @@ private:
     std::size_t end_ = 0;   ///< to here.
 };
 
-} // namespace connector::http
+} // namespace connector::http::client

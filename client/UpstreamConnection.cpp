@@ -16,7 +16,7 @@
 #include "client/ClientContext.h"
 #include "client/ClientLimits.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -207,4 +207,4 @@ void UpstreamConnection::awaitEvents() const
     }
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

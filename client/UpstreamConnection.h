@@ -9,7 +9,7 @@
 
 #include "client/UpstreamUrl.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// One connection to an upstream server, for the thread that made it. It sends and receives at the
 /// same time, so that an upstream may answer before it has read the whole request. A stop of the
@@ -67,4 +67,4 @@ private:
     std::optional<std::stop_callback<ShutDown>> onStop_; ///< Gone before the socket closes.
 };
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -1,6 +1,6 @@
 #include "client/UpstreamExchange.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -30,4 +30,4 @@ UpstreamExchange::UpstreamExchange(const UpstreamUrl& url, const std::string& he
     }
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -7,7 +7,7 @@
 #include "client/ResponseReader.h"
 #include "client/UpstreamConnection.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// One request and its answer, on a connection of its own.
 class UpstreamExchange
@@ -36,4 +36,4 @@ private:
     ResponseHead head_;
 };
 
-} // namespace connector::http
+} // namespace connector::http::client

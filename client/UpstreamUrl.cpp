@@ -6,7 +6,7 @@
 
 #include "contract/http/PercentEncode.h"
 
-namespace connector::http {
+namespace connector::http::client {
 
 namespace {
 
@@ -63,4 +63,4 @@ UpstreamUrl parseUrl(const std::string& url)
     return result;
 }
 
-} // namespace connector::http
+} // namespace connector::http::client

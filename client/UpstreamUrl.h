@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace connector::http {
+namespace connector::http::client {
 
 /// Where an outgoing request goes, and what it asks for there.
 struct UpstreamUrl
@@ -30,4 +30,4 @@ struct UpstreamUrl
 ///         Poco::SyntaxException for a malformed scheme, host or port.
 UpstreamUrl parseUrl(const std::string& url);
 
-} // namespace connector::http
+} // namespace connector::http::client

@@ -3,7 +3,7 @@
 #include <Poco/Exception.h>
 #include <gtest/gtest.h>
 
-namespace connector::http {
+namespace connector::http::client {
 namespace {
 
 TEST(UpstreamUrlTest, TakesAUrlApartAndKeepsItsTarget)
@@ -75,4 +75,4 @@ TEST(OutgoingRequestTest, RefusesWhatWouldSplitTheRequest)
 }
 
 } // namespace
-} // namespace connector::http
+} // namespace connector::http::client

@@ -7,7 +7,7 @@
 #include "client/ClientLimits.h"
 #include "tests/support/FailureText.h"
 
-namespace connector::http {
+namespace connector::http::client {
 namespace {
 
 /// Status and body of the answer in @p wire, or the failure's text.
@@ -112,4 +112,4 @@ TEST(ResponseHeadTest, KeepsHeadersAndFindsCookies)
 }
 
 } // namespace
-} // namespace connector::http
+} // namespace connector::http::client
