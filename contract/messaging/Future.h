@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "contract/common/Failure.h"
 #include "contract/messaging/FutureState.h"
 
 namespace connector {
@@ -237,11 +238,12 @@ template <typename T>
     return Future<T>(detail::Result<T>(std::in_place_type<T>, std::move(value)));
 }
 
-/// A future that already holds @p failure.
+/// A future that already holds @p failure; see common::nonNullFailure for a null pointer.
 template <typename T>
 [[nodiscard]] Future<T> makeFailedFuture(std::exception_ptr failure)
 {
-    return Future<T>(detail::Result<T>(std::in_place_type<std::exception_ptr>, std::move(failure)));
+    return Future<T>(detail::Result<T>(std::in_place_type<std::exception_ptr>,
+                                       common::nonNullFailure(std::move(failure))));
 }
 
 /// A future that already holds a copy of @p exception.

@@ -58,12 +58,13 @@ public:
         resolve([&value](State& state) { state.result.template emplace<T>(std::move(value)); });
     }
 
-    /// Resolves the state with an exception.
+    /// Resolves the state with an exception; see common::nonNullFailure for a null pointer.
     /// @throws std::runtime_error as `setValue`.
     void setException(std::exception_ptr failure)
     {
         resolve([&failure](State& state) {
-            state.result.template emplace<std::exception_ptr>(std::move(failure));
+            state.result.template emplace<std::exception_ptr>(
+                common::nonNullFailure(std::move(failure)));
         });
     }
 

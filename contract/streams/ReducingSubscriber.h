@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -12,14 +13,17 @@
 
 namespace connector::reactive_streams {
 
-/// Folds a stream of @p T into one @p R. It asks for everything at once.
+/// Folds a stream of @p T into one @p R. It asks for everything at once. Several threads may
+/// deliver items: one of them folds at a time, in the order of arrival, and others leave their
+/// items to it.
 template <typename T, typename R>
 class ReducingSubscriber final : public SubscriberAPI<T>
 {
 public:
     using Reduce = std::function<R(R&&, T&&)>;
 
-    /// @param reduce joins the result so far and an item; called with no lock held.
+    /// @param reduce joins the result so far and an item; called with no lock held. What it throws
+    ///        is the stream's failure, and cancels the subscription.
     /// @param initial the result of an empty stream.
     explicit ReducingSubscriber(Reduce reduce, R initial = R())
         : reduce_(std::move(reduce)), accumulator_(std::move(initial))
@@ -76,15 +80,25 @@ public:
     void onNext(T&& item) override
     {
         std::unique_lock lock(mutex_);
-        if (state_ != State::Active) {
+        if (state_ != State::Active || completing_) {
             return;
         }
-        // Items come one at a time, so nobody else needs the accumulator meanwhile.
-        auto accumulator = std::move(accumulator_);
-        lock.unlock();
-        auto joined = reduce_(std::move(accumulator), std::move(item));
-        lock.lock();
-        accumulator_ = std::move(joined);
+        if (reducing_) {
+            waiting_.push_back(std::move(item));
+            return;
+        }
+        reducing_ = true;
+        doReduce(lock, std::move(item));
+        while (!waiting_.empty()) {
+            auto next = std::move(waiting_.front());
+            waiting_.pop_front();
+            doReduce(lock, std::move(next));
+        }
+        reducing_ = false;
+        if (completing_) {
+            lock.unlock();
+            leaveActive(State::Completed);
+        }
     }
 
     void onError(std::exception_ptr failure) override
@@ -92,7 +106,17 @@ public:
         leaveActive(State::Failed, std::move(failure));
     }
 
-    void onComplete() override { leaveActive(State::Completed); }
+    void onComplete() override
+    {
+        {
+            const std::lock_guard lock(mutex_);
+            if (reducing_) {
+                completing_ = true; // behind the items that have arrived
+                return;
+            }
+        }
+        leaveActive(State::Completed);
+    }
 
 private:
     enum class State
@@ -103,21 +127,47 @@ private:
         Failed
     };
 
+    /// Folds one item in; releases the lock while it does.
+    void doReduce(std::unique_lock<std::mutex>& lock, T&& item)
+    {
+        auto accumulator = std::move(accumulator_);
+        lock.unlock();
+        try {
+            accumulator = reduce_(std::move(accumulator), std::move(item));
+        } catch (...) {
+            fail(std::current_exception());
+        }
+        lock.lock();
+        accumulator_ = std::move(accumulator);
+    }
+
+    void fail(std::exception_ptr failure)
+    {
+        std::unique_lock lock(mutex_);
+        const auto subscription = subscription_.lock();
+        lock.unlock();
+        if (leaveActive(State::Failed, std::move(failure)) && subscription != nullptr) {
+            subscription->cancel();
+        }
+    }
+
     /// Ends the stream, and resolves the promise of whoever waits for that.
     /// @return whether this call is the one that ended it.
     bool leaveActive(State next, std::exception_ptr failure = nullptr)
     {
+        std::list<T> dropped; // destroyed after the lock is released
         std::unique_lock lock(mutex_);
         if (state_ != State::Active) {
             return false;
         }
+        dropped.swap(waiting_);
         state_ = next;
         failure_ = failure;
         auto promise = std::exchange(promise_, std::nullopt);
         if (promise.has_value()) {
             auto result = next == State::Completed ? std::move(accumulator_) : R();
             lock.unlock(); // continuations run with no lock held
-            if (failure != nullptr) {
+            if (next == State::Failed) {
                 promise->setException(std::move(failure));
             } else {
                 promise->setValue(std::move(result));
@@ -150,6 +200,9 @@ private:
     std::exception_ptr failure_;
     bool subscribed_ = false;
     R accumulator_;
+    bool reducing_ = false;   ///< A thread folds items in; it has taken the accumulator.
+    bool completing_ = false; ///< The stream completed meanwhile.
+    std::list<T> waiting_;    ///< What arrived meanwhile.
     std::weak_ptr<Subscription> subscription_;
 };
 

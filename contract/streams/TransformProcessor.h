@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "contract/common/Failure.h"
 #include "contract/streams/Demand.h"
 #include "contract/streams/Streams.h"
 
@@ -67,7 +68,10 @@ public:
         }
     }
 
-    void onError(std::exception_ptr failure) override { end(std::move(failure)); }
+    void onError(std::exception_ptr failure) override
+    {
+        end(common::nonNullFailure(std::move(failure)));
+    }
     void onComplete() override { end(nullptr); }
 
 private:

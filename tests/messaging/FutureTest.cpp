@@ -12,6 +12,8 @@ namespace {
 
 constexpr const char* kAbandoned = "Promise destroyed before it provided a value.";
 
+constexpr const char* kNoException = "Failed without an exception.";
+
 using test::failureOf;
 
 std::string getFailure(Future<int> future)
@@ -45,6 +47,8 @@ TEST(FutureTest, EveryPhaseRefusesWithItsOwnText)
              promise.setException(std::make_exception_ptr(std::range_error("own text")));
          },
          "own text", ""},
+        {"failed without an exception", [](auto& promise, auto&) { promise.setException(nullptr); },
+         kNoException, ""},
         {"taken",
          [](auto& promise, auto& future) {
              promise.setValue(1);
@@ -82,6 +86,7 @@ TEST(FutureTest, EveryPhaseRefusesWithItsOwnText)
         EXPECT_EQ(getFailure(std::move(toGet)), getText);
         EXPECT_EQ(failureOf([&] { return attach(toContinue); }), thenText);
     }
+    EXPECT_EQ(getFailure(makeFailedFuture<int>(std::exception_ptr())), kNoException);
 }
 
 TEST(FutureTest, APromiseIsUsedOnce)

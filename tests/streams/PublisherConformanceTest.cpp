@@ -153,12 +153,15 @@ TEST(CachedValuePublisherTest, KeepsTheLatestValueForOneThatHasNotAsked)
 TEST(TransformProcessorTest, PassesFailureDownAndCancellationUpWhicheverSideComesFirst)
 {
     const auto copy = [](int&& item) { return item; };
-    const auto processor = std::make_shared<TransformProcessor<int, int>>(copy);
-    processor->onError(std::make_exception_ptr(std::range_error("upstream")));
-    const auto subscriber = std::make_shared<test::RecordingSubscriber<int>>();
-    processor->subscribe(subscriber);
-    EXPECT_NE(subscriber->failure, nullptr);
-    EXPECT_EQ(subscriber->completions, 0);
+    for (const auto& failure :
+         {std::make_exception_ptr(std::range_error("upstream")), std::exception_ptr()}) {
+        const auto processor = std::make_shared<TransformProcessor<int, int>>(copy);
+        processor->onError(failure);
+        const auto subscriber = std::make_shared<test::RecordingSubscriber<int>>();
+        processor->subscribe(subscriber);
+        EXPECT_NE(subscriber->failure, nullptr);
+        EXPECT_EQ(subscriber->completions, 0);
+    }
 
     int cancellations = 0;
     Cached upstream([&] { ++cancellations; });

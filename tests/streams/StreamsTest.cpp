@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "contract/streams/CopyPublisherToStream.h"
 #include "contract/streams/ReducingSubscriber.h"
@@ -44,21 +45,29 @@ TEST(ReducingSubscriberTest, EveryEndAnswersThoseWhoAskedAndThoseWhoAskLater)
         void (*end)(Reducing&);
         const char* result;
         const char* failure;
+        int cancellations;
     };
     const Case cases[] = {
-        {"completed", [](auto& reducing) { reducing.onComplete(); }, "abcd", ""},
-        {"cancelled", [](auto& reducing) { reducing.cancel(); }, "", ""},
+        {"completed", [](auto& reducing) { reducing.onComplete(); }, "abcd", "", 0},
+        {"cancelled", [](auto& reducing) { reducing.cancel(); }, "", "", 1},
         {"failed",
          [](auto& reducing) {
              reducing.onError(std::make_exception_ptr(std::range_error("lost")));
          },
-         "", "lost"},
+         "", "lost", 0},
+        {"failed without an exception", [](auto& reducing) { reducing.onError(nullptr); }, "",
+         "Failed without an exception.", 0},
+        {"not reduced", [](auto& reducing) { reducing.onNext(DataBuffer("!")); }, "", "full", 1},
     };
-    for (const auto& [name, end, expected, failure] : cases) {
+    const auto reduce = [](DataBuffer&& all, DataBuffer&& item) {
+        return item.view() == "!" ? throw std::range_error("full")
+                                  : common::concatenate(std::move(all), std::move(item));
+    };
+    for (const auto& [name, end, expected, failure, cancellations] : cases) {
         for (const auto askLater : {false, true}) {
             SCOPED_TRACE(name);
             ManualPublisher publisher;
-            const auto reducing = std::make_shared<Reducing>(common::concatenate);
+            const auto reducing = std::make_shared<Reducing>(reduce);
             publisher.subscribe(reducing);
             EXPECT_EQ(publisher.link->requested, kUnboundedDemand);
             auto result = askLater ? Future<DataBuffer>() : reducing->getResult();
@@ -69,13 +78,30 @@ TEST(ReducingSubscriberTest, EveryEndAnswersThoseWhoAskedAndThoseWhoAskLater)
             reducing->onNext(DataBuffer("late"));
             reducing->onComplete();
             reducing->cancel();
-            EXPECT_EQ(publisher.link->cancellations, name == std::string("cancelled") ? 1 : 0);
+            EXPECT_EQ(publisher.link->cancellations, cancellations);
             result = askLater ? reducing->getResult() : std::move(result);
             DataBuffer got;
             EXPECT_EQ(test::failureOf([&] { return got = result.get(), 0; }), failure);
             EXPECT_EQ(got.view(), expected);
         }
     }
+}
+
+TEST(ReducingSubscriberTest, KeepsWhatOtherThreadsDeliverWhileItReduces)
+{
+    std::shared_ptr<Reducing> reducing;
+    reducing = std::make_shared<Reducing>([&](DataBuffer&& all, DataBuffer&& item) {
+        if (item.view() == "a") {
+            std::jthread([&] {
+                reducing->onNext(DataBuffer("b"));
+                reducing->onNext(DataBuffer("c"));
+                reducing->onComplete();
+            }).join();
+        }
+        return common::concatenate(std::move(all), std::move(item));
+    });
+    reducing->onNext(DataBuffer("a"));
+    EXPECT_EQ(reducing->getResult().get().view(), "abc");
 }
 
 TEST(ReducingSubscriberTest, ReportsASubscriptionThatWentAway)
