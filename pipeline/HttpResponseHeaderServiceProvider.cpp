@@ -24,12 +24,22 @@ std::vector<boost::regex> patternsOf(const std::vector<Rule>& rules)
     return patterns;
 }
 
-std::vector<StringMultimap> headersOf(std::vector<Rule>&& rules)
+void insertMissing(StringMultimap& headers, const StringMultimap& defaults)
 {
-    std::vector<StringMultimap> headers;
-    headers.reserve(rules.size());
-    std::ranges::transform(rules, std::back_inserter(headers),
-                           [](Rule& rule) { return std::move(rule.second); });
+    for (const auto& [name, value] : defaults) {
+        if (!headers.contains(name)) {
+            headers.emplace(name, value);
+        }
+    }
+}
+
+/// The headers of each rule, of a repeated name only the one that is inserted first.
+std::vector<StringMultimap> headersOf(const std::vector<Rule>& rules)
+{
+    std::vector<StringMultimap> headers(rules.size());
+    for (std::size_t rule = 0; rule < rules.size(); ++rule) {
+        insertMissing(headers[rule], rules[rule].second);
+    }
     return headers;
 }
 
@@ -48,19 +58,15 @@ void addMissing(StringMultimap& headers, const StringMultimap& defaults)
 {
     if (headers.empty()) {
         headers = defaults;
-        return;
-    }
-    for (const auto& [name, value] : defaults) {
-        if (!headers.contains(name)) {
-            headers.emplace(name, value);
-        }
+    } else {
+        insertMissing(headers, defaults);
     }
 }
 
 } // namespace
 
 HttpResponseHeaderServiceProvider::HttpResponseHeaderServiceProvider(std::vector<Rule>&& rules)
-    : patterns_(patternsOf(rules)), headers_(headersOf(std::move(rules)))
+    : patterns_(patternsOf(rules)), headers_(headersOf(rules))
 {}
 
 std::vector<Rule> HttpResponseHeaderServiceProvider::defaultHeaderRules()

@@ -29,8 +29,9 @@ public:
     static std::vector<Rule> defaultHeaderRules();
 
     /// Sends the request on. If a rule applies, waits for the reply on this thread and adds the
-    /// rule's headers that an HttpResponse lacks; names are compared with their letter case. A path
-    /// that a pattern gives up on has no rule. Takes no lock.
+    /// rule's headers that an HttpResponse lacks; names are compared with their letter case, and
+    /// one that a rule repeats is added once. A path that a pattern gives up on has no rule. Takes
+    /// no lock.
     ///
     /// The wait ends early once the request's stop token is stopped: then the future fails with
     /// std::runtime_error "The request was abandoned because its server stops." within 50 ms, and

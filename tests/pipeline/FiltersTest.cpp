@@ -64,11 +64,13 @@ TEST(LocalHostFilterTest, FollowsItsSettingWithTheNextRequest)
 class HeaderRulesTest : public testing::Test
 {
 protected:
-    StringMultimap headersFor(const std::string& path, StringMultimap given = {})
+    StringMultimap headersFor(const std::string& path, StringMultimap given = {},
+                              HeaderRules* rules = nullptr)
     {
         pipeline->replies.push_front(makeReadyFuture<std::unique_ptr<Message>>(
             std::make_unique<HttpResponse>(200, std::move(given), StringMultimap(), nullptr)));
-        return responseOf(provider.handle(makeRequest(path), "next", pipeline)).headers;
+        rules = rules != nullptr ? rules : &provider;
+        return responseOf(rules->handle(makeRequest(path), "next", pipeline)).headers;
     }
 
     HeaderRules provider{HeaderRules::defaultHeaderRules()};
@@ -88,6 +90,10 @@ TEST_F(HeaderRulesTest, AddsTheHeadersOfTheFirstRuleThatMatches)
     const auto headers = headersFor("/", own);
     own.emplace("Expires", "0");
     EXPECT_EQ(headers, own);
+    HeaderRules repeating({{boost::regex(".*"), {{"x", "1"}, {"x", "2"}}}});
+    for (const auto& given : {StringMultimap(), own}) {
+        EXPECT_EQ(headersFor("/", given, &repeating).count("x"), 1U);
+    }
 }
 
 TEST_F(HeaderRulesTest, WaitsForTheReplyOnlyWhereARuleApplies)
