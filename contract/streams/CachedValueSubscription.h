@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <exception>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -21,7 +22,8 @@ public:
     explicit CachedValueSubscription(OnCancel onCancel) : onCancel_(std::move(onCancel)) {}
 
     /// Hands @p value to the subscriber, at once or when it asks. Values published by several
-    /// threads arrive one at a time, in one order. Whatever the subscriber throws passes through.
+    /// threads arrive one at a time, in one order. What the subscriber throws passes through, once
+    /// the values that wait behind are delivered; of several exceptions the first.
     void publish(T value)
     {
         std::unique_lock lock(mutex_);
@@ -105,6 +107,7 @@ private:
         if (delivering_) {
             return;
         }
+        std::exception_ptr failure;
         delivering_ = true;
         while (subscriber_ != nullptr && !waiting_.empty() && demand_.take()) {
             const auto subscriber = subscriber_;
@@ -114,9 +117,7 @@ private:
             try {
                 subscriber->onNext(std::move(value));
             } catch (...) {
-                lock.lock();
-                delivering_ = false;
-                throw;
+                failure = failure != nullptr ? failure : std::current_exception();
             }
             lock.lock();
         }
@@ -127,6 +128,10 @@ private:
             lock.unlock();
             subscriber->onComplete();
             lock.lock();
+        }
+        if (failure != nullptr) {
+            lock.unlock();
+            std::rethrow_exception(failure);
         }
     }
 

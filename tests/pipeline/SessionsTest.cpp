@@ -88,12 +88,15 @@ TEST_F(SessionsTest, TheLifecycleTellsEveryChangeToOneSubscriber)
             events += "+=-"[static_cast<int>(event.kind)];
             events += event.context->getAttribute("name").value();
             manager->listSessions(); // takes the lock, so none is held here
+            if (events == "+a") {
+                manager->createSession(makeContext("b")); // waits until this has thrown
+            }
             throw std::range_error("a subscriber's fault");
         });
     EXPECT_THROW(Follower::attach(*manager->createSessionLifecyclePublisher(), nullptr),
                  std::runtime_error);
     const auto a = manager->createSession(makeContext("a"));
-    manager->createSession(makeContext("b"));
+    EXPECT_EQ(events, "+a+b");
     manager->updateSession(a, makeContext("a"));
     manager->updateSession("unknown", makeContext());
     manager->deleteSession(a);
