@@ -85,6 +85,17 @@ public:
     /// Renews the session and makes its context the last used one.
     void doUse(Lock& lock, SessionTable::Session& session, ContextPtr& displaced);
 
+    /// Tells the lifecycle of a session that was taken out of the table.
+    void doDispatchRemoval(Lock& lock, const SessionTable::Node& removed) const;
+
+    /// Notes a session that expired while somebody holds its context, as a request does that waits
+    /// for its reply: an update stores it again.
+    void doNoteExpiredInUse(Lock& lock, const SessionTable::Node& expired);
+
+    /// Stores a session again that expired in use.
+    /// @return null for one that did not.
+    SessionTable::Session* doRestore(Lock& lock, const std::string& id, const ContextPtr& context);
+
     /// Hands the event to the lifecycle's subscriber, with the lock released. The caller asks
     /// first whether there is a lifecycle to follow, so that nobody builds an event in vain.
     void doEventDispatch(Lock& lock, LifecycleEvent&& event) const;
@@ -102,6 +113,8 @@ public:
     SessionTable sessions;
     std::shared_ptr<LifecyclePublisher> lifecycle; ///< Null until it is asked for.
     ContextPtr lastUsedSession;
+    /// The contexts of sessions that expired in use, by identifier, while somebody holds them.
+    std::unordered_map<std::string, std::weak_ptr<Context>> expiredInUse;
 };
 
 HttpSessionManagerImpl::State::Lock HttpSessionManagerImpl::State::enter()
@@ -148,11 +161,39 @@ HttpSessionManagerImpl::State::doGetSession(Lock& lock, const std::string& id,
 
 SessionTable::Node HttpSessionManagerImpl::State::doDeleteSession(Lock& lock, const std::string& id)
 {
+    expiredInUse.erase(id);
     auto removed = sessions.remove(id);
+    doDispatchRemoval(lock, removed);
+    return removed;
+}
+
+void HttpSessionManagerImpl::State::doDispatchRemoval(Lock& lock,
+                                                      const SessionTable::Node& removed) const
+{
     if (!removed.empty() && lifecycle != nullptr) {
         doEventDispatch(lock, {Kind::Removed, removed.key(), removed.mapped().context});
     }
-    return removed;
+}
+
+void HttpSessionManagerImpl::State::doNoteExpiredInUse(Lock& /*lock*/,
+                                                       const SessionTable::Node& expired)
+{
+    const auto& context = expired.mapped().context;
+    if (context.use_count() > 1) { // no other owner can appear once this is the only one
+        expiredInUse.emplace(expired.key(), context);
+    }
+}
+
+SessionTable::Session* HttpSessionManagerImpl::State::doRestore(Lock& /*lock*/,
+                                                                const std::string& id,
+                                                                const ContextPtr& context)
+{
+    if (expiredInUse.erase(id) == 0) {
+        return nullptr;
+    }
+    auto session = SessionTable::make(id, context);
+    sessions.insert(session, expiryOfUseNow());
+    return sessions.find(id);
 }
 
 void HttpSessionManagerImpl::State::doUse(Lock& /*lock*/, SessionTable::Session& session,
@@ -181,13 +222,19 @@ void HttpSessionManagerImpl::State::sweepSession(long long tick)
 {
     std::vector<SessionTable::Node> removed;
     removed.reserve(kSweepBatch);
+    {
+        const Lock lock(mutex);
+        std::erase_if(expiredInUse, [](const auto& session) { return session.second.expired(); });
+    }
     do {
         removed.clear();
         letWaitersIn();
         Lock lock(mutex);
         const std::string* id = nullptr;
         while (removed.size() < kSweepBatch && (id = sessions.expiredBefore(tick)) != nullptr) {
-            removed.push_back(doDeleteSession(lock, *id));
+            removed.push_back(sessions.remove(*id));
+            doNoteExpiredInUse(lock, removed.back());
+            doDispatchRemoval(lock, removed.back());
         }
     } while (removed.size() == kSweepBatch);
 }
@@ -276,6 +323,7 @@ void HttpSessionManagerImpl::updateSession(const std::string& id, std::shared_pt
     std::shared_ptr<Context> displaced;
     auto lock = state_->enter();
     auto* session = state_->sessions.find(id);
+    session = session != nullptr ? session : state_->doRestore(lock, id, context);
     if (session == nullptr) {
         return;
     }

@@ -17,7 +17,8 @@ namespace connector::http {
 /// One mutex guards everything; it is released while a subscriber of the lifecycle runs and while
 /// contexts are destroyed. Every operation but `listSessions` takes constant time, however many
 /// sessions there are. The sweep visits none but expired sessions and holds the mutex for a bounded
-/// number of them at a time.
+/// number of them at a time, except for those whose contexts somebody still holds: it looks through
+/// these at once, and forgets the ones that nobody holds any more.
 class CONNECTOR_API HttpSessionManagerImpl final : public HttpSessionManager
 {
 public:

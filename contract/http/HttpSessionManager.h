@@ -49,8 +49,9 @@ public:
     /// @throws std::runtime_error "No such session." for one that is unknown or has expired.
     virtual std::shared_ptr<Context> getSession(const std::string& id) = 0;
 
-    /// Replaces the context of a session and renews it. Does nothing for a session that is gone: it
-    /// may have been deleted while a request was using it, and must not come back to life.
+    /// Replaces the context of a session and renews it. A session that expired while somebody held
+    /// its context, as a request does that takes long, is stored again. Does nothing for one that
+    /// was deleted, or never existed.
     virtual void updateSession(const std::string& id, std::shared_ptr<Context> context) = 0;
 
     /// Ends a session. Does nothing for one that is gone.

@@ -14,7 +14,8 @@ struct CONNECTOR_API LifecycleEvent
     enum class Kind
     {
         Created,
-        Updated, ///< Renewed at the end of a request, perhaps with another context.
+        Updated, ///< Renewed at the end of a request, perhaps with another context or after
+                 ///< Removed.
         Removed
     };
 

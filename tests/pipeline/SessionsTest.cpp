@@ -171,17 +171,34 @@ TEST_F(SessionProviderTest, ANewSessionGetsTheCookieOfItsConnection)
     }
 }
 
-TEST_F(SessionProviderTest, ALiveSessionLendsItsContextAndIsRenewedUnlessTheReplyFails)
+TEST_F(SessionProviderTest, ALiveSessionLendsItsContextAndIsRenewedUnlessItIsDeletedOrTheReplyFails)
 {
-    for (const bool fails : {false, true}) {
-        SCOPED_TRACE(fails);
+    struct Case
+    {
+        const char* name;
+        long long ticks; ///< Until the reply is there.
+        bool isDeleted;
+        bool fails;
+        bool lives;
+    };
+    const Case cases[] = {{"in time", 5000, false, false, true},
+                          {"failed", 5000, false, true, false},
+                          {"swept meanwhile", 8000, false, false, true},
+                          {"deleted meanwhile", 5000, true, false, false},
+                          {"swept, then deleted", 8000, true, false, false}};
+    for (const auto& [name, ticks, isDeleted, fails, lives] : cases) {
+        SCOPED_TRACE(name);
         const auto own = makeContext();
         const auto id = manager->createSession(own);
         Promise<std::unique_ptr<Message>> promise;
         own->replies.push_back(promise.getFuture());
         auto reply = handle("http://host/", {{"JSESSIONID", "unknown"}, {"JSESSIONID", id}});
         EXPECT_EQ(own->addresses, std::vector<std::string>{"next"});
-        clock.advance(5000);
+        clock.advance(ticks);
+        clock.advance(600);
+        if (isDeleted) {
+            manager->deleteSession(id);
+        }
         if (fails) {
             promise.setException(std::make_exception_ptr(std::range_error("broken")));
             EXPECT_THROW(reply.get(), std::range_error);
@@ -189,8 +206,8 @@ TEST_F(SessionProviderTest, ALiveSessionLendsItsContextAndIsRenewedUnlessTheRepl
             promise.setValue(makeHttpResponse(200, ""));
             EXPECT_TRUE(responseOf(std::move(reply)).cookies.empty());
         }
-        clock.advance(1800);
-        EXPECT_EQ(manager->listSessions().contains(id), !fails);
+        clock.advance(1200);
+        EXPECT_EQ(manager->listSessions().contains(id), lives);
     }
 }
 
