@@ -6,7 +6,7 @@
 #include <cstring>
 #include <locale>
 
-namespace connector::http {
+namespace connector::http::pipeline {
 
 namespace {
 
@@ -162,4 +162,4 @@ bool DefaultPatterns::equals(std::span<const boost::regex> patterns) const
     });
 }
 
-} // namespace connector::http
+} // namespace connector::http::pipeline

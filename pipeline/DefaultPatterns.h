@@ -8,7 +8,7 @@
 
 #include <boost/regex.hpp>
 
-namespace connector::http {
+namespace connector::http::pipeline {
 
 /// One of the lists of patterns that the filters and the header rules use by default, with a
 /// matcher written by hand that gives the same answer as its regular expressions.
@@ -50,4 +50,4 @@ private:
     Matcher matcher_;
 };
 
-} // namespace connector::http
+} // namespace connector::http::pipeline

@@ -35,7 +35,7 @@ HttpLocalHostFilterServiceProvider::HttpLocalHostFilterServiceProvider(
 
 std::vector<boost::regex> HttpLocalHostFilterServiceProvider::defaultWhiteList()
 {
-    return DefaultPatterns::kLocalHostFilter.compile();
+    return pipeline::DefaultPatterns::kLocalHostFilter.compile();
 }
 
 Future<std::unique_ptr<Message>>

@@ -44,7 +44,7 @@ public:
 private:
     [[nodiscard]] bool passes(const HttpRequest& request) const;
 
-    const PathPatterns whiteList_;
+    const pipeline::PathPatterns whiteList_;
     const unsigned short status_;
     const std::string text_;
     /// Shared with the subscriber: a change may still reach it while the filter goes away.

@@ -14,7 +14,7 @@ HttpPathFilterServiceProvider::HttpPathFilterServiceProvider(std::vector<boost::
 
 std::vector<boost::regex> HttpPathFilterServiceProvider::defaultWhiteList()
 {
-    return DefaultPatterns::kPathFilter.compile();
+    return pipeline::DefaultPatterns::kPathFilter.compile();
 }
 
 Future<std::unique_ptr<Message>>

@@ -33,7 +33,7 @@ public:
                                             std::shared_ptr<Context>&& context) override;
 
 private:
-    const PathPatterns whiteList_;
+    const pipeline::PathPatterns whiteList_;
     const unsigned short status_;
     const std::string text_;
 };

@@ -71,7 +71,7 @@ HttpResponseHeaderServiceProvider::HttpResponseHeaderServiceProvider(std::vector
 
 std::vector<Rule> HttpResponseHeaderServiceProvider::defaultHeaderRules()
 {
-    const auto patterns = DefaultPatterns::kHeaderRules.compile();
+    const auto patterns = pipeline::DefaultPatterns::kHeaderRules.compile();
     return {
         {patterns.at(0),
          {{"Cache-Control", "no-cache, no-store, must-revalidate"},

@@ -42,7 +42,7 @@ public:
                                             std::shared_ptr<Context>&& context) override;
 
 private:
-    const PathPatterns patterns_;
+    const pipeline::PathPatterns patterns_;
     const std::vector<StringMultimap> headers_; ///< Of the pattern with the same index.
 };
 

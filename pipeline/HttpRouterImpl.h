@@ -30,7 +30,7 @@ public:
     std::shared_ptr<HttpRouter> getPtr() override;
 
 private:
-    ReaderLocks locks_; ///< Guard routes_.
+    pipeline::ReaderLocks locks_; ///< Guard routes_.
     std::vector<std::pair<std::string, Address>> routes_;
 };
 

@@ -16,6 +16,8 @@
 
 namespace connector::http {
 
+using pipeline::SessionTable;
+
 namespace {
 
 using Kind = LifecycleEvent::Kind;

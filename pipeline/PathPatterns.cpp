@@ -5,7 +5,7 @@
 
 #include "contract/common/Log.h"
 
-namespace connector::http {
+namespace connector::http::pipeline {
 
 namespace {
 
@@ -56,4 +56,4 @@ std::optional<std::size_t> PathPatterns::firstMatch(const std::string& path) con
     return std::nullopt;
 }
 
-} // namespace connector::http
+} // namespace connector::http::pipeline

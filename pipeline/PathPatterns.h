@@ -9,7 +9,7 @@
 
 #include "pipeline/DefaultPatterns.h"
 
-namespace connector::http {
+namespace connector::http::pipeline {
 
 /// An ordered list of patterns for the path of a request. Read-only after construction.
 class PathPatterns
@@ -29,4 +29,4 @@ private:
     const DefaultPatterns* const default_; ///< The default list that patterns_ is, else null.
 };
 
-} // namespace connector::http
+} // namespace connector::http::pipeline

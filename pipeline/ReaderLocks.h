@@ -7,7 +7,7 @@
 
 #include "contract/common/ProcessorSlots.h"
 
-namespace connector::http {
+namespace connector::http::pipeline {
 
 /// A reader/writer lock for what every request reads and hardly anything writes. A reader takes the
 /// lock of its processor, since even to share a single one makes all threads fight for it; a writer
@@ -33,4 +33,4 @@ private:
     common::ProcessorSlots<boost::shared_mutex> mutexes_;
 };
 
-} // namespace connector::http
+} // namespace connector::http::pipeline

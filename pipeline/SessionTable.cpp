@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace connector::http {
+namespace connector::http::pipeline {
 
 SessionTable::~SessionTable()
 {
@@ -82,4 +82,4 @@ SessionTable::Sessions& SessionTable::mapOf(const std::string& id)
                  kMaps];
 }
 
-} // namespace connector::http
+} // namespace connector::http::pipeline

@@ -10,7 +10,7 @@
 
 #include "contract/messaging/Context.h"
 
-namespace connector::http {
+namespace connector::http::pipeline {
 
 /// Sessions by identifier and in the order in which they expire. Since all have the same timeout, a
 /// renewed session expires last, and keeping the order costs nothing: every operation but `list`
@@ -76,4 +76,4 @@ private:
     boost::intrusive::list<Session> byExpiry_; ///< All sessions, the next to expire first.
 };
 
-} // namespace connector::http
+} // namespace connector::http::pipeline

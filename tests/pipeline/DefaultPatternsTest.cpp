@@ -8,7 +8,7 @@
 #include <set>
 #include <sstream>
 
-namespace connector::http {
+namespace connector::http::pipeline {
 namespace {
 
 using Index = std::optional<std::size_t>;
@@ -81,4 +81,4 @@ TEST(DefaultPatternsEqualsTest, OnlyTheVeryListEqualsIt)
 }
 
 } // namespace
-} // namespace connector::http
+} // namespace connector::http::pipeline
