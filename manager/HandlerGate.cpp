@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace connector::http {
+namespace connector::http::manager {
 
 HandlerGate::Turn::Turn(HandlerGate& gate, const std::stop_token& callOff) : gate_(gate)
 {
@@ -20,4 +20,4 @@ HandlerGate::Turn::~Turn()
     gate_.freed_.notify_one(); // under the lock: a waiter that is called off hands nothing on
 }
 
-} // namespace connector::http
+} // namespace connector::http::manager

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <stop_token>
 
-namespace connector::http {
+namespace connector::http::manager {
 
 /// Lets one caller at a time through. Unlike at a mutex, a caller that waits can be called off:
 /// whoever is inside may be waiting for that very caller's thread.
@@ -35,4 +35,4 @@ private:
     bool taken_ = false;
 };
 
-} // namespace connector::http
+} // namespace connector::http::manager

@@ -58,7 +58,7 @@ HttpManagerServiceProviderImpl::~HttpManagerServiceProviderImpl() = default;
 template <typename Action>
 Reply HttpManagerServiceProviderImpl::withServer(const std::string& name, const Action& action)
 {
-    const HandlerGate::Turn turn(gate_, PocoHttpServer::currentStopToken());
+    const manager::HandlerGate::Turn turn(gate_, PocoHttpServer::currentStopToken());
     const auto found = servers_.find(name);
     if (found == servers_.end()) {
         return fail<std::runtime_error>("No server with the specified name exists.");
@@ -115,7 +115,7 @@ Reply HttpManagerServiceProviderImpl::handle(std::unique_ptr<ListHttpServers>&& 
                                              Address&& /*address*/,
                                              std::shared_ptr<Context>&& /*context*/)
 {
-    const HandlerGate::Turn turn(gate_, PocoHttpServer::currentStopToken());
+    const manager::HandlerGate::Turn turn(gate_, PocoHttpServer::currentStopToken());
     std::vector<std::string> names;
     names.reserve(servers_.size());
     for (const auto& [name, server] : servers_) {
@@ -160,7 +160,7 @@ Reply HttpManagerServiceProviderImpl::handle(std::unique_ptr<CreateHttpServer>&&
                                              Address&& /*address*/,
                                              std::shared_ptr<Context>&& /*context*/)
 {
-    const HandlerGate::Turn turn(gate_, PocoHttpServer::currentStopToken());
+    const manager::HandlerGate::Turn turn(gate_, PocoHttpServer::currentStopToken());
     if (servers_.contains(message->name)) {
         return fail<std::invalid_argument>("Server with the specified name already exists.");
     }

@@ -92,7 +92,7 @@ private:
     Reply makeReadyStatus(const std::string& name);
 
     const std::shared_ptr<Connector> connector_;
-    HandlerGate gate_; ///< Guards the registry.
+    manager::HandlerGate gate_; ///< Guards the registry.
     std::unordered_map<std::string, std::shared_ptr<HttpServer>> servers_;
 };
 

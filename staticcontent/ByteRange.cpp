@@ -7,7 +7,7 @@
 
 #include <boost/regex.hpp>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 namespace {
 
@@ -54,4 +54,4 @@ std::optional<ByteRange> parseByteRange(const std::string& header, std::uint64_t
     return range;
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// A run of bytes of a file.
 struct ByteRange
@@ -29,4 +29,4 @@ struct ByteRange
 /// @throws std::out_of_range "stol argument out of range" for a number above 2^31 - 1.
 std::optional<ByteRange> parseByteRange(const std::string& header, std::uint64_t fileSizeBytes);
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -4,7 +4,7 @@
 
 #include "contract/common/Text.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 ContentRegistry::ContentRegistry(const WideDirectories& directories, CacheFlags cacheFlags)
     : cacheFlags_(std::move(cacheFlags))
@@ -30,4 +30,4 @@ std::optional<bool> ContentRegistry::cacheFlag(const std::string& requestPath) c
     return std::nullopt;
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

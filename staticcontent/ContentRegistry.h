@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// Which routes are served from which directories. Its users share values that no longer change,
 /// so that lookups need no lock.
@@ -40,4 +40,4 @@ private:
     CacheFlags cacheFlags_;
 };
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -6,7 +6,7 @@
 #include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 Future<std::unique_ptr<Message>> returnDirectoryList(const std::string& requestPath,
                                                      const filesystem::Path& directory,
@@ -50,4 +50,4 @@ std::string renderDirectoryList(const std::string& requestPath,
     return page;
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -8,7 +8,7 @@
 #include "contract/messaging/Message.h"
 #include "contract/platform/FileSystem.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// Answers with the page that lists @p directory; the reply is ready. Blocks for the storage.
 /// @param requestPath the path that was asked for.
@@ -27,4 +27,4 @@ std::string renderDirectoryList(const std::string& requestPath,
                                 std::vector<std::string> directories,
                                 std::vector<std::string> files);
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -8,7 +8,7 @@
 #include "contract/http/PathStartsWith.h"
 #include "staticcontent/RelativePath.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 namespace {
 
@@ -92,4 +92,4 @@ FoundFile findFileForPath(const ContentRegistry& registry, OpenFiles& openFiles,
     return {};
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

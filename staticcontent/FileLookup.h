@@ -6,7 +6,7 @@
 #include "staticcontent/ContentRegistry.h"
 #include "staticcontent/OpenFiles.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// What a request path leads to.
 struct FoundFile
@@ -32,4 +32,4 @@ struct FoundFile
 FoundFile findFileForPath(const ContentRegistry& registry, OpenFiles& openFiles,
                           const std::string& requestPath, bool listDirectories);
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -11,7 +11,7 @@
 #include "staticcontent/HttpDate.h"
 #include "staticcontent/MimeTypes.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 namespace {
 
@@ -106,4 +106,4 @@ std::pair<std::uint16_t, BodyPublisher> getContentRange(const FoundFile& found,
     return {206, includeBody ? makeBody(found.file->read(first, length)) : nullptr};
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

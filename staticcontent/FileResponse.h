@@ -11,7 +11,7 @@
 #include "contract/messaging/Message.h"
 #include "staticcontent/FileLookup.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 using BodyPublisher = std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>>;
 
@@ -44,4 +44,4 @@ std::pair<std::uint16_t, BodyPublisher> getContentRange(const FoundFile& found,
                                                         const std::string& rangeHeader,
                                                         bool includeBody, StringMultimap& headers);
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

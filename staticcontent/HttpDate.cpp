@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cstring>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 namespace {
 
@@ -56,4 +56,4 @@ bool isNotLaterThan(std::int64_t epochSeconds, const std::string& date)
     return epochSeconds <= std::chrono::floor<std::chrono::seconds>(limit).count();
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// A point in time as an HTTP date (RFC 9110 section 5.6.7), such as
 /// "Sun, 06 Nov 1994 08:49:37 GMT".
@@ -16,4 +16,4 @@ std::string formatHttpDate(std::int64_t epochSeconds);
 /// @throws Poco::SyntaxException for a text that is no date.
 bool isNotLaterThan(std::int64_t epochSeconds, const std::string& date);
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 namespace {
 
@@ -51,4 +51,4 @@ std::string mimeTypeMap(const std::wstring& extension)
     return found != std::end(kMimeTypes) ? found->type : std::string();
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -2,11 +2,11 @@
 
 #include <string>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// The media type of files with @p extension.
 /// @param extension without the dot; upper and lower case differ.
 /// @return empty for an unknown extension.
 std::string mimeTypeMap(const std::wstring& extension);
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

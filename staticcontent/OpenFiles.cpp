@@ -4,7 +4,7 @@
 
 #include "contract/common/Tick.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 namespace {
 
@@ -75,4 +75,4 @@ void OpenFiles::Slot::closeUnused()
     }
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -11,7 +11,7 @@
 #include "contract/platform/FileSystem.h"
 #include "contract/platform/ReadableFile.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// Keeps the files that were read last open for a second or two, since to open and close a small
 /// file is a tenth of what it costs. A file is found again only while its status says that nothing
@@ -60,4 +60,4 @@ private:
     const std::shared_ptr<common::TickManager::Canceller> closing_;
 };
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

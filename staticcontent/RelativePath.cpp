@@ -4,7 +4,7 @@
 
 #include "contract/common/Text.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 std::optional<std::string> relativePath(std::string_view remainder)
 {
@@ -28,4 +28,4 @@ std::optional<std::string> relativePath(std::string_view remainder)
     return path;
 }
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

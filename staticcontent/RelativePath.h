@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 
 /// The part of a request path that follows its route, as a path below the route's directory.
 /// Empty and "." segments add nothing, so the result never begins with a "/"; a "/" at its end is
@@ -13,4 +13,4 @@ namespace connector::http {
 ///         that is not UTF-8.
 std::optional<std::string> relativePath(std::string_view remainder);
 
-} // namespace connector::http
+} // namespace connector::http::staticcontent

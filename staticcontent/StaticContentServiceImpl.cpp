@@ -18,6 +18,8 @@
 
 namespace connector::http {
 
+using namespace staticcontent;
+
 namespace {
 
 using configuration::Value;

@@ -69,8 +69,8 @@ private:
     Future<std::unique_ptr<Message>> doGetHead(const HttpRequest& request, bool includeBody);
 
     std::mutex mutex_; ///< Serialises changes of registry_; lookups do not take it.
-    common::Snapshot<ContentRegistry> registry_;
-    OpenFiles openFiles_;
+    common::Snapshot<staticcontent::ContentRegistry> registry_;
+    staticcontent::OpenFiles openFiles_;
     const std::shared_ptr<configuration::Configuration> configuration_;
     /// Shared with the listener, which may still run while the service is destroyed.
     const std::shared_ptr<std::atomic<bool>> directoryListing_;

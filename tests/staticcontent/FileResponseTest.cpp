@@ -8,7 +8,7 @@
 #include "staticcontent/HttpDate.h"
 #include "tests/staticcontent/ContentFixture.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 namespace {
 
 TEST(ByteRangeTest, IsOneRunOfBytesInTheFile)
@@ -156,4 +156,4 @@ TEST_F(FileResponseTest, TheFirstRouteThatIsAPrefixDecidesAboutCaching)
 }
 
 } // namespace
-} // namespace connector::http
+} // namespace connector::http::staticcontent

@@ -8,7 +8,7 @@
 #include "contract/common/ManualTick.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace connector::http {
+namespace connector::http::staticcontent {
 namespace {
 
 class OpenFilesTest : public testing::Test
@@ -99,4 +99,4 @@ TEST_F(OpenFilesTest, AFileThatIsNotReadAgainIsClosed)
 }
 
 } // namespace
-} // namespace connector::http
+} // namespace connector::http::staticcontent
