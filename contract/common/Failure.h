@@ -9,9 +9,10 @@ namespace connector::common {
 ///         "Failed without an exception."
 inline std::exception_ptr nonNullFailure(std::exception_ptr failure)
 {
-    return failure != nullptr
-               ? failure
-               : std::make_exception_ptr(std::runtime_error("Failed without an exception."));
+    if (failure == nullptr) {
+        failure = std::make_exception_ptr(std::runtime_error("Failed without an exception."));
+    }
+    return failure;
 }
 
 } // namespace connector::common
