@@ -173,19 +173,12 @@ TEST_F(SessionProviderTest, ANewSessionGetsTheCookieOfItsConnection)
 
 TEST_F(SessionProviderTest, ALiveSessionLendsItsContextAndIsRenewedUnlessItIsDeletedOrTheReplyFails)
 {
-    struct Case
-    {
-        const char* name;
-        long long ticks; ///< Until the reply is there.
-        bool isDeleted;
-        bool fails;
-        bool lives;
-    };
-    const Case cases[] = {{"in time", 5000, false, false, true},
-                          {"failed", 5000, false, true, false},
-                          {"swept meanwhile", 8000, false, false, true},
-                          {"deleted meanwhile", 5000, true, false, false},
-                          {"swept, then deleted", 8000, true, false, false}};
+    const std::tuple<const char*, long long, bool, bool, bool> cases[] = {
+        {"in time", 5000, false, false, true},
+        {"failed", 5000, false, true, false},
+        {"swept meanwhile", 8000, false, false, true},
+        {"deleted meanwhile", 5000, true, false, false},
+        {"swept, then deleted", 8000, true, false, false}};
     for (const auto& [name, ticks, isDeleted, fails, lives] : cases) {
         SCOPED_TRACE(name);
         const auto own = makeContext();
