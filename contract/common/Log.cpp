@@ -1,7 +1,9 @@
 #include "contract/common/Log.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <fcntl.h>
@@ -21,36 +23,16 @@
 #include <boost/log/sources/severity_channel_logger.hpp>
 #include <boost/make_shared.hpp>
 
+#include "contract/common/QueuedOutput.h"
+#include "contract/common/Text.h"
+
 namespace connector::common {
 
 namespace {
 
 namespace logging = boost::log;
 
-constexpr bool isControl(char c) noexcept
-{
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-}
-
-std::string escapeControls(std::string_view text)
-{
-    static constexpr char kHex[] = "0123456789ABCDEF";
-    std::string escaped;
-    escaped.reserve(text.size() + 8);
-    for (const char c : text) {
-        if (!isControl(c)) {
-            escaped += c;
-        } else if (c == '\n') {
-            escaped += "\\n";
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            escaped += "\\x";
-            escaped += kHex[byte >> 4U];
-            escaped += kHex[byte & 0xFU];
-        }
-    }
-    return escaped;
-}
+constexpr Log kLog("connector::common");
 
 std::string_view nameOf(Level level) noexcept
 {
@@ -71,70 +53,81 @@ std::string_view nameOf(Level level) noexcept
     return "off";
 }
 
+using TimeText = std::array<char, 64>;
+
 /// "2024-05-01T12:00:00.123Z"
-std::string currentTime()
+std::string_view currentTime(TimeText& text) noexcept
 {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
     tm utc{};
     ::gmtime_r(&now.tv_sec, &utc);
-    char text[64];
-    const auto length = std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", &utc);
-    std::snprintf(text + length, sizeof(text) - length, ".%03ldZ", now.tv_nsec / 1'000'000);
-    return text;
+    const auto length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc);
+    std::snprintf(text.data() + length, text.size() - length, ".%03ldZ", now.tv_nsec / 1'000'000);
+    return text.data();
 }
 
 std::string makeLine(Level level, std::string_view channel, std::string_view text)
 {
-    auto line = currentTime();
+    TimeText time;
+    std::string line(currentTime(time));
     line.append(" ").append(nameOf(level)).append(" [").append(channel).append("] ").append(text);
     return line += '\n';
 }
 
-/// The file or terminal that lines go to, each in one write, so that the lines of several processes
-/// do not mix.
-class Output
+/// A line as `makeLine` makes it when there is no memory for that: cut to its size, and with "?"
+/// for all but printable ASCII.
+class NeedyLine
 {
 public:
-    enum class Ownership
+    NeedyLine(Level level, std::string_view channel,
+              std::span<const std::string_view> parts) noexcept
     {
-        Borrowed,
-        Owned
-    };
-
-    Output(int descriptor, Ownership ownership) : descriptor_(descriptor), ownership_(ownership) {}
-
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-
-    ~Output()
-    {
-        if (ownership_ == Ownership::Owned) {
-            ::close(descriptor_);
+        TimeText time;
+        for (const auto part : {currentTime(time), std::string_view(" "), nameOf(level),
+                                std::string_view(" ["), channel, std::string_view("] ")}) {
+            append(part);
         }
+        std::ranges::for_each(parts, [this](std::string_view part) { append(part); });
+        line_[size_++] = '\n';
     }
 
-    void write(std::string_view line) const noexcept
-    {
-        while (!line.empty()) {
-            const auto written = ::write(descriptor_, line.data(), line.size());
-            if (written >= 0) {
-                line.remove_prefix(static_cast<std::size_t>(written));
-            } else if (errno != EINTR) {
-                return; // a full disk or a closed terminal must not stop the program
-            }
-        }
-    }
+    [[nodiscard]] std::string_view text() const noexcept { return {line_.data(), size_}; }
 
 private:
-    const int descriptor_;
-    const Ownership ownership_;
+    void append(std::string_view part) noexcept
+    {
+        for (const char c : part.substr(0, line_.size() - 1 - size_)) {
+            line_[size_++] = c >= ' ' && c <= '~' ? c : '?';
+        }
+    }
+
+    std::array<char, 1024> line_;
+    std::size_t size_ = 0;
 };
+
+std::string join(std::span<const std::string_view> parts)
+{
+    std::string text;
+    for (const auto part : parts) {
+        text += part;
+    }
+    return text;
+}
+
+void reportDroppedRecords(std::uint64_t records) noexcept;
+
+std::shared_ptr<const QueuedOutput> makeOutput(int descriptor, QueuedOutput::Ownership ownership)
+{
+    return std::make_shared<QueuedOutput>(descriptor, ownership, &reportDroppedRecords);
+}
 
 class Sink final : public logging::sinks::sink
 {
 public:
-    explicit Sink(std::shared_ptr<const Output> output) : sink(false), output_(std::move(output)) {}
+    explicit Sink(std::shared_ptr<const QueuedOutput> output)
+        : sink(false), output_(std::move(output))
+    {}
 
     bool will_consume(const logging::attribute_value_set& /*attributes*/) override { return true; }
 
@@ -144,14 +137,14 @@ public:
         const auto channel = logging::extract<std::string>("Channel", record);
         const auto text = record[logging::expressions::smessage];
         if (level && channel && text) {
-            output_->write(makeLine(*level, *channel, *text));
+            output_->post(makeLine(*level, *channel, *text));
         }
     }
 
     void flush() override {}
 
 private:
-    const std::shared_ptr<const Output> output_;
+    const std::shared_ptr<const QueuedOutput> output_;
 };
 
 /// The way of a record to its one output. Never destroyed: objects log while the process ends.
@@ -164,7 +157,7 @@ public:
         return road;
     }
 
-    void lead(std::shared_ptr<const Output> output)
+    void lead(std::shared_ptr<const QueuedOutput> output)
     {
         const auto sink = boost::make_shared<Sink>(output);
         const std::lock_guard lock(mutex_);
@@ -183,7 +176,7 @@ public:
     {
         const std::shared_lock lock(mutex_);
         if (libraryEnded_) {
-            output_->write(makeLine(level, channel, text));
+            output_->post(makeLine(level, channel, text));
             return;
         }
         logging::sources::severity_channel_logger<Level, std::string> logger(
@@ -196,6 +189,14 @@ public:
         }
         // Made after all that the library keeps in static storage, hence destroyed before it.
         static const LibraryEnd end;
+    }
+
+    /// Allocates nothing, and goes past the library, which does.
+    void takeInNeed(Level level, const char* channel, std::span<const std::string_view> parts)
+    {
+        const NeedyLine line(level, channel, parts);
+        const std::shared_lock lock(mutex_);
+        output_->post(line.text());
     }
 
 private:
@@ -212,7 +213,7 @@ private:
 
     Road() : core_(logging::core::get())
     {
-        lead(std::make_shared<Output>(STDERR_FILENO, Output::Ownership::Borrowed));
+        lead(makeOutput(STDERR_FILENO, QueuedOutput::Ownership::Borrowed));
     }
 
     const logging::core_ptr core_;
@@ -222,25 +223,30 @@ private:
     std::shared_mutex mutex_;
     bool libraryEnded_ = false;
     boost::shared_ptr<Sink> sink_;
-    std::shared_ptr<const Output> output_;
+    std::shared_ptr<const QueuedOutput> output_;
 };
+
+void reportDroppedRecords(std::uint64_t records) noexcept
+{
+    // As grave as what may have been lost, so that no threshold hides it.
+    kLog.write(Level::Error,
+               "Dropped records, which the log's output did not take: ", std::to_string(records));
+}
 
 } // namespace
 
 constinit std::atomic<Level> Log::threshold_{Level::Warning};
 
-void Log::write(Level level, std::string_view text) const noexcept
+void Log::writeParts(Level level, std::span<const std::string_view> parts) const noexcept
 {
-    if (!enabled(level)) {
-        return;
-    }
     try {
-        if (std::any_of(text.begin(), text.end(), isControl)) {
-            Road::instance().take(level, channel_, escapeControls(text));
-        } else {
-            Road::instance().take(level, channel_, text);
+        try {
+            Road::instance().take(level, channel_, escapeControls(join(parts)));
+        } catch (...) { // short of memory
+            Road::instance().takeInNeed(level, channel_, parts);
         }
-    } catch (...) { // the log is where failures are reported: it has no one to report its own to
+    } catch (...) { // NOLINT(bugprone-empty-catch)
+        // The log is where failures are reported: it has no one to report its own to.
     }
 }
 
@@ -256,7 +262,7 @@ Level Log::level() noexcept
 
 void Log::logToStandardError()
 {
-    Road::instance().lead(std::make_shared<Output>(STDERR_FILENO, Output::Ownership::Borrowed));
+    Road::instance().lead(makeOutput(STDERR_FILENO, QueuedOutput::Ownership::Borrowed));
 }
 
 void Log::logToFile(const std::filesystem::path& file)
@@ -267,7 +273,7 @@ void Log::logToFile(const std::filesystem::path& file)
         throw std::runtime_error("Cannot open the log file: " + file.string() + ": " +
                                  std::generic_category().message(errno));
     }
-    Road::instance().lead(std::make_shared<Output>(descriptor, Output::Ownership::Owned));
+    Road::instance().lead(makeOutput(descriptor, QueuedOutput::Ownership::Owned));
 }
 
 } // namespace connector::common

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <filesystem>
+#include <span>
 #include <string_view>
 
 #include "contract/common/Export.h"
@@ -22,14 +24,15 @@ enum class Level
 /// A named channel of the process' log. Cheap to make and to copy; objects at file scope are safe
 /// to use from the start of the process to its end.
 ///
-/// A record is built only if its level is kept:
+/// The parts of a record are joined only if its level is kept; whatever costs to make goes behind
+/// `enabled`:
 ///
-///     if (log.enabled(Level::Debug)) {
-///         log.write(Level::Debug, "Found file: " + name);
-///     }
+///     log.write(Level::Debug, "Found file: ", name);
 ///
 /// Any thread may call any operation. All records go to one place: standard error until a file is
-/// named. Nothing that gives access may be logged: cookies, session identifiers, keys.
+/// named. They are queued for it (`QueuedOutput`): no operation waits for a disk or for a reader,
+/// records that find the queue full are dropped, and a later record counts them.
+/// Nothing that gives access may be logged: cookies, session identifiers, keys.
 class CONNECTOR_API Log
 {
 public:
@@ -42,10 +45,17 @@ public:
         return level >= threshold_.load(std::memory_order_relaxed) && level != Level::Off;
     }
 
-    /// Writes one line: UTC time, level, channel, @p text. Control characters in the text are
-    /// escaped ("\n", others as "\x1B"); UTF-8 passes. Does nothing if the level is not kept. A
-    /// record that cannot be written is dropped. Blocks for the write to the file or terminal.
-    void write(Level level, std::string_view text) const noexcept;
+    /// Writes one line: UTC time, level, channel, and @p parts (texts), joined and with
+    /// `escapeControls`. Does nothing if the level is not kept. Short of memory, the line is cut to
+    /// 1 KB of ASCII.
+    template <typename... Parts>
+    void write(Level level, const Parts&... parts) const noexcept
+    {
+        if (enabled(level)) {
+            const std::array<std::string_view, sizeof...(parts)> views = {parts...};
+            writeParts(level, views);
+        }
+    }
 
     /// Sets the threshold of all channels. It is `Level::Warning` at first.
     static void setLevel(Level level) noexcept;
@@ -61,6 +71,8 @@ public:
     static void logToFile(const std::filesystem::path& file);
 
 private:
+    void writeParts(Level level, std::span<const std::string_view> parts) const noexcept;
+
     static std::atomic<Level> threshold_;
 
     const char* channel_;

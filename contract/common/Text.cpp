@@ -30,6 +30,27 @@ const char* skipAscii(const char* at, const char* end) noexcept
     return at;
 }
 
+/// @return how many bytes of @p text, from its first one, are a control character; 0 if none.
+std::size_t sizeOfControl(std::string_view text, bool utf8) noexcept
+{
+    const auto byte = static_cast<unsigned char>(text[0]);
+    if (byte < 0x20 || byte == 0x7F || (byte >= 0x80 && !utf8)) {
+        return 1;
+    }
+    return byte == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0 ? 2 : 0;
+}
+
+void appendEscape(std::string& text, char c)
+{
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\n') {
+        text += "\\n";
+    } else {
+        text.append("\\x").append({kHex[byte >> 4U], kHex[byte & 0xFU]});
+    }
+}
+
 } // namespace
 
 std::string wideToUtf8(std::wstring_view text)
@@ -61,6 +82,32 @@ bool isValidUtf8(std::string_view text) noexcept
         }
     }
     return true;
+}
+
+std::string escapeControls(std::string text)
+{
+    const auto utf8 = isValidUtf8(text);
+    const auto controlAt = [utf8, view = std::string_view(text)](std::size_t at) {
+        return sizeOfControl(view.substr(at), utf8);
+    };
+    std::size_t at = 0;
+    while (at < text.size() && controlAt(at) == 0) {
+        ++at;
+    }
+    if (at == text.size()) {
+        return text;
+    }
+    std::string escaped(text, 0, at);
+    while (at < text.size()) {
+        auto control = controlAt(at);
+        if (control == 0) {
+            escaped += text[at++];
+        }
+        for (; control > 0; --control) {
+            appendEscape(escaped, text[at++]);
+        }
+    }
+    return escaped;
 }
 
 std::string toLowerAscii(std::string text)

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <thread>
 
+#include "contract/common/QueuedOutput.h"
+#include "tests/support/FailingMemory.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -11,11 +13,13 @@ namespace {
 
 using connector::common::Level;
 using connector::common::Log;
+using connector::common::QueuedOutput;
 using connector::test::ScopedLogCapture;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
 constexpr Log kLog("connector::test");
+constexpr std::chrono::seconds kPatience{20};
 
 TEST(Log, KeepsRecordsAtAndAboveTheLevel)
 {
@@ -29,13 +33,36 @@ TEST(Log, KeepsRecordsAtAndAboveTheLevel)
     EXPECT_FALSE(kLog.enabled(Level::Off));
 }
 
-TEST(Log, EscapesControlCharactersAndKeepsUtf8)
+TEST(Log, JoinsPartsEscapesControlCharactersAndKeepsUtf8)
 {
     const ScopedLogCapture capture;
-    kLog.write(Level::Error, std::string_view("a\r\nb\x1B[2J\0\x7F\xC3\xA4 \xE2\x82\xAC \\", 18));
-    EXPECT_THAT(
-        capture.records(),
-        ElementsAre("connector::test: a\\x0D\\nb\\x1B[2J\\x00\\x7F\xC3\xA4 \xE2\x82\xAC \\"));
+    const std::string utf8 = "\xC3\xA4 \xC2\xA0 \xE2\x82\xAC \\";
+    kLog.write(Level::Error, std::string_view("a\r\nb\x1B[2J\0\x7F", 10), utf8);
+    kLog.write(Level::Error, "\xC2\x80\xC2\x9B", utf8);
+    kLog.write(Level::Error, "\xC3\xA4\xE4\xC2");
+    EXPECT_THAT(capture.records(),
+                ElementsAre("connector::test: a\\x0D\\nb\\x1B[2J\\x00\\x7F" + utf8,
+                            "connector::test: \\xC2\\x80\\xC2\\x9B" + utf8,
+                            "connector::test: \\xC3\\xA4\\xE4\\xC2"));
+}
+
+TEST(Log, WritesARecordWhicheverAllocationFails)
+{
+    const connector::test::TemporaryDirectory directory;
+    Log::logToFile(directory.path() / "log");
+    for (int allowed = 0; allowed < 40; ++allowed) {
+        const connector::test::FailingMemory failing(allowed);
+        kLog.write(Level::Error, "short of", "\nmemory, which needs more than a few bytes");
+    }
+    ASSERT_TRUE(QueuedOutput::flush(kPatience));
+    Log::logToStandardError();
+    std::ifstream lines(directory.path() / "log");
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_THAT(line,
+                    MatchesRegex(".* error .connector::test. short of(\\\\n|[?])memory,.*bytes"));
+    }
+    EXPECT_EQ(count, 40);
 }
 
 TEST(Log, WritesOneLineARecordToTheFileAndKeepsItIfTheNextCannotBeOpened)
@@ -55,6 +82,7 @@ TEST(Log, WritesOneLineARecordToTheFileAndKeepsItIfTheNextCannotBeOpened)
     std::thread other(logMany);
     logMany();
     other.join();
+    ASSERT_TRUE(QueuedOutput::flush(kPatience));
     Log::logToStandardError();
     kLog.write(Level::Error, "not in the file");
 
