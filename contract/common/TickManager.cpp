@@ -37,7 +37,7 @@ void callGuarded(const std::function<void(long long)>& function, long long tick)
     try {
         function(tick);
     } catch (const std::exception& failure) {
-        kLog.write(Level::Error, std::string("A timer's function failed: ") + failure.what());
+        kLog.write(Level::Error, "A timer's function failed: ", failure.what());
     } catch (...) {
         kLog.write(Level::Error, "A timer's function failed.");
     }
@@ -82,9 +82,11 @@ TickManager::schedule(std::function<void(long long)> function, long long period)
     timer->period = period;
     auto canceller = std::make_shared<Canceller>(shared_from_this(), timer);
 
+    Timers made;
     std::unique_lock lock(mutex_);
     timer->key = {addSaturated(clock_(), period), scheduled_++};
-    doInsert(lock, std::move(timer));
+    made.emplace(timer->key, std::move(timer));
+    doInsert(lock, made.extract(made.begin()));
     return canceller;
 }
 
@@ -116,9 +118,11 @@ void TickManager::run()
     }
 }
 
-void TickManager::doInsert(std::unique_lock<std::mutex>& /*lock*/, std::shared_ptr<Timer> timer)
+/// Allocates nothing: the thread that runs the timers could not go on without the memory.
+void TickManager::doInsert(std::unique_lock<std::mutex>& /*lock*/, Timers::node_type timer)
 {
-    const auto place = timers_.emplace(timer->key, std::move(timer)).first;
+    timer.key() = timer.mapped()->key;
+    const auto place = timers_.insert(std::move(timer)).position;
     if (place == timers_.begin()) {
         scheduleChanged_.notify_all();
     }
@@ -131,7 +135,8 @@ bool TickManager::doRunNext(std::unique_lock<std::mutex>& lock)
     if (timers_.empty() || timers_.begin()->first.first > now) {
         return false;
     }
-    auto timer = timers_.extract(timers_.begin()).mapped();
+    auto node = timers_.extract(timers_.begin());
+    const auto timer = node.mapped();
     timer->runner = std::this_thread::get_id();
     lock.unlock();
 
@@ -149,7 +154,7 @@ bool TickManager::doRunNext(std::unique_lock<std::mutex>& lock)
     }
     timer->runner = {};
     timer->key.first = nextOnGrid(timer->key.first, timer->period, clock_());
-    doInsert(lock, std::move(timer));
+    doInsert(lock, std::move(node));
     return true;
 }
 

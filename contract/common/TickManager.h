@@ -68,8 +68,9 @@ public:
 
 private:
     using Key = std::pair<long long, unsigned long long>; // when it is due, order of scheduling
+    using Timers = std::map<Key, std::shared_ptr<Timer>>;
 
-    void doInsert(std::unique_lock<std::mutex>& lock, std::shared_ptr<Timer> timer);
+    void doInsert(std::unique_lock<std::mutex>& lock, Timers::node_type timer);
     bool doRunNext(std::unique_lock<std::mutex>& lock);
     void cancel(Timer& timer);
 
@@ -78,7 +79,7 @@ private:
     mutable std::mutex mutex_; ///< Guards all below and the state of every timer.
     std::condition_variable scheduleChanged_;
     std::condition_variable callEnded_;
-    std::map<Key, std::shared_ptr<Timer>> timers_; ///< All that wait; a running one is left out.
+    Timers timers_; ///< All that wait; a running one is left out.
     unsigned long long scheduled_ = 0;
 };
 

@@ -3,10 +3,12 @@
 #include <csignal>
 #include <future>
 #include <gmock/gmock.h>
+#include <optional>
 #include <pthread.h>
 #include <thread>
 
 #include "contract/common/ManualTick.h"
+#include "tests/support/FailingMemory.h"
 #include "tests/support/LogCapture.h"
 
 namespace {
@@ -70,14 +72,25 @@ TEST(Periodic, EndsWithItsHandleAndReleasesItsFunction)
     EXPECT_EQ(calls.use_count(), 1);
 }
 
-TEST(Periodic, AFailureIsLoggedAndTheTimerGoesOn)
+TEST(Periodic, AFailureIsLoggedAndTheTimerGoesOnEvenShortOfMemory)
 {
     const connector::test::ScopedLogCapture capture;
     ManualTick clock;
-    const auto timer = periodic([](long long) { throw std::runtime_error("broken"); }, 1);
+    std::optional<connector::test::FailingMemory> failing;
+    const auto timer = periodic(
+        [&](long long tick) {
+            if (tick == 1'000'002) {
+                failing.emplace();
+            }
+            throw std::runtime_error("broken beyond the room of a short string");
+        },
+        1);
     clock.advance(2);
+    failing.reset();
+    clock.advance(1);
     EXPECT_EQ(capture.records(),
-              std::vector<std::string>(2, "connector::common: A timer's function failed: broken"));
+              std::vector<std::string>(2, "connector::common: A timer's function failed: broken "
+                                          "beyond the room of a short string"));
 }
 
 TEST(Periodic, RunsOnTheTickThreadWithSignalsBlocked)
