@@ -31,7 +31,39 @@ std::string oneLine(std::string text)
             c = '?';
         }
     }
-    return text;
+    return common::escapeControls(std::move(text));
+}
+
+/// As a whole answer: only ends of lines are left of its control characters.
+std::string escapeLines(const std::string& text)
+{
+    std::string escaped;
+    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
+        end = text.find('\n', begin);
+        escaped += begin > 0 ? "\n" : "";
+        escaped += common::escapeControls(text.substr(begin, end - begin));
+    }
+    return escaped;
+}
+
+/// The control characters that JSON text may hold as they are, escaped as JSON does: DEL and C1.
+std::string escapeInJson(const std::string& json)
+{
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string escaped;
+    for (std::size_t at = 0; at < json.size(); ++at) {
+        auto byte = static_cast<unsigned char>(json[at]);
+        const auto next = static_cast<unsigned char>(json[std::min(at + 1, json.size() - 1)]);
+        if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
+            byte = next; // U+0080 to U+009F
+            ++at;
+        } else if (byte != 0x7F) {
+            escaped += json[at];
+            continue;
+        }
+        escaped.append("\\u00").append({kHex[byte >> 4U], kHex[byte & 0xFU]});
+    }
+    return escaped;
 }
 
 std::string abbreviated(const std::string& text)
@@ -80,7 +112,7 @@ Console::Answer Console::answer(const std::string& line) const
             requireNothing(word, rest);
             return {"ok", true};
         }
-        return {run(word, rest)};
+        return {escapeLines(run(word, rest))};
     } catch (const Poco::Exception& failure) { // its what() is only the name of its class
         return makeError(failure.displayText());
     } catch (const std::exception& failure) {
@@ -145,7 +177,8 @@ std::string Console::send(const std::string& typeName, const std::string& json) 
     if (messageAs<Message>(answer) != nullptr) {
         return "ok";
     }
-    return reach_.serializer->typeNameOf(*answer) + " " + reach_.serializer->toText(*answer);
+    return reach_.serializer->typeNameOf(*answer) + " " +
+           escapeInJson(reach_.serializer->toText(*answer));
 }
 
 bool Console::isCommand(const std::string& word) const

@@ -3,8 +3,8 @@
 #include <string>
 #include <unistd.h>
 
+#include "contract/common/QueuedOutput.h"
 #include "host/LineReader.h"
-#include "host/TextWriter.h"
 
 namespace connector::host {
 
@@ -17,12 +17,12 @@ constexpr std::size_t kMaxLineBytes = std::size_t{1} << 20U;
 void runConsole(const Console& console, Shutdown& shutdown)
 {
     const auto terminal = isatty(STDIN_FILENO) == 1;
-    const TextWriter writer(STDOUT_FILENO, shutdown.descriptor());
+    const auto& output = common::QueuedOutput::standardOutput();
     LineReader reader(STDIN_FILENO, shutdown.descriptor(), kMaxLineBytes);
     std::string line;
     for (;;) {
         if (terminal) {
-            writer.write("> ");
+            output.put("> ", shutdown.token());
         }
         const auto event = reader.next(line);
         if (event == LineReader::Event::End || event == LineReader::Event::Woken) {
@@ -34,7 +34,7 @@ void runConsole(const Console& console, Shutdown& shutdown)
         const auto answer =
             event == LineReader::Event::TooLong ? Console::kTooLong : console.answer(line);
         // A text of nothing is the empty line itself.
-        writer.write(answer.text.empty() ? "\n" : answer.text + "\n\n");
+        output.put(answer.text.empty() ? "\n" : answer.text + "\n\n", shutdown.token());
         if (answer.quit) {
             shutdown.request();
             return;

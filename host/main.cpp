@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "contract/common/Log.h"
+#include "contract/common/QueuedOutput.h"
 #include "contract/common/Thread.h"
 #include "host/ConsoleLoop.h"
 #include "host/FreedMemory.h"
@@ -55,8 +56,7 @@ void requireReadable(const ContentRoute& content)
 void serve(Host& host, Shutdown& shutdown)
 {
     const auto greeting = host.start();
-    std::fputs(greeting.c_str(), stdout);
-    std::fflush(stdout);
+    common::QueuedOutput::standardOutput().put(greeting, shutdown.token());
     const auto console = host.makeConsole(shutdown.token());
     auto reader = common::startThread("console", [&] { runConsole(console, shutdown); });
     shutdown.wait();
