@@ -2,10 +2,11 @@
 
 #include <Poco/Exception.h>
 #include <chrono>
-#include <iostream>
 #include <stdexcept>
 #include <utility>
 
+#include "contract/common/LogRateLimit.h"
+#include "contract/common/QueuedOutput.h"
 #include "contract/common/Text.h"
 #include "contract/http/WebSocket.h"
 #include "contract/streams/OneShotPublisher.h"
@@ -30,6 +31,9 @@ namespace {
 using common::DataBuffer;
 using common::Level;
 using OneBuffer = reactive_streams::OneShotPublisher<DataBuffer>;
+
+/// One limit for the whole process, as there is one log and one standard output.
+constinit common::LogRateLimit qtWebKitLines;
 
 std::string textOf(const std::exception& failure)
 {
@@ -122,9 +126,19 @@ void RequestExchange::warnOfQtWebKit(const HttpRequest& message) const
         return;
     }
     const auto userAgent = head_.get("user-agent");
-    if (userAgent.find("Qt/5.3.0 Safari/538.1") != std::string_view::npos) {
-        std::cout << "Unsupported SSL connection from QtWebKit (see g1421641) detected for path: "
-                  << message.path << ", user agent was: " << userAgent << std::flush;
+    if (userAgent.find("Qt/5.3.0 Safari/538.1") == std::string_view::npos) {
+        return;
+    }
+    if (const auto suppressed = qtWebKitLines.admit()) {
+        if (*suppressed > 0) {
+            kServerLog.write(Level::Warning,
+                             "Suppressed lines about QtWebKit: ", std::to_string(*suppressed));
+        }
+        common::QueuedOutput::standardOutput().post(
+            common::escapeControls(
+                "Unsupported SSL connection from QtWebKit (see g1421641) detected for path: " +
+                message.path + ", user agent was: " + std::string(userAgent)) +
+            "\n");
     }
 }
 

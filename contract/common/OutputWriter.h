@@ -82,8 +82,8 @@ private:
     static Progress writeSome(Queue& queue);
     void abandonInChild() noexcept;
 
-    std::mutex mutex_;                   ///< Guards all below.
-    std::condition_variable filled_;     ///< For the writing thread.
+    std::mutex mutex_;                    ///< Guards all below.
+    std::condition_variable filled_;      ///< For the writing thread.
     std::condition_variable_any drained_; ///< For those who wait for room or for the end.
     std::vector<std::shared_ptr<Queue>> busy_;
     bool started_ = false;

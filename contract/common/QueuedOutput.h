@@ -15,7 +15,8 @@ namespace connector::common {
 /// output holds up another one or those who write. What arrives in one call stays together.
 ///
 /// Any thread may call any operation, and also while the process ends: its orderly end waits up to
-/// 200 ms for what is queued. The child of a fork has no such thread; there each call writes itself.
+/// 200 ms for what is queued. The child of a fork has no such thread; there each call writes
+/// itself.
 class CONNECTOR_API QueuedOutput
 {
 public:

@@ -27,9 +27,9 @@ TEST(LogRateLimit, CountsWhatItSuppresses)
     }
     EXPECT_THAT(capture.records(),
                 testing::ElementsAre("connector::test: fault", "connector::test: fault",
-                            "connector::test: Suppressed records like the next: 3",
-                            "connector::test: fault", "connector::test: fault",
-                            "connector::test: fault"));
+                                     "connector::test: Suppressed records like the next: 3",
+                                     "connector::test: fault", "connector::test: fault",
+                                     "connector::test: fault"));
 }
 
 } // namespace

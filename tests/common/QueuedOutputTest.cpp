@@ -76,8 +76,8 @@ TEST_F(QueuedOutputTest, NeverBlocksAndCountsWhatItDropsOnceItIsRead)
 TEST_F(QueuedOutputTest, AThreadThatMayWaitLosesNothingUnlessItIsStopped)
 {
     const auto text = std::string(3 * kMax, 'x') + "\n";
-    auto put = std::async(std::launch::async,
-                          [&] { return output_->put(text, stop_.get_token()); });
+    auto put =
+        std::async(std::launch::async, [&] { return output_->put(text, stop_.get_token()); });
     EXPECT_EQ(read(text.size()), text);
     EXPECT_TRUE(put.get());
     put = std::async(std::launch::async, [&] { return output_->put(text, stop_.get_token()); });

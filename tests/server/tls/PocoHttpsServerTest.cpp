@@ -5,11 +5,14 @@
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPSClientSession.h>
 #include <Poco/StreamCopier.h>
+#include <algorithm>
 #include <atomic>
 #include <gmock/gmock.h>
 #include <list>
 #include <thread>
 
+#include "contract/common/LogRateLimit.h"
+#include "contract/common/QueuedOutput.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
 #include "tests/support/HostProcess.h"
@@ -120,10 +123,14 @@ TEST_F(PocoHttpsServerTest, SpeaksTls12And13AndResumesSessions)
 TEST_F(PocoHttpsServerTest, WarnsOfABrowserThatCannotDoIt)
 {
     testing::internal::CaptureStdout();
-    EXPECT_EQ(curl("/5 -A 'Mozilla/5.0 Qt/5.3.0 Safari/538.1'"), "xxxxx");
-    EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                HasSubstr("Unsupported SSL connection from QtWebKit (see g1421641) detected for "
-                          "path: /5, user agent was: Mozilla/5.0 Qt/5.3.0 Safari/538.1"));
+    EXPECT_EQ(curl("/5%0Aok%1B%C2%9B[1-200] -A 'Mozilla/5.0 Qt/5.3.0 Safari/538.1'").size(), 1000U);
+    EXPECT_TRUE(common::QueuedOutput::flush(std::chrono::seconds(20)));
+    const auto output = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(output, testing::StartsWith(
+                            "Unsupported SSL connection from QtWebKit (see g1421641) detected for "
+                            "path: /5\\nok\\x1B\\xC2\\x9B1, user agent was: Mozilla/5.0 Qt/5.3.0 "
+                            "Safari/538.1\nUnsupported"));
+    EXPECT_EQ(std::ranges::count(output, '\n'), common::LogRateLimit::kRecordsPerMinute);
 }
 
 TEST_F(PocoHttpsServerTest, HandshakesThatNeverFinishHoldNeitherOthersNorTheStop)
