@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "contract/common/Log.h"
+#include "contract/common/LogRateLimit.h"
 
 namespace connector::http::pipeline {
 
@@ -12,6 +13,7 @@ namespace {
 using common::Level;
 
 constexpr common::Log kLog("connector::http");
+constinit common::LogRateLimit givenUp; // one for the whole process, as the log
 
 const DefaultPatterns* findDefault(const std::vector<boost::regex>& patterns)
 {
@@ -26,7 +28,7 @@ const DefaultPatterns* findDefault(const std::vector<boost::regex>& patterns)
 
 void logGivenUp(const boost::regex& pattern, const std::string& path)
 {
-    if (kLog.enabled(Level::Warning)) {
+    if (givenUp.admits(kLog, Level::Warning)) {
         kLog.write(Level::Warning, "Pattern gave up on a path of " + std::to_string(path.size()) +
                                        " bytes: " + pattern.str());
     }

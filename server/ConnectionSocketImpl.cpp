@@ -283,7 +283,7 @@ void ConnectionSocketImpl::takeHead(std::size_t size)
 
 bool ConnectionSocketImpl::refuse(unsigned short status, std::string_view text) noexcept
 {
-    if (kServerLog.enabled(common::Level::Info)) {
+    if (serverLogLimits.refusals.admits(kServerLog, common::Level::Info)) {
         kServerLog.write(common::Level::Info, text);
     }
     atEnd_ = false; // the input that is left is read out, so that the client sees the answer

@@ -24,7 +24,7 @@ void HttpConnection::run()
             patience = parameters_.getKeepAliveTimeout();
         }
     } catch (const Poco::Exception& failure) { // the handshake, or leave to send the body
-        if (kServerLog.enabled(common::Level::Info)) {
+        if (serverLogLimits.brokenConnections.admits(kServerLog, common::Level::Info)) {
             kServerLog.write(common::Level::Info, "Connection ended: " + failure.displayText());
         }
     }

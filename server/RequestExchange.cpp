@@ -5,7 +5,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "contract/common/LogRateLimit.h"
 #include "contract/common/QueuedOutput.h"
 #include "contract/common/Text.h"
 #include "contract/http/WebSocket.h"
@@ -32,9 +31,6 @@ using common::DataBuffer;
 using common::Level;
 using OneBuffer = reactive_streams::OneShotPublisher<DataBuffer>;
 
-/// One limit for the whole process, as there is one log and one standard output.
-constinit common::LogRateLimit qtWebKitLines;
-
 std::string textOf(const std::exception& failure)
 {
     const auto* ofLibrary = dynamic_cast<const Poco::Exception*>(&failure);
@@ -58,19 +54,21 @@ void RequestExchange::run()
             answerRefusal(refusal.status(), refusal.what());
         } catch (const std::exception& failure) {
             const auto text = textOf(failure);
-            if (kServerLog.enabled(Level::Error)) {
+            if (serverLogLimits.failures.admits(kServerLog, Level::Error)) {
                 kServerLog.write(Level::Error,
                                  "Error in HTTP request handling: " + url() + " error: " + text);
             }
             answerFailure("Error while processing HTTP request. " + text);
         } catch (...) {
-            if (kServerLog.enabled(Level::Error)) {
+            if (serverLogLimits.failures.admits(kServerLog, Level::Error)) {
                 kServerLog.write(Level::Error, "Unknown error in HTTP request handling: " + url());
             }
             answerFailure("Unknown error while processing HTTP request.");
         }
     } catch (...) {
-        kServerLog.write(Level::Error, "Unknown top level error in HTTP request handling");
+        if (serverLogLimits.failures.admits(kServerLog, Level::Error)) {
+            kServerLog.write(Level::Error, "Unknown top level error in HTTP request handling");
+        }
         leaveUnanswered();
     }
 }
@@ -129,7 +127,7 @@ void RequestExchange::warnOfQtWebKit(const HttpRequest& message) const
     if (userAgent.find("Qt/5.3.0 Safari/538.1") == std::string_view::npos) {
         return;
     }
-    if (const auto suppressed = qtWebKitLines.admit()) {
+    if (const auto suppressed = serverLogLimits.qtWebKit.admit()) {
         if (*suppressed > 0) {
             kServerLog.write(Level::Warning,
                              "Suppressed lines about QtWebKit: ", std::to_string(*suppressed));
@@ -156,7 +154,8 @@ std::unique_ptr<Message> RequestExchange::awaitReply(Future<std::unique_ptr<Mess
 void RequestExchange::warnOfClosedClient() const
 {
     if (kServerLog.enabled(Level::Warning) && server_.isStarted() &&
-        clientHasClosed(connection_.sockfd())) {
+        clientHasClosed(connection_.sockfd()) &&
+        serverLogLimits.earlyCloses.admits(kServerLog, Level::Warning)) {
         kServerLog.write(Level::Warning,
                          "The client closed the connection before its answer: " + describe());
     }
@@ -198,7 +197,7 @@ std::optional<DataBuffer> RequestExchange::awaitBody(HttpResponse& reply)
     auto body = subscriber->getResult(); // after it, since most bodies are there at once
     while (!body.waitFor(kBodyStep)) {
         if (clientIsGone(connection_.sockfd(), connection_.secure()) || !server_.isStarted()) {
-            if (kServerLog.enabled(Level::Warning)) {
+            if (serverLogLimits.socketErrors.admits(kServerLog, Level::Warning)) {
                 kServerLog.write(Level::Warning, "Socket error: " + describe() + " [" +
                                                      std::to_string(reply.status) + "]");
             }
@@ -250,7 +249,7 @@ void RequestExchange::leaveUnanswered()
 
 void RequestExchange::answerRefusal(unsigned short status, const std::string& text)
 {
-    if (kServerLog.enabled(Level::Info)) {
+    if (serverLogLimits.refusals.admits(kServerLog, Level::Info)) {
         kServerLog.write(Level::Info, "HTTP Request refused: " + url() + " error: " + text);
     }
     answerText(status, text, false);
