@@ -56,7 +56,7 @@ void requireReadable(const ContentRoute& content)
 void serve(Host& host, Shutdown& shutdown)
 {
     const auto greeting = host.start();
-    common::QueuedOutput::standardOutput().put(greeting, shutdown.token());
+    common::QueuedOutput::standardOutput().post(greeting);
     const auto console = host.makeConsole(shutdown.token());
     auto reader = common::startThread("console", [&] { runConsole(console, shutdown); });
     shutdown.wait();

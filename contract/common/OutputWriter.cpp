@@ -122,6 +122,11 @@ bool OutputWriter::put(const std::shared_ptr<Queue>& queue, std::string_view tex
         }
         doAppend(lock, queue, piece);
         text.remove_prefix(piece.size());
+        const auto end = queue->appended;
+        if (!drained_.wait(lock, stop, [&] { return queue->finished >= end; })) {
+            queue->dropped += countLines(text);
+            return false;
+        }
     }
     lock.unlock();
     writeAll(queue->descriptor, text);
@@ -161,6 +166,7 @@ void OutputWriter::doAppend(Lock& lock, const std::shared_ptr<Queue>& queue, std
         filled_.notify_one();
     }
     queue->gathered += text; // within what is reserved
+    queue->appended += text.size();
 }
 
 void OutputWriter::run()
@@ -196,6 +202,7 @@ bool OutputWriter::doServe(Lock& lock, const std::shared_ptr<Queue>& queue)
         queue->taken.swap(queue->gathered);
         queue->writing = true;
     }
+    const auto before = queue->written;
     lock.unlock();
     const auto progress = writeSome(*queue);
     lock.lock();
@@ -206,6 +213,7 @@ bool OutputWriter::doServe(Lock& lock, const std::shared_ptr<Queue>& queue)
         queue->dropped += countLines(std::string_view(queue->taken).substr(queue->written));
         queue->written = queue->taken.size();
     }
+    queue->finished += queue->written - before;
     queue->writing = queue->written < queue->taken.size();
     if (!queue->writing && progress == Progress::Written && queue->dropped > 0) {
         const auto dropped = std::exchange(queue->dropped, 0);

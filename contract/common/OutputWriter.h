@@ -36,10 +36,12 @@ public:
         void (*const onDropped)(std::uint64_t) noexcept;
 
         // Guarded by the writer's mutex.
-        std::string gathered;      ///< Waits for `taken` to be written.
-        std::uint64_t dropped = 0; ///< Lines that were lost and not told yet.
-        bool busy = false;         ///< In `busy_`: has text in one of the two.
-        bool writing = false;      ///< `taken` is not all written.
+        std::string gathered;       ///< Waits for `taken` to be written.
+        std::uint64_t appended = 0; ///< Bytes so far.
+        std::uint64_t finished = 0; ///< Bytes so far that were written or lost.
+        std::uint64_t dropped = 0;  ///< Lines that were lost and not told yet.
+        bool busy = false;          ///< In `busy_`: has text in one of the two.
+        bool writing = false;       ///< `taken` is not all written.
 
         // Of the writing thread alone.
         std::string taken;
@@ -84,7 +86,7 @@ private:
 
     std::mutex mutex_;                    ///< Guards all below.
     std::condition_variable filled_;      ///< For the writing thread.
-    std::condition_variable_any drained_; ///< For those who wait for room or for the end.
+    std::condition_variable_any drained_; ///< For those who wait for outputs to take text.
     std::vector<std::shared_ptr<Queue>> busy_;
     bool started_ = false;
     bool inChild_ = false; ///< This process is a fork's child: the thread stayed with the parent.

@@ -40,10 +40,10 @@ public:
     /// @return whether they are queued.
     bool post(std::string_view lines) const noexcept;
 
-    /// Queues text, and blocks as long as there is no room for it: for a thread whose only business
-    /// is this output.
-    /// @param stop gives up the wait; the text that has no room is then dropped.
-    /// @return whether all of it is queued.
+    /// Queues text and blocks until it is written, or lost because the output failed: for a thread
+    /// whose only business is this output.
+    /// @param stop gives up the wait. What is queued by then stays so, the rest is dropped.
+    /// @return whether it was not given up.
     bool put(std::string_view text, const std::stop_token& stop) const;
 
     /// Waits until all outputs of the process have written what is queued.

@@ -59,6 +59,9 @@ TEST_F(ConsoleWireTest, WhateverElseIsTypedIsAnErrorOnOneLine)
         EXPECT_LT(answer.size(), 400U);
         EXPECT_TRUE(common::isValidUtf8(answer));
     }
+    EXPECT_THAT(type("\xC2\x9B"), HasSubstr("\\xC2\\x9B"));
+    EXPECT_EQ(type(R"(connector/http/CreateHttpServer {"name":"\u007f\u009b"})"), "ok");
+    EXPECT_THAT(type("connector/http/ListHttpServers {}"), HasSubstr(R"("\u007F\u009B")"));
     EXPECT_THAT(type(std::string(100'000, 'x') + "\nhelp"), HasSubstr("xxx...")); // and then
     EXPECT_THAT(type(""), HasSubstr("quit")) << "the answers are still in step";
 }
