@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <thread>
 
+#include "contract/common/LogRateLimit.h"
+#include "contract/common/ManualTick.h"
 #include "contract/common/QueuedOutput.h"
 #include "tests/support/FailingMemory.h"
 #include "tests/support/LogCapture.h"
@@ -93,6 +95,27 @@ TEST(Log, WritesOneLineARecordToTheFileAndKeepsItIfTheNextCannotBeOpened)
                                        "[0-9]{3}Z warning .connector::test. one\\\\nrecord"));
     }
     EXPECT_EQ(count, 200);
+}
+
+TEST(LogRateLimit, CountsWhatItSuppresses)
+{
+    const ScopedLogCapture capture(Level::Warning);
+    connector::common::ManualTick clock;
+    connector::common::LogRateLimit limit(2);
+    for (const int records : {5, 2, 1}) {
+        for (int i = 0; i < records; ++i) {
+            EXPECT_FALSE(limit.admits(kLog, Level::Info));
+            if (limit.admits(kLog, Level::Warning)) {
+                kLog.write(Level::Warning, "fault");
+            }
+        }
+        clock.advance(60'000);
+    }
+    EXPECT_THAT(capture.records(),
+                ElementsAre("connector::test: fault", "connector::test: fault",
+                            "connector::test: Suppressed records like the next: 3",
+                            "connector::test: fault", "connector::test: fault",
+                            "connector::test: fault"));
 }
 
 TEST(Log, TakesRecordsToTheEndOfTheProcess)

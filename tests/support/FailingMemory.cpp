@@ -3,21 +3,22 @@
 #include <cstdlib>
 #include <new>
 
-namespace {
+using connector::test::FailingMemory;
 
-constexpr int kUnlimited = -1;
-constinit thread_local int allowedAllocations = kUnlimited;
+constinit thread_local int FailingMemory::allowed_ = kUnlimited;
 
-} // namespace
+void* FailingMemory::allocate(unsigned long size)
+{
+    if (allowed_ == 0) {
+        throw std::bad_alloc();
+    }
+    allowed_ -= allowed_ > 0 ? 1 : 0;
+    return std::malloc(size);
+}
 
 void* operator new(std::size_t size)
 {
-    auto* const memory = allowedAllocations == 0 ? nullptr : std::malloc(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    allowedAllocations -= allowedAllocations > 0 ? 1 : 0;
-    return memory;
+    return FailingMemory::allocate(size);
 }
 
 void operator delete(void* memory) noexcept
@@ -28,14 +29,4 @@ void operator delete(void* memory) noexcept
 void operator delete(void* memory, std::size_t /*size*/) noexcept
 {
     std::free(memory);
-}
-
-connector::test::FailingMemory::FailingMemory(int allowed)
-{
-    allowedAllocations = allowed;
-}
-
-connector::test::FailingMemory::~FailingMemory()
-{
-    allowedAllocations = kUnlimited;
 }
