@@ -77,10 +77,10 @@ std::string makeLine(Level level, std::string_view channel, std::string_view tex
 
 /// A line as `makeLine` makes it when there is no memory for that: cut to its size, and with "?"
 /// for all but printable ASCII.
-class NeedyLine
+class FixedLine
 {
 public:
-    NeedyLine(Level level, std::string_view channel,
+    FixedLine(Level level, std::string_view channel,
               std::span<const std::string_view> parts) noexcept
     {
         TimeText time;
@@ -192,9 +192,9 @@ public:
     }
 
     /// Allocates nothing, and goes past the library, which does.
-    void takeInNeed(Level level, const char* channel, std::span<const std::string_view> parts)
+    void takeFixed(Level level, const char* channel, std::span<const std::string_view> parts)
     {
-        const NeedyLine line(level, channel, parts);
+        const FixedLine line(level, channel, parts);
         const std::shared_lock lock(mutex_);
         output_->post(line.text());
     }
@@ -219,7 +219,7 @@ private:
     const logging::core_ptr core_;
 
     /// Guards all below, and keeps the library alive while a record is on its way: it is the one
-    /// lock under which the log writes.
+    /// lock under which a record is queued.
     std::shared_mutex mutex_;
     bool libraryEnded_ = false;
     boost::shared_ptr<Sink> sink_;
@@ -243,7 +243,7 @@ void Log::writeParts(Level level, std::span<const std::string_view> parts) const
         try {
             Road::instance().take(level, channel_, escapeControls(join(parts)));
         } catch (...) { // short of memory
-            Road::instance().takeInNeed(level, channel_, parts);
+            Road::instance().takeFixed(level, channel_, parts);
         }
     } catch (...) { // NOLINT(bugprone-empty-catch)
         // The log is where failures are reported: it has no one to report its own to.
