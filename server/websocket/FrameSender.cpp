@@ -6,8 +6,6 @@
 #include <iterator>
 #include <utility>
 
-#include "server/websocket/WebSocketLimits.h"
-
 namespace connector::http::websocket {
 
 namespace {
@@ -47,24 +45,28 @@ void FrameSender::doQueue(WebSocketFrame&& frame)
 {
     auto rest = frame.payload.view();
     auto flags = frame.flags;
-    queuedBytes_ += rest.size();
     while (rest.size() > kSendFrameSize) {
         const auto fragment = rest.substr(0, kSendFrameSize);
-        data_.push_back(
-            {FrameHead(flags & ~kFinalBit, fragment.size()), fragment, {}, false, true});
+        doPush({FrameHead(flags & ~kFinalBit, fragment.size()), fragment, {}, false, true});
         rest.remove_prefix(fragment.size());
         flags = Continuation;
     }
     // A fragment that a provider hands on is not the message's last.
     flags = static_cast<std::uint8_t>(flags | (frame.flags & kFinalBit));
-    Piece last = {FrameHead(flags, rest.size()), rest, std::move(frame.payload), true, true};
+    doPush({FrameHead(flags, rest.size()), rest, std::move(frame.payload), true, true});
+}
+
+void FrameSender::doPush(Piece&& piece)
+{
+    const auto cost = piece.cost();
     if (flushing_ || doHasLoaded() || !data_.empty() || !pongs_.empty()) {
-        data_.push_back(std::move(last));
+        data_.push_back(std::move(piece));
     } else { // mostly; saves the way through the queue
         loaded_.clear();
         current_ = 0;
-        loaded_.push_back(std::move(last));
+        loaded_.push_back(std::move(piece));
     }
+    queuedBytes_ += cost;
 }
 
 void FrameSender::queuePong(common::DataBuffer&& payload)
@@ -80,7 +82,7 @@ void FrameSender::queuePong(common::DataBuffer&& payload)
     const auto body = payload.view();
     pongs_.push_back(
         {FrameHead(kFinalBit | Pong, body.size()), body, std::move(payload), true, false});
-    pongBytes_ += pongs_.back().size();
+    pongBytes_ += pongs_.back().cost();
 }
 
 void FrameSender::queueClose(common::DataBuffer&& payload)
@@ -203,7 +205,7 @@ std::size_t FrameSender::discardSent(std::size_t count)
     while (current_ < loaded_.size() && offset_ >= loaded_[current_].size()) {
         auto& piece = loaded_[current_++];
         offset_ -= piece.size();
-        released += piece.isData ? piece.body.size() : 0;
+        released += piece.isData ? piece.cost() : 0;
         piece.owner = {};
     }
     return released;

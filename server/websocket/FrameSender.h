@@ -14,6 +14,7 @@
 #include "contract/streams/DataBuffer.h"
 #include "server/websocket/FrameFormat.h"
 #include "server/websocket/SocketChannel.h"
+#include "server/websocket/WebSocketLimits.h"
 
 namespace connector::http::websocket {
 
@@ -85,9 +86,13 @@ private:
         bool isData;              ///< Counted in `queuedBytes_`.
 
         [[nodiscard]] std::size_t size() const { return head.view().size() + body.size(); }
+
+        /// What the piece counts in the bounds of what is queued.
+        [[nodiscard]] std::size_t cost() const { return kQueuedFrameCost + size(); }
     };
 
     void doQueue(WebSocketFrame&& frame);
+    void doPush(Piece&& piece);
     Flushed doFlush(std::unique_lock<std::mutex>& lock);
     Flushed doTellRoom();
     bool doLoad();
@@ -104,8 +109,8 @@ private:
     std::condition_variable flushed_;
     std::deque<Piece> data_;
     std::deque<Piece> pongs_;
-    std::size_t queuedBytes_ = 0; ///< Of data that is not sent yet, what is loaded too.
-    std::size_t pongBytes_ = 0;
+    std::size_t queuedBytes_ = 0;       ///< Cost of data that is not sent yet, what is loaded too.
+    std::size_t pongBytes_ = 0;         ///< Cost of the pongs.
     bool roomAwaited_ = false;          ///< It was not told yet that there is room.
     bool flushing_ = false;             ///< A thread is writing.
     std::atomic<bool> blocked_ = false; ///< Read without the lock as well.

@@ -20,6 +20,10 @@ inline constexpr std::size_t kSendQueueLimit = 8'000'000;
 /// Bytes of unsent pongs beyond which only the newest is kept (RFC 6455 section 5.5.3).
 inline constexpr std::size_t kPongQueueLimit = 65'536;
 
+/// What both limits count for a frame beside its head and payload: the memory to keep it queued. So
+/// they bound the number of frames as well, however short those are.
+inline constexpr std::size_t kQueuedFrameCost = 128;
+
 /// A client that takes nothing of what waits for it for that long is cut off; and for that long
 /// only once the connection is closing.
 inline constexpr std::chrono::seconds kSendTimeout{30};
