@@ -21,6 +21,7 @@
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
 #include "server/websocket/OpenWebSockets.h"
+#include "server/websocket/PocoWebSocket.h"
 #include "server/websocket/WebSocketUpgrade.h"
 
 namespace connector::http {
@@ -235,11 +236,14 @@ void RequestExchange::upgrade(const WebSocket& reply)
         answerText(refusal->status, refusal->text, request_.keepsAlive(), describeUpgrade);
         return;
     }
+    request_.endConnection(); // what follows the request is no request
     auto& open = server_.openWebSockets_;
     const websocket::OpenWebSockets::Scope counted(open);
+    const auto bridge = makeWebSocket(request_, open);
+    sending_ = true; // nothing answers as HTTP from here on
+    connection_.sendAll(makeUpgradeHead(head_).format(), "");
     runWebSocket(
-        request_, reply, open, [this] { return server_.isStarted(); }, scope_.stopToken);
-    request_.endConnection();
+        *bridge, reply, [this] { return server_.isStarted(); }, scope_.stopToken);
 }
 
 void RequestExchange::leaveUnanswered()

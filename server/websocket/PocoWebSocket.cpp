@@ -1,6 +1,5 @@
 #include "server/websocket/PocoWebSocket.h"
 
-#include <Poco/Timespan.h>
 #include <poll.h>
 #include <stdexcept>
 #include <utility>
@@ -51,15 +50,13 @@ private:
     const std::weak_ptr<PocoWebSocket> bridge_;
 };
 
-PocoWebSocket::PocoWebSocket(const Poco::Net::WebSocket& socket,
+PocoWebSocket::PocoWebSocket(const Poco::Net::StreamSocket& socket,
                              std::unique_ptr<SocketChannel> channel,
                              std::unique_ptr<SocketWait> wait, AwakeWait awake, std::string early)
     : thread_(std::this_thread::get_id()), socket_(socket), channel_(std::move(channel)),
       wait_(std::move(wait)), sender_(*channel_), awake_(awake),
       receiver_(*channel_, std::move(early), kReceiveLimit)
-{
-    socket_->setReceiveTimeout(Poco::Timespan(0, 10'000));
-}
+{}
 
 PocoWebSocket::~PocoWebSocket() = default;
 

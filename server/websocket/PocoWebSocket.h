@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Poco/Net/WebSocket.h>
+#include <Poco/Net/StreamSocket.h>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -58,7 +58,7 @@ public:
     /// @param wait waits for the same connection.
     /// @param awake waits for the client's next message first.
     /// @param early what the client sent before the handshake was answered.
-    PocoWebSocket(const Poco::Net::WebSocket& socket,
+    PocoWebSocket(const Poco::Net::StreamSocket& socket,
                   std::unique_ptr<websocket::SocketChannel> channel,
                   std::unique_ptr<websocket::SocketWait> wait, websocket::AwakeWait awake,
                   std::string early);
@@ -114,8 +114,8 @@ private:
     void fail(const std::exception_ptr& failure, std::optional<websocket::CloseCode> code);
     void finish();
 
-    const std::thread::id thread_;               ///< The connection's own.
-    std::optional<Poco::Net::WebSocket> socket_; ///< Until `close`.
+    const std::thread::id thread_;                  ///< The connection's own.
+    std::optional<Poco::Net::StreamSocket> socket_; ///< Until `close`.
     const std::unique_ptr<websocket::SocketChannel> channel_;
     const std::unique_ptr<websocket::SocketWait> wait_;
     websocket::FrameSender sender_;

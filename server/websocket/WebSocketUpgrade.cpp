@@ -1,27 +1,24 @@
 #include "server/websocket/WebSocketUpgrade.h"
 
-#include <Poco/Net/HTTPServerRequestImpl.h>
-#include <Poco/Net/HTTPServerResponseImpl.h>
-#include <Poco/Net/HTTPServerSession.h>
-#include <Poco/Net/WebSocket.h>
+#include <Poco/Net/HTTPRequest.h>
 #include <algorithm>
+#include <array>
 #include <cctype>
-#include <memory>
 #include <netinet/tcp.h>
+#include <openssl/evp.h>
+#include <openssl/sha.h>
 #include <string_view>
 #include <utility>
-#include <vector>
 
-#include "contract/common/Text.h"
 #include "contract/http/WebSocket.h"
 #include "server/ConnectionSocketImpl.h"
-#include "server/ResponseHead.h"
+#include "server/HttpDate.h"
 #include "server/ServedRequest.h"
-#include "server/ServerParameters.h"
 #include "server/tls/TlsConnectionSocketImpl.h"
 #include "server/websocket/OpenWebSockets.h"
 #include "server/websocket/PocoWebSocket.h"
 #include "server/websocket/SocketChannel.h"
+#include "server/websocket/WebSocketLog.h"
 
 namespace connector::http {
 
@@ -62,30 +59,15 @@ void configure(Poco::Net::StreamSocket& socket)
     socket.setOption(IPPROTO_TCP, TCP_KEEPCNT, kProbes);
 }
 
-/// The handshake, by the library's own request and response.
-std::shared_ptr<PocoWebSocket> accept(ServedRequest& served, websocket::AwakeWait awake)
+/// What proves to the client that its key was understood (RFC 6455 section 4.2.2).
+std::string acceptFor(std::string_view key)
 {
-    auto& connection = served.connection();
-    auto early = connection.takeBuffered();
-    connection.leaveHttp();
-    configure(served.socket());
-    // What may fail comes before the answer.
-    auto channel = makeChannel(connection);
-    auto wait = std::make_unique<websocket::SocketWait>(channel->descriptor());
-
-    auto parameters = makeServerParameters();
-    Poco::Net::HTTPServerSession session(served.socket(), parameters);
-    Poco::Net::HTTPServerResponseImpl response(session);
-    connection.passHeadToLibrary();
-    Poco::Net::HTTPServerRequestImpl request(response, session, parameters);
-    response.setVersion(request.getVersion());
-    response.setDate(Poco::Timestamp());
-    response.set("Server", parameters->getSoftwareVersion());
-    request.set("Upgrade", "websocket"); // of a list, the library would know none
-    request.set("Connection", "Upgrade");
-    const Poco::Net::WebSocket socket(request, response);
-    return std::make_shared<PocoWebSocket>(socket, std::move(channel), std::move(wait), awake,
-                                           std::move(early));
+    const auto joined = std::string(key) + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
+    std::array<unsigned char, SHA_DIGEST_LENGTH> digest;
+    ::SHA1(reinterpret_cast<const unsigned char*>(joined.data()), joined.size(), digest.data());
+    std::array<unsigned char, 4 * ((SHA_DIGEST_LENGTH + 2) / 3) + 1> text;
+    const auto length = ::EVP_EncodeBlock(text.data(), digest.data(), SHA_DIGEST_LENGTH);
+    return {reinterpret_cast<const char*>(text.data()), static_cast<std::size_t>(length)};
 }
 
 } // namespace
@@ -116,15 +98,37 @@ void describeUpgrade(ResponseHead& head)
     head.add("Sec-WebSocket-Version", kVersion);
 }
 
-void runWebSocket(ServedRequest& request, const WebSocket& reply, websocket::OpenWebSockets& open,
-                  const std::function<bool()>& isStarted, const std::stop_token& stopToken)
+ResponseHead makeUpgradeHead(const RequestHead& head)
 {
-    const auto bridge = accept(request, websocket::AwakeWait(open.lastTurn()));
-    const std::stop_callback onStop(stopToken, [bridge] { bridge->interrupt(); });
-    bridge->join(reply);
-    while (isStarted() && bridge->receive()) {
-    }
-    bridge->close();
+    ResponseHead answer(false, true, currentHttpDate());
+    answer.setStatus(101);
+    answer.offerUpgrade("websocket");
+    answer.add("Sec-WebSocket-Accept", acceptFor(head.get("Sec-WebSocket-Key")));
+    return answer;
+}
+
+std::shared_ptr<PocoWebSocket> makeWebSocket(ServedRequest& request,
+                                             websocket::OpenWebSockets& open)
+{
+    auto& connection = request.connection();
+    configure(request.socket());
+    auto channel = makeChannel(connection);
+    auto wait = std::make_unique<websocket::SocketWait>(channel->descriptor());
+    return std::make_shared<PocoWebSocket>(request.socket(), std::move(channel), std::move(wait),
+                                           websocket::AwakeWait(open.lastTurn()),
+                                           connection.takeBuffered());
+}
+
+void runWebSocket(PocoWebSocket& bridge, const WebSocket& reply,
+                  const std::function<bool()>& isStarted, const std::stop_token& stopToken) noexcept
+{
+    const std::stop_callback onStop(stopToken, [&bridge] { bridge.interrupt(); });
+    websocket::guarded([&] {
+        bridge.join(reply);
+        while (isStarted() && bridge.receive()) {
+        }
+    });
+    bridge.close();
 }
 
 } // namespace connector::http

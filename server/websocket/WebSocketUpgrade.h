@@ -1,14 +1,17 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stop_token>
 #include <string>
 
+#include "server/ResponseHead.h"
+
 namespace connector::http {
 
+class PocoWebSocket;
 class RequestHead;
-class ResponseHead;
 class ServedRequest;
 class WebSocket;
 namespace websocket {
@@ -29,16 +32,25 @@ std::optional<UpgradeRefusal> checkUpgrade(const RequestHead& head);
 /// Tells the client of a refused request what would be accepted.
 void describeUpgrade(ResponseHead& head);
 
-/// Upgrades the connection and bridges it to the streams of @p reply, on the calling thread, which
-/// is the connection's; returns once the connection has ended. The socket is shut down then and
-/// speaks no HTTP any more.
-/// @param request has passed `checkUpgrade`, and was read to its end.
+/// The answer of status 101 to a request that has passed `checkUpgrade`.
+ResponseHead makeUpgradeHead(const RequestHead& head);
+
+/// Makes what an upgraded connection needs. What may fail for lack of resources fails here, while
+/// the request can still be answered; its connection is of no use for further requests either way.
+/// To be called on the connection's thread.
 /// @param open the server's connections, this one among them.
+/// @throws std::exception
+std::shared_ptr<PocoWebSocket> makeWebSocket(ServedRequest& request,
+                                             websocket::OpenWebSockets& open);
+
+/// Bridges the upgraded connection to the streams of @p reply, on the connection's thread; returns
+/// once the connection has ended, and the socket is shut down. Nothing that the provider throws
+/// leaves.
 /// @param isStarted whether the server is; looked at twice a second.
 /// @param stopToken stopped when the server stops: the connection ends at once then, see
 ///        `PocoWebSocket::close`.
-/// @throws Poco::Exception when the handshake can't be answered; nothing was sent then.
-void runWebSocket(ServedRequest& request, const WebSocket& reply, websocket::OpenWebSockets& open,
-                  const std::function<bool()>& isStarted, const std::stop_token& stopToken);
+void runWebSocket(PocoWebSocket& bridge, const WebSocket& reply,
+                  const std::function<bool()>& isStarted,
+                  const std::stop_token& stopToken) noexcept;
 
 } // namespace connector::http

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <sys/resource.h>
 
 #include "contract/messaging/LocalConnector.h"
 #include "contract/streams/TransformProcessor.h"
@@ -138,11 +139,12 @@ protected:
         std::make_shared<PocoHttpServer>(connector_, test::findFreePort());
 };
 
+const std::string upgrade = "Connection: Upgrade\r\nUpgrade: websocket\r\n";
+const std::string version = "Sec-WebSocket-Version: 13\r\n";
+const std::string key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
+
 TEST_F(PocoWebSocketTest, RefusesWhatIsNoUpgrade)
 {
-    const std::string upgrade = "Connection: Upgrade\r\nUpgrade: websocket\r\n";
-    const std::string version = "Sec-WebSocket-Version: 13\r\n";
-    const std::string key = "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
     const std::pair<std::string, int> cases[] = {
         {"", 426},
         {"Upgrade: websocket\r\n" + version + key, 426},
@@ -159,6 +161,26 @@ TEST_F(PocoWebSocketTest, RefusesWhatIsNoUpgrade)
         EXPECT_EQ(answer.header("connection"), "Upgrade");
         EXPECT_EQ(answer.header("sec-websocket-version"), "13");
     }
+}
+
+TEST_F(PocoWebSocketTest, AnswersAnUpgradeOnceWhetherItSucceedsOrFails)
+{
+    const auto cookie = "Cookie: a=" + std::string(9000, 'x') + "\r\n";
+    RawClient client(port());
+    client.send(test::makeRequest("GET", "/echo", upgrade + version + key + cookie));
+    EXPECT_EQ(client.readResponse(true).header("sec-websocket-accept"),
+              "s3pPLMBiTxaQ9kYGzzhZRbK+xOo=");
+
+    RawClient unlucky(port());
+    rlimit descriptors = {};
+    ::getrlimit(RLIMIT_NOFILE, &descriptors);
+    const rlimit none = {0, descriptors.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    unlucky.send(test::makeRequest("GET", "/echo", upgrade + version + key));
+    EXPECT_EQ(unlucky.readResponse().status, 500);
+    ::setrlimit(RLIMIT_NOFILE, &descriptors);
+    unlucky.send(test::makeRequest("GET", "/echo"));
+    EXPECT_EQ(unlucky.readUntilClosed(), "");
 }
 
 TEST_F(PocoWebSocketTest, EchoesFramesHoweverTheyArrive)
