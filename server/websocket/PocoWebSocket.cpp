@@ -1,5 +1,6 @@
 #include "server/websocket/PocoWebSocket.h"
 
+#include <limits>
 #include <poll.h>
 #include <stdexcept>
 #include <utility>
@@ -60,20 +61,26 @@ PocoWebSocket::PocoWebSocket(const Poco::Net::StreamSocket& socket,
 
 PocoWebSocket::~PocoWebSocket() = default;
 
-void PocoWebSocket::join(const WebSocket& reply)
+template <typename Operation>
+void PocoWebSocket::attempt(const Operation& operation) noexcept
 {
     try {
-        if (reply.outgoing != nullptr) {
-            reply.outgoing->subscribe(shared_from_this());
-        }
-        if (reply.incoming != nullptr) {
-            subscribe(reply.incoming);
-        } else {
-            cancel();
-        }
+        operation();
     } catch (...) {
         logEscaped();
         fail(std::current_exception(), InternalError);
+    }
+}
+
+void PocoWebSocket::join(const WebSocket& reply)
+{
+    if (reply.outgoing != nullptr) {
+        attempt([&] { reply.outgoing->subscribe(shared_from_this()); });
+    }
+    if (reply.incoming != nullptr) {
+        attempt([&] { subscribe(reply.incoming); });
+    } else {
+        cancel();
     }
 }
 
@@ -101,7 +108,7 @@ void PocoWebSocket::cancel()
 void PocoWebSocket::onSubscribe(std::shared_ptr<reactive_streams::Subscription> subscription)
 {
     if (ends_.connectUpstream(subscription)) {
-        subscription->request(1);
+        requestFrame();
     } else {
         subscription->cancel();
     }
@@ -112,22 +119,29 @@ void PocoWebSocket::onNext(WebSocketFrame&& frame)
     if (ends_.isClosed()) {
         return;
     }
-    const auto inStep = std::this_thread::get_id() == thread_;
+    const auto inStep = isOwnThread();
     if (inStep) {
         answered_ = true;
         queued_ = collecting_;
     }
-    if (!inStep || !collecting_) {
-        afterFlush(sender_.send(std::move(frame)));
-    } else if (sender_.queue(std::move(frame))) { // leaves with the answers to what follows
-        ends_.requestFrame();
-    }
+    attempt([&] {
+        if (!inStep || !collecting_) {
+            afterFlush(sender_.send(std::move(frame)));
+        } else if (sender_.queue(std::move(frame))) { // leaves with the answers to what follows
+            requestFrame();
+        }
+    });
 }
 
 void PocoWebSocket::onError(std::exception_ptr failure)
 {
     if (endByProvider(InternalError)) {
-        guarded([&failure] { std::rethrow_exception(failure); });
+        guarded([&failure] {
+            if (failure == nullptr) {
+                throw std::runtime_error("The provider's stream failed.");
+            }
+            std::rethrow_exception(failure);
+        });
     }
 }
 
@@ -163,6 +177,9 @@ bool PocoWebSocket::receive()
         } catch (const std::exception& failure) {
             logReceiving(failure);
             fail(std::current_exception(), std::nullopt);
+        } catch (...) {
+            logEscaped();
+            fail(std::current_exception(), InternalError);
         }
         collecting_ = false;
     }
@@ -183,7 +200,7 @@ void PocoWebSocket::close()
 {
     ends_.close(GoingAway);
     ends_.deliverEnd();
-    finish();
+    guarded([this] { finish(); });
     sender_.end();
     channel_->shutDown();
     undelivered_.reset();
@@ -196,17 +213,22 @@ void PocoWebSocket::receiveStep()
         awaitInput();
     }
     handleInput();
+    if (requestsLeft_) {
+        attempt([this] { requestsLeft_ = !ends_.resumeRequests(kRequestsPerStep); });
+    }
 }
 
 void PocoWebSocket::awaitInput()
 {
     if (std::exchange(answered_, false) && !undelivered_.has_value() && !sender_.isBlocked() &&
+        !requestsLeft_ &&
         (awake_.waitUntil([this] { return receiveInput(false); }) || receiveInput(true))) {
         return;
     }
+    const auto timeout = requestsLeft_ ? std::chrono::milliseconds(0) : kReceiveStep;
     const auto events = channel_->hasHiddenInput() && !undelivered_.has_value()
                             ? POLLIN
-                            : wait_->wait([this] { return awaitedEvents(); }, kReceiveStep);
+                            : wait_->wait([this] { return awaitedEvents(); }, timeout);
     if ((events & POLLOUT) != 0) {
         afterFlush(sender_.resume());
     }
@@ -295,16 +317,23 @@ std::optional<WebSocketFrame> PocoWebSocket::nextDataFrame()
 
 void PocoWebSocket::deliver()
 {
-    try {
-        if (!ends_.deliver(*undelivered_)) {
-            return;
-        }
-    } catch (...) {
-        logEscaped();
-        fail(std::current_exception(), InternalError);
+    auto delivered = true;
+    attempt([&] { delivered = ends_.deliver(*undelivered_); });
+    if (delivered) {
+        undelivered_.reset();
+        hungUpAt_.reset();
     }
-    undelivered_.reset();
-    hungUpAt_.reset();
+}
+
+void PocoWebSocket::requestFrame()
+{
+    attempt([this] {
+        if (!isOwnThread()) {
+            ends_.requestFrame(std::numeric_limits<int>::max());
+        } else if (!ends_.requestFrame(kRequestsPerStep)) {
+            requestsLeft_ = true;
+        }
+    });
 }
 
 void PocoWebSocket::afterFlush(FrameSender::Flushed flushed)
@@ -313,15 +342,14 @@ void PocoWebSocket::afterFlush(FrameSender::Flushed flushed)
         wait_->wake();
     }
     if (flushed.roomAgain) {
-        ends_.requestFrame();
+        requestFrame();
     }
 }
 
 void PocoWebSocket::fail(const std::exception_ptr& failure, std::optional<CloseCode> code)
 {
-    if (ends_.close(code, failure)) {
-        ends_.deliverEnd();
-    }
+    ends_.close(code, failure);
+    wait_->wake();
 }
 
 void PocoWebSocket::finish()

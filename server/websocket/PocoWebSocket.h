@@ -47,7 +47,7 @@ namespace connector::http {
 /// | the client hangs up between two frames    | onComplete | none                               |
 /// | the client breaks the protocol            | onError    | 1002, 1007 or 1009                 |
 /// | receiving or sending fails                | onError    | none                               |
-/// | the subscriber throws                     | onError    | 1011                               |
+/// | the subscriber or the publisher throws    | onError    | 1011                               |
 class PocoWebSocket final : public reactive_streams::ProcessorAPI<WebSocketFrame, WebSocketFrame>,
                             public std::enable_shared_from_this<PocoWebSocket>
 {
@@ -64,8 +64,7 @@ public:
                   std::string early);
     ~PocoWebSocket() override;
 
-    /// Connects both streams of @p reply. If one of them refuses, the connection ends as if the
-    /// subscriber had thrown.
+    /// Connects both streams of @p reply. If one of them throws, `receive` ends the connection.
     void join(const WebSocket& reply);
 
     /// Attaches the provider's subscriber.
@@ -107,10 +106,18 @@ private:
     void handleInput();
     std::optional<WebSocketFrame> nextDataFrame();
     void deliver();
+    void requestFrame();
     void afterFlush(websocket::FrameSender::Flushed flushed);
+
+    /// Runs what calls code of the provider. What it throws ends the bridge, with close code 1011.
+    template <typename Operation>
+    void attempt(const Operation& operation) noexcept;
+    [[nodiscard]] bool isOwnThread() const { return std::this_thread::get_id() == thread_; }
 
     /// @return false if the connection is closed already.
     bool endByProvider(websocket::CloseCode code);
+
+    /// Closes the connection for this reason; `receive` tells the provider.
     void fail(const std::exception_ptr& failure, std::optional<websocket::CloseCode> code);
     void finish();
 
@@ -127,9 +134,10 @@ private:
     websocket::FrameReceiver receiver_;
     std::optional<WebSocketFrame> undelivered_; ///< Waits for the subscriber's demand.
     std::optional<Clock::time_point> hungUpAt_;
-    bool answered_ = false;   ///< The provider publishes from within the receive step.
-    bool queued_ = false;     ///< Within the receive step, and not flushed yet.
-    bool collecting_ = false; ///< More frames follow the one that the subscriber has now.
+    bool answered_ = false;     ///< The provider publishes from within the receive step.
+    bool queued_ = false;       ///< Within the receive step, and not flushed yet.
+    bool collecting_ = false;   ///< More frames follow the one that the subscriber has now.
+    bool requestsLeft_ = false; ///< The provider publishes so much in a row that it has to wait.
 };
 
 } // namespace connector::http

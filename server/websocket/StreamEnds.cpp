@@ -26,14 +26,25 @@ void StreamEnds::releaseUpstream()
     released.swap(upstream_);
 }
 
-void StreamEnds::requestFrame()
+bool StreamEnds::requestFrame(int limit)
 {
-    std::unique_lock lock(mutex_);
-    const auto upstream = upstream_;
-    lock.unlock();
-    if (upstream != nullptr) {
-        upstream->request(1);
+    return requests_.fetch_add(1) > 0 || resumeRequests(limit);
+}
+
+bool StreamEnds::resumeRequests(int limit)
+{
+    for (int i = 0; i < limit; ++i) {
+        std::unique_lock lock(mutex_);
+        const auto upstream = closed_ ? nullptr : upstream_;
+        lock.unlock();
+        if (upstream != nullptr) {
+            upstream->request(1);
+        }
+        if (requests_.fetch_sub(1) == 1) {
+            return true;
+        }
     }
+    return false;
 }
 
 void StreamEnds::connectDownstream(const std::shared_ptr<FrameSubscriber>& subscriber,

@@ -28,8 +28,17 @@ public:
     /// Lets go of the publisher, which has ended.
     void releaseUpstream();
 
-    /// Asks the provider for one more frame.
-    void requestFrame();
+    /// Asks the provider for one more frame. A provider that publishes it within this call makes
+    /// the bridge ask again: those requests follow one another in a loop and are not nested, so
+    /// that the stack does not grow.
+    /// @param limit how many requests follow one another at most.
+    /// @return false at the limit: the caller goes on by `resumeRequests` soon. Until then further
+    ///         requests wait for that.
+    /// @throws what the provider throws; it is asked for nothing more then.
+    bool requestFrame(int limit);
+
+    /// Goes on with the requests that are left over; as `requestFrame`.
+    bool resumeRequests(int limit);
 
     /// Connects the provider's subscriber.
     /// @param subscription what it is given.
@@ -64,6 +73,10 @@ public:
     std::optional<CloseCode> closeCode();
 
 private:
+    /// Frames to ask the provider for, the one that it is being asked for included. Whoever makes
+    /// it positive asks until it is 0 again, or hands that on to `resumeRequests`.
+    std::atomic<std::uint64_t> requests_ = 0;
+
     std::mutex mutex_; ///< Guards all below.
     std::shared_ptr<reactive_streams::Subscription> upstream_;
     std::shared_ptr<FrameSubscriber> downstream_;

@@ -48,4 +48,8 @@ inline constexpr std::chrono::milliseconds kReceiveStep{500};
 /// Size of the buffer that small frames are received into.
 inline constexpr std::size_t kReceiveBufferSize = 65'536;
 
+/// How many frames a provider publishes in a row, each within the request for it, before the
+/// connection's thread looks at the socket again.
+inline constexpr int kRequestsPerStep = 64;
+
 } // namespace connector::http::websocket

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
@@ -42,7 +43,13 @@ public:
         bridge = subscriber;
         subscriber->onSubscribe(shared_from_this());
     }
-    void request(std::uint64_t n) override { wanted_ += n; }
+    void request(std::uint64_t n) override
+    {
+        wanted_ += n;
+        if (requested) {
+            requested();
+        }
+    }
     void cancel() override { note("cancelled "); }
 
     // The incoming stream.
@@ -61,7 +68,11 @@ public:
     }
     void onError(std::exception_ptr failure) override
     {
-        note("failed(" + test::failureOf([&] { std::rethrow_exception(failure); }) + ") ");
+        try {
+            note("failed(" + test::failureOf([&] { std::rethrow_exception(failure); }) + ") ");
+        } catch (int) {
+            note("failed(int) ");
+        }
     }
     void onComplete() override { note("completed "); }
 
@@ -86,6 +97,7 @@ public:
     std::shared_ptr<SubscriberAPI<WebSocketFrame>> bridge;
     std::shared_ptr<Subscription> incoming;
     std::uint64_t initialDemand = reactive_streams::kUnboundedDemand;
+    std::function<void()> requested; ///< Called within `request`.
 
 private:
     void note(const std::string& call)
@@ -122,11 +134,13 @@ protected:
     }
 
     /// The provider of the connections that begin from here on.
-    std::shared_ptr<FakeProvider> provide(std::uint64_t demand = reactive_streams::kUnboundedDemand)
+    std::shared_ptr<FakeProvider> provide(std::uint64_t demand = reactive_streams::kUnboundedDemand,
+                                          std::function<void()> requested = nullptr)
     {
         const std::lock_guard lock(mutex_);
         provider_ = std::make_shared<FakeProvider>();
         provider_->initialDemand = demand;
+        provider_->requested = std::move(requested);
         return provider_;
     }
 
@@ -221,13 +235,14 @@ TEST_F(PocoWebSocketTest, ClosesWithTheRightCode)
 
 TEST_F(PocoWebSocketTest, EndsWithTheProvidersStream)
 {
-    for (const bool failing : {false, true}) {
+    const auto broken = std::make_exception_ptr(std::range_error("broken"));
+    for (const auto& [failing, failure] :
+         {std::pair(false, broken), {true, broken}, {true, nullptr}}) {
         const auto provider = provide();
         WebSocketClient client(port());
         provider->await("open ");
         provider->publish(3, 1);
-        failing ? provider->bridge->onError(std::make_exception_ptr(std::range_error("broken")))
-                : provider->bridge->onComplete();
+        failing ? provider->bridge->onError(failure) : provider->bridge->onComplete();
         provider->bridge->onNext(frame(0x82, "late"));
         EXPECT_EQ(client.readFrame(), "82:xxx");
         EXPECT_EQ(client.readClose(), failing ? 1011U : 1000U);
@@ -238,6 +253,47 @@ TEST_F(PocoWebSocketTest, EndsWithTheProvidersStream)
     client.sendFrame(0x81, "throw");
     EXPECT_EQ(client.readClose(), 1011U);
     EXPECT_EQ(provider->await("cancelled "), "open throw failed(thrown) cancelled ");
+}
+
+TEST_F(PocoWebSocketTest, EndsWithWhatTheProviderThrowsWhenAsked)
+{
+    const std::pair<bool, std::string> cases[] = {{true, "WebSocket error: thrown"},
+                                                  {false, "Unknown WebSocket error"}};
+    for (const auto& [standard, text] : cases) {
+        for (const int frames : {0, 1}) {
+            const test::ScopedLogCapture log;
+            const auto fail = [standard = standard, left = frames]() mutable {
+                if (left-- == 0) {
+                    standard ? throw std::runtime_error("thrown") : throw 1;
+                }
+            };
+            const auto provider = provide(reactive_streams::kUnboundedDemand, fail);
+            WebSocketClient client(port());
+            if (frames > 0) {
+                provider->await("open ");
+                provider->publish(1, 1);
+                EXPECT_EQ(client.readFrame(), "82:x");
+            }
+            EXPECT_EQ(client.readClose(), 1011U);
+            EXPECT_EQ(provider->await("cancelled "),
+                      standard ? "open failed(thrown) cancelled " : "open failed(int) cancelled ");
+            EXPECT_TRUE(log.contains(text));
+        }
+    }
+}
+
+TEST_F(PocoWebSocketTest, SendsWhatIsPublishedWithinARequest)
+{
+    const auto provider = provide();
+    provider->requested = [&bridge = provider->bridge] { bridge->onNext(frame(0x82, "x")); };
+    WebSocketClient client(port());
+    for (int i = 0; i < 50'000; ++i) {
+        ASSERT_EQ(client.readFrame(), "82:x");
+    }
+    client.sendFrame(0x88, "\x03\xe8");
+    while (client.readFrame() != "88:\x03\xe8") { // although the stream has no end
+    }
+    EXPECT_EQ(provider->await("cancelled "), "open completed cancelled ");
 }
 
 TEST_F(PocoWebSocketTest, TakesOneSubscriberAndLetsItLeave)
