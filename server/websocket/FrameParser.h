@@ -37,7 +37,7 @@ public:
 
     /// Takes bytes off the front of @p bytes, up to the end of the current frame.
     /// @return the frame, its payload unmasked; nothing if all bytes were taken and it needs more.
-    /// @throws ClientFault
+    /// @throws ClientFault, std::bad_alloc
     std::optional<WebSocketFrame> parse(std::string_view& bytes);
 
     /// Room for the next bytes of a payload that is under way, so that they can be received in
@@ -52,6 +52,9 @@ public:
 
     /// Whether the input ends with a whole frame.
     [[nodiscard]] bool isAtBoundary() const { return headSize_ == 0; }
+
+    /// Bytes taken of the frame under way.
+    [[nodiscard]] std::size_t partial() const { return headSize_ + arrived_; }
 
 private:
     bool parseHead(std::string_view& bytes);

@@ -1,5 +1,7 @@
 #include "server/websocket/FrameReceiver.h"
 
+#include <algorithm>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -20,6 +22,16 @@ FrameReceiver::Input inputOf(const std::optional<std::size_t>& count)
     return *count > 0 ? FrameReceiver::Input::Some : FrameReceiver::Input::End;
 }
 
+template <typename Operation>
+auto namingLackOfMemory(const Operation& operation)
+{
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        throw std::runtime_error("Out of memory!");
+    }
+}
+
 } // namespace
 
 FrameReceiver::FrameReceiver(SocketChannel& channel, std::string early, std::uint64_t limit)
@@ -31,25 +43,30 @@ std::optional<WebSocketFrame> FrameReceiver::next()
     if (complete_.has_value()) {
         return std::exchange(complete_, std::nullopt);
     }
-    return input_.empty() ? std::nullopt : parser_.parse(input_);
+    if (input_.empty()) {
+        return std::nullopt;
+    }
+    return namingLackOfMemory([this] { return parser_.parse(input_); });
 }
 
-FrameReceiver::Input FrameReceiver::receive(bool await)
+FrameReceiver::Input FrameReceiver::receive(bool await, std::size_t limit)
+{
+    return namingLackOfMemory([&] { return doReceive(await, limit); });
+}
+
+FrameReceiver::Input FrameReceiver::doReceive(bool await, std::size_t limit)
 {
     const auto ofPayload = parser_.payloadSpace();
     const auto inPlace = ofPayload.size() >= kInPlace;
-    const auto space = inPlace ? ofPayload : buffer();
+    const auto whole = inPlace ? ofPayload : buffer();
+    const auto space = whole.first(std::min(whole.size(), limit));
     const auto count = await ? channel_.await(space) : channel_.read(space);
     if (!inPlace) {
         input_ = {space.data(), count.value_or(0)};
     } else if (count.value_or(0) > 0) {
         complete_ = parser_.takePayload(*count);
     }
-    const auto input = inputOf(count);
-    if (input == Input::End && !parser_.isAtBoundary()) {
-        throw std::runtime_error("The connection ended within a frame.");
-    }
-    return input;
+    return inputOf(count);
 }
 
 FrameReceiver::Input FrameReceiver::discard()

@@ -21,7 +21,7 @@ public:
     {
         None, ///< Nothing has arrived yet.
         Some,
-        End ///< The client has finished sending, after a whole frame.
+        End ///< The client has finished sending, after a whole frame or within one.
     };
 
     /// @param early what was received before the channel was made.
@@ -29,23 +29,27 @@ public:
     FrameReceiver(SocketChannel& channel, std::string early, std::uint64_t limit);
 
     /// The next frame of what was received; nothing if none is complete.
-    /// @throws ClientFault
+    /// @throws ClientFault, std::runtime_error "Out of memory!"
     std::optional<WebSocketFrame> next();
 
     /// Whether something was received that `next` has not looked at.
     [[nodiscard]] bool hasInput() const { return complete_.has_value() || !input_.empty(); }
 
+    /// Bytes that were received of the frame under way; 0 between two frames.
+    [[nodiscard]] std::size_t partial() const { return parser_.partial(); }
+
     /// Receives once, when `next` has no more. A long payload is received where it is to stay.
     /// @param await wait for input for a moment, as `SocketChannel::await`. Else it does not block.
-    /// @throws ClientFault, std::runtime_error "The connection ended within a frame." and what the
-    ///         channel throws.
-    Input receive(bool await);
+    /// @param limit how many bytes at most; not 0.
+    /// @throws ClientFault, std::runtime_error "Out of memory!" and what the channel throws.
+    Input receive(bool await, std::size_t limit);
 
     /// Receives once and forgets it.
     /// @throws what the channel throws.
     Input discard();
 
 private:
+    Input doReceive(bool await, std::size_t limit);
     std::span<char> buffer();
 
     SocketChannel& channel_;

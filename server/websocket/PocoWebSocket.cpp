@@ -203,13 +203,13 @@ void PocoWebSocket::close()
     guarded([this] { finish(); });
     sender_.end();
     channel_->shutDown();
-    undelivered_.reset();
+    undelivered_.clear();
     socket_.reset();
 }
 
 void PocoWebSocket::receiveStep()
 {
-    if (undelivered_.has_value() ? ends_.isPaused() : !receiver_.hasInput()) {
+    if (undelivered_.empty() ? !receiver_.hasInput() : ends_.isPaused()) {
         awaitInput();
     }
     handleInput();
@@ -220,13 +220,13 @@ void PocoWebSocket::receiveStep()
 
 void PocoWebSocket::awaitInput()
 {
-    if (std::exchange(answered_, false) && !undelivered_.has_value() && !sender_.isBlocked() &&
+    if (std::exchange(answered_, false) && undelivered_.empty() && !sender_.isBlocked() &&
         !requestsLeft_ &&
         (awake_.waitUntil([this] { return receiveInput(false); }) || receiveInput(true))) {
         return;
     }
     const auto timeout = requestsLeft_ ? std::chrono::milliseconds(0) : kReceiveStep;
-    const auto events = channel_->hasHiddenInput() && !undelivered_.has_value()
+    const auto events = channel_->hasHiddenInput() && receivesMore()
                             ? POLLIN
                             : wait_->wait([this] { return awaitedEvents(); }, timeout);
     if ((events & POLLOUT) != 0) {
@@ -236,18 +236,30 @@ void PocoWebSocket::awaitInput()
     if (const auto failure = sender_.failure(); !failure.empty()) {
         throw SendFailure(failure);
     }
-    if (undelivered_.has_value()) {
+    if (!undelivered_.empty()) {
         watchForHangUp(events);
-    } else if ((events & ~POLLOUT) != 0) {
+    }
+    if ((events & ~POLLOUT) != 0 && receivesMore()) {
         receiveInput(false);
     }
 }
 
+bool PocoWebSocket::receivesMore() const
+{
+    return !hungUpAt_.has_value() && undelivered_.room(receiver_.partial()) > 0;
+}
+
 bool PocoWebSocket::receiveInput(bool await)
 {
-    const auto input = receiver_.receive(await);
+    const auto input = receiver_.receive(await, undelivered_.room(receiver_.partial()));
     if (input == FrameReceiver::Input::End) {
-        ends_.close(std::nullopt);
+        if (!undelivered_.empty()) {
+            hungUpAt_ = Clock::now(); // the end is received again once they are delivered
+        } else if (receiver_.partial() > 0) {
+            throw std::runtime_error("The connection ended within a frame.");
+        } else {
+            ends_.close(std::nullopt);
+        }
     }
     return input != FrameReceiver::Input::None;
 }
@@ -257,13 +269,10 @@ int PocoWebSocket::awaitedEvents()
     if (interrupted_ || ends_.isClosed() || sender_.hasFailed()) {
         return SocketWait::kDoNotSleep;
     }
-    int events = POLLIN;
-    if (undelivered_.has_value()) {
-        if (!ends_.isPaused()) {
-            return SocketWait::kDoNotSleep;
-        }
-        events = hungUpAt_.has_value() ? 0 : POLLRDHUP;
+    if (!undelivered_.empty() && !ends_.isPaused()) {
+        return SocketWait::kDoNotSleep;
     }
+    const int events = receivesMore() ? POLLIN : hungUpAt_.has_value() ? 0 : POLLRDHUP;
     return sender_.isBlocked() ? events | POLLOUT : events;
 }
 
@@ -281,48 +290,46 @@ void PocoWebSocket::watchForHangUp(int events)
 
 void PocoWebSocket::handleInput()
 {
-    do {
-        if (!undelivered_.has_value()) {
-            undelivered_ = nextDataFrame();
-        }
-        if (!undelivered_.has_value()) {
+    while (!undelivered_.empty() && deliver(undelivered_.front(), undelivered_.size() > 1)) {
+        undelivered_.pop();
+        hungUpAt_.reset();
+    }
+    while (!ends_.isClosed()) {
+        auto frame = receiver_.next();
+        if (!frame.has_value()) {
             break;
         }
-        collecting_ = receiver_.hasInput();
-        deliver();
-    } while (!undelivered_.has_value());
+        handleFrame(std::move(*frame));
+    }
     collecting_ = false;
     if (std::exchange(queued_, false)) {
         afterFlush(sender_.flush());
     }
 }
 
-std::optional<WebSocketFrame> PocoWebSocket::nextDataFrame()
+void PocoWebSocket::handleFrame(WebSocketFrame&& frame)
 {
-    while (auto frame = receiver_.next()) {
-        switch (opcodeOf(frame->flags)) {
-        case Close:
-            ends_.close(parseClosePayload(frame->payload.view()));
-            return std::nullopt;
-        case Ping:
-            sender_.queuePong(std::move(frame->payload));
-            queued_ = true;
-            break;
-        default:
-            return frame;
+    switch (opcodeOf(frame.flags)) {
+    case Close:
+        ends_.close(parseClosePayload(frame.payload.view()));
+        break;
+    case Ping:
+        sender_.queuePong(std::move(frame.payload));
+        queued_ = true;
+        break;
+    default:
+        if (!undelivered_.empty() || !deliver(frame, receiver_.hasInput())) {
+            undelivered_.push(std::move(frame));
         }
     }
-    return std::nullopt;
 }
 
-void PocoWebSocket::deliver()
+bool PocoWebSocket::deliver(WebSocketFrame& frame, bool moreFollow)
 {
     auto delivered = true;
-    attempt([&] { delivered = ends_.deliver(*undelivered_); });
-    if (delivered) {
-        undelivered_.reset();
-        hungUpAt_.reset();
-    }
+    collecting_ = moreFollow;
+    attempt([&] { delivered = ends_.deliver(frame); });
+    return delivered;
 }
 
 void PocoWebSocket::requestFrame()

@@ -19,6 +19,7 @@
 #include "server/websocket/SocketChannel.h"
 #include "server/websocket/SocketWait.h"
 #include "server/websocket/StreamEnds.h"
+#include "server/websocket/UndeliveredFrames.h"
 
 namespace connector::http {
 
@@ -34,10 +35,12 @@ namespace connector::http {
 /// - To the client: the provider is asked for one frame at a time while less than 8,000,000 bytes
 ///   wait to be sent, so a client that does not read costs that and one frame. At that bound the
 ///   provider is asked for no more until the client reads; after 30 seconds in which it took
-///   nothing the connection is failed. Receiving goes on meanwhile.
+///   nothing the connection is failed. Receiving goes on meanwhile. The bound counts heads and the
+///   memory to keep a frame as well as payloads.
 /// - From the client: without demand of the subscriber at most one frame is received ahead, and
-///   64 KB of what follows it. Then the socket is not read: pings and a close that come behind that
-///   frame wait as well. A client that hangs up meanwhile is given up after 5 seconds.
+///   64 KB of what follows it. Pings and a close among that are handled at once; frames that wait
+///   are dropped by a close. Then the socket is not read. A client that hangs up meanwhile is given
+///   up after 5 seconds.
 ///
 /// | end                                       | subscriber | close code to the client           |
 /// |-------------------------------------------|------------|------------------------------------|
@@ -101,11 +104,14 @@ private:
     void receiveStep();
     void awaitInput();
     bool receiveInput(bool await);
+    [[nodiscard]] bool receivesMore() const;
     int awaitedEvents();
     void watchForHangUp(int events);
     void handleInput();
-    std::optional<WebSocketFrame> nextDataFrame();
-    void deliver();
+    void handleFrame(WebSocketFrame&& frame);
+
+    /// @return false if the frame has to wait; it is left alone then.
+    bool deliver(WebSocketFrame& frame, bool moreFollow);
     void requestFrame();
     void afterFlush(websocket::FrameSender::Flushed flushed);
 
@@ -132,8 +138,8 @@ private:
     // Belongs to the connection's thread.
     websocket::AwakeWait awake_;
     websocket::FrameReceiver receiver_;
-    std::optional<WebSocketFrame> undelivered_; ///< Waits for the subscriber's demand.
-    std::optional<Clock::time_point> hungUpAt_;
+    websocket::UndeliveredFrames undelivered_;
+    std::optional<Clock::time_point> hungUpAt_; ///< While frames are undelivered.
     bool answered_ = false;     ///< The provider publishes from within the receive step.
     bool queued_ = false;       ///< Within the receive step, and not flushed yet.
     bool collecting_ = false;   ///< More frames follow the one that the subscriber has now.

@@ -48,6 +48,10 @@ inline constexpr std::chrono::milliseconds kReceiveStep{500};
 /// Size of the buffer that small frames are received into.
 inline constexpr std::size_t kReceiveBufferSize = 65'536;
 
+/// Bytes received behind a frame that waits for the subscriber's demand; then the socket is not
+/// read. Control frames among them are handled at once.
+inline constexpr std::size_t kReadAhead = 65'536;
+
 /// How many frames a provider publishes in a row, each within the request for it, before the
 /// connection's thread looks at the socket again.
 inline constexpr int kRequestsPerStep = 64;

@@ -6,12 +6,14 @@
 #include "server/websocket/CloseStatus.h"
 #include "server/websocket/FrameFormat.h"
 #include "server/websocket/FrameParser.h"
+#include "server/websocket/UndeliveredFrames.h"
 #include "server/websocket/Utf8Validator.h"
 #include "tests/support/WebSocketClient.h"
 
 namespace connector::http::websocket {
 namespace {
 
+using common::DataBuffer;
 using test::maskedFrame;
 using namespace std::string_literals;
 
@@ -129,6 +131,20 @@ TEST(WebSocketFramesTest, GivesAPayloadMemoryAsItArrives)
         EXPECT_EQ(parser.takePayload(room).has_value(), arrived + room == 8'000'000);
         arrived += room;
     }
+}
+
+TEST(WebSocketFramesTest, LimitsWhatIsReceivedBehindAnUndeliveredFrame)
+{
+    const auto frame = [](std::size_t size) { return WebSocketFrame(DataBuffer(size), 0x82); };
+    UndeliveredFrames frames;
+    EXPECT_GT(frames.room(8'000'000), kReceiveLimit);
+    for (const std::size_t size : {8'000'000UL, 0UL, 65'000UL}) {
+        frames.push(frame(size));
+    }
+    EXPECT_EQ(frames.room(16), kReadAhead - 6 - 65'008 - 16);
+    EXPECT_EQ(frames.room(1000), 0U);
+    frames.pop();
+    EXPECT_EQ(frames.room(0), kReadAhead - 65'008);
 }
 
 TEST(WebSocketFramesTest, ValidatesUtf8)

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "server/websocket/FrameReceiver.h"
 #include "server/websocket/FrameSender.h"
 #include "server/websocket/WebSocketLimits.h"
+#include "tests/support/FailureText.h"
 
 namespace connector::http::websocket {
 namespace {
@@ -17,7 +19,7 @@ class FakeChannel final : public SocketChannel
 public:
     FakeChannel() : SocketChannel(-1) {}
 
-    std::optional<std::size_t> read(std::span<char>) override { return std::nullopt; }
+    std::optional<std::size_t> read(std::span<char>) override { throw std::bad_alloc(); }
     bool hasHiddenInput() override { return false; }
     std::size_t write(std::span<const iovec> parts) override
     {
@@ -133,6 +135,12 @@ TEST_F(WebSocketSenderTest, BoundsWhatWaits)
     }
     EXPECT_LT(channel.written.size(), kSendQueueLimit / 2 + 2 * empty + 5000);
     EXPECT_NE(channel.written.find("pong 9999"), std::string::npos) << "the newest is sent";
+}
+
+TEST_F(WebSocketSenderTest, NamesALackOfMemoryForAFrame)
+{
+    FrameReceiver receiver(channel, "", kReceiveLimit);
+    EXPECT_EQ(test::failureOf([&] { return receiver.receive(false, 1); }), "Out of memory!");
 }
 
 TEST_F(WebSocketSenderTest, TellsWhichFrameFailedAndWhere)
