@@ -134,13 +134,11 @@ protected:
     }
 
     /// The provider of the connections that begin from here on.
-    std::shared_ptr<FakeProvider> provide(std::uint64_t demand = reactive_streams::kUnboundedDemand,
-                                          std::function<void()> requested = nullptr)
+    std::shared_ptr<FakeProvider> provide(std::uint64_t demand = reactive_streams::kUnboundedDemand)
     {
         const std::lock_guard lock(mutex_);
         provider_ = std::make_shared<FakeProvider>();
         provider_->initialDemand = demand;
-        provider_->requested = std::move(requested);
         return provider_;
     }
 
@@ -186,6 +184,8 @@ TEST_F(PocoWebSocketTest, AnswersAnUpgradeOnceWhetherItSucceedsOrFails)
               "s3pPLMBiTxaQ9kYGzzhZRbK+xOo=");
 
     RawClient unlucky(port());
+    unlucky.send(test::makeRequest("GET", "/echo"));
+    EXPECT_EQ(unlucky.readResponse().status, 426) << "accepted before descriptors run out";
     rlimit descriptors = {};
     ::getrlimit(RLIMIT_NOFILE, &descriptors);
     const rlimit none = {0, descriptors.rlim_max};
@@ -257,28 +257,22 @@ TEST_F(PocoWebSocketTest, EndsWithTheProvidersStream)
 
 TEST_F(PocoWebSocketTest, EndsWithWhatTheProviderThrowsWhenAsked)
 {
-    const std::pair<bool, std::string> cases[] = {{true, "WebSocket error: thrown"},
-                                                  {false, "Unknown WebSocket error"}};
-    for (const auto& [standard, text] : cases) {
-        for (const int frames : {0, 1}) {
-            const test::ScopedLogCapture log;
-            const auto fail = [standard = standard, left = frames]() mutable {
-                if (left-- == 0) {
-                    standard ? throw std::runtime_error("thrown") : throw 1;
-                }
-            };
-            const auto provider = provide(reactive_streams::kUnboundedDemand, fail);
-            WebSocketClient client(port());
-            if (frames > 0) {
-                provider->await("open ");
-                provider->publish(1, 1);
-                EXPECT_EQ(client.readFrame(), "82:x");
+    for (const auto& [frames, standard] : {std::pair(0, true), {0, false}, {1, true}, {1, false}}) {
+        const test::ScopedLogCapture log;
+        const auto provider = provide();
+        provider->requested = [standard = standard, left = frames]() mutable {
+            if (left-- == 0) {
+                standard ? throw std::runtime_error("thrown") : throw 1;
             }
-            EXPECT_EQ(client.readClose(), 1011U);
-            EXPECT_EQ(provider->await("cancelled "),
-                      standard ? "open failed(thrown) cancelled " : "open failed(int) cancelled ");
-            EXPECT_TRUE(log.contains(text));
-        }
+        };
+        WebSocketClient client(port());
+        provider->await(frames > 0 ? "open " : "cancelled ");
+        EXPECT_EQ(provider->publish(1, frames), frames);
+        EXPECT_EQ(client.read(3U * frames), std::string("\x82\x01x", 3U * frames));
+        EXPECT_EQ(client.readClose(), 1011U);
+        EXPECT_EQ(provider->await("cancelled "),
+                  standard ? "open failed(thrown) cancelled " : "open failed(int) cancelled ");
+        EXPECT_TRUE(log.contains(standard ? "WebSocket error: thrown" : "Unknown WebSocket error"));
     }
 }
 
