@@ -15,7 +15,7 @@ packages_of() {
         gate) echo "libbenchmark-dev python3 valgrind strace" ;;
         bench) echo "libbenchmark-dev python3 wrk openssl nginx-light nodejs libcivetweb-dev \
             libmicrohttpd-dev libcpp-httplib-dev" ;;
-        fuzz) echo "clang" ;;
+        fuzz) echo "clang libclang-rt-14-dev llvm" ;;
         *)
             echo "install-deps.sh: unknown group \"$1\" (build, test, lint, gate, bench, fuzz)" >&2
             exit 2

@@ -32,7 +32,7 @@ ROOMS["examples"] = [room for room in PRODUCT if room != "host"]
 ROOMS["bench"] = PRODUCT
 ROOMS["tests/support"] = CONTRACT
 ROOMS["tests/wire"] = PRODUCT + ["tests/support"]
-ROOMS["tests/fuzz"] = PRODUCT
+ROOMS["tests/fuzz"] = PRODUCT + ["tests/support"]
 
 # Header pattern, then the files that may include it. The first pattern that matches decides.
 NETWORK = r"(server|client|tests/(server|client|support|wire)|bench)/"
