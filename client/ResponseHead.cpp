@@ -65,6 +65,15 @@ std::uint16_t parseStatusLine(std::string_view line)
                                       (status[2] - '0'));
 }
 
+/// The blank in the place of the fold never begins or ends the value.
+void appendFolded(std::string& value, std::string_view line)
+{
+    if (!value.empty() && !line.empty()) {
+        value += ' ';
+    }
+    value += line;
+}
+
 std::uint64_t parseLength(std::string_view text)
 {
     std::uint64_t length = 0;
@@ -91,7 +100,7 @@ ResponseHead parseResponseHead(std::string_view text)
             if (last == head.headers.end()) {
                 refuse();
             }
-            last->second.append(" ").append(trim(line));
+            appendFolded(last->second, trim(line));
             continue;
         }
         if (line.find(':') == std::string_view::npos) {

@@ -94,10 +94,11 @@ TEST(ResponseReaderTest, ReadsAnswersWhateverTheirFraming)
 
 TEST(ResponseHeadTest, KeepsHeadersAndFindsCookies)
 {
-    const auto head =
-        parseResponseHead("HTTP/1.1 200 OK\r\nX-Long: a\r\n  b \r\nSet-Cookie: s=1\r\n"
-                          "SET-COOKIE :t=2\r\n\r\n");
+    const auto head = parseResponseHead(
+        "HTTP/1.1 200 OK\r\nX-Long: a\r\n  b \r\nX-Late:\r\n c\r\n \r\nSet-Cookie: s=1\r\n"
+        "SET-COOKIE :t=2\r\n\r\n");
     EXPECT_EQ(head.headers.find("x-long")->second, "a b");
+    EXPECT_EQ(head.headers.find("x-late")->second, "c");
     EXPECT_EQ(head.headers.count("set-cookie"), 2U);
     using Cookie = std::pair<std::string, std::string>;
     const std::pair<const char*, std::optional<Cookie>> cases[] = {
