@@ -29,9 +29,9 @@ for target in "$@"; do
 done
 # An input that takes ten seconds is a finding.
 printf '%s\n' "$@" | xargs -P "$(nproc)" -I TARGET sh -c '
-    "tests/fuzz/TARGET_fuzz" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
-        -artifact_prefix=findings/TARGET- corpus/TARGET ../../tests/fuzz/seeds/TARGET \
-        >TARGET.log 2>&1
+    "tests/fuzz/TARGET_fuzz" -max_total_time="$seconds" -max_len=10000 -timeout=10 \
+        -print_final_stats=1 -artifact_prefix=findings/TARGET- \
+        corpus/TARGET ../../tests/fuzz/seeds/TARGET >TARGET.log 2>&1
     echo "exit $?" >>TARGET.log' || true
 
 failed=0
