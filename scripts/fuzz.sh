@@ -30,7 +30,7 @@ done
 # An input that takes ten seconds is a finding.
 printf '%s\n' "$@" | xargs -P "$(nproc)" -I TARGET sh -c '
     "tests/fuzz/TARGET_fuzz" -max_total_time="$seconds" -max_len=10000 -timeout=10 \
-        -print_final_stats=1 -artifact_prefix=findings/TARGET- \
+        -print_final_stats=1 -dict=../../tests/fuzz/words.dict -artifact_prefix=findings/TARGET- \
         corpus/TARGET ../../tests/fuzz/seeds/TARGET >TARGET.log 2>&1
     echo "exit $?" >>TARGET.log' || true
 

@@ -51,6 +51,13 @@ std::string write(const RequestHead& head)
     return text + "\r\n";
 }
 
+auto countFields(const RequestHead& head, std::string_view name)
+{
+    return std::ranges::count_if(head.fields(), [name](const HeaderField& field) {
+        return common::equalsIgnoreCaseAscii(field.name, name);
+    });
+}
+
 void checkHead(const RequestHead& head)
 {
     require(isToken(head.method()), "A method is a token.");
@@ -60,7 +67,9 @@ void checkHead(const RequestHead& head)
         require(isToken(name) && isFieldValue(value), "Names are tokens, values without controls.");
     }
     const auto& framing = head.framing();
-    require(!framing.chunked || !head.find("content-length"), "A body has one framing.");
+    require(countFields(head, "content-length") + countFields(head, "transfer-encoding") <= 1,
+            "A body has one framing.");
+    require(countFields(head, "host") <= 1, "A request has one host.");
 
     const auto text = write(head);
     RequestHead again;
