@@ -21,9 +21,9 @@ using fuzz::require;
 
 /// The files that are served; the one route lists no directory but "list".
 constexpr std::pair<const char*, std::string_view> kServed[] = {
-    {"site/index.html", "0123456789"}, {"site/empty.txt", ""},
-    {"site/list/a b.txt", "abcdefg"},  {"site/list/\xC3\xA4.bin", "tuvwxyz."},
-    {"app/index.html", "ABCDEFGHIJK"},
+    {"site/index.html", "0123456"},  {"site/empty.txt", ""},
+    {"site/list/a b.txt", "abcdef"}, {"site/list/\xC3\xA4.bin", "wxyz."},
+    {"app/index.html", "ABCDEFGH"},
 };
 constexpr const char* kNotServed[] = {"secret.txt", "index.html", "site2/index.html"};
 

@@ -13,7 +13,7 @@ namespace {
 using fuzz::require;
 
 /// Small enough for inputs to pass it.
-constexpr std::uint64_t kLimit = 1000;
+constexpr std::uint64_t kLimit = 200;
 
 /// Looks at the frames that a parser lets pass.
 class Frames

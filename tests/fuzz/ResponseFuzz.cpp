@@ -33,6 +33,15 @@ std::string write(const ResponseHead& head)
     return text + "\r\n";
 }
 
+ResponseHead readHead(std::string_view text)
+{
+    fuzz::Pieces pieces(text, text.size());
+    ResponseReader::Buffer buffer;
+    return ResponseReader([&](char* into, std::size_t count) { return pieces.read(into, count); },
+                          buffer)
+        .readHead();
+}
+
 void checkHead(const ResponseHead& head)
 {
     require(head.status >= 200 && head.status <= 999, "A final answer has a status.");
@@ -45,8 +54,7 @@ void checkHead(const ResponseHead& head)
         }
     }
     const auto text = write(head);
-    require(write(parseResponseHead(text)) == text,
-            "A head that is written and read again is the same.");
+    require(write(readHead(text)) == text, "A head that is written and read again is the same.");
 }
 
 /// Head and body, or the failure.
