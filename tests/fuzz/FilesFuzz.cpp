@@ -79,6 +79,8 @@ std::pair<std::string, std::string> pathsOf(std::string_view target)
     require(path.empty() || path.starts_with('/'), "A path is empty or begins with a slash.");
     require((path + '/').find("/../") == std::string::npos, "No segment leads upwards.");
     require(path.empty() || normalisePath(path) == path, "A normal path stays as it is.");
+    require(!decoded.starts_with('/') || normalisePath("/x/.." + decoded) == path,
+            "A segment that leads upwards takes away the one before it.");
     return {std::move(decoded), std::move(path)};
 }
 

@@ -42,7 +42,8 @@ ResponseHead readHead(std::string_view text)
         .readHead();
 }
 
-void checkHead(const ResponseHead& head)
+/// No exception leaves it for `read` to catch.
+void checkHead(const ResponseHead& head) noexcept
 {
     require(head.status >= 200 && head.status <= 999, "A final answer has a status.");
     for (const auto& [name, value] : head.headers) {
