@@ -354,21 +354,27 @@ bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned 
     };
     acceptor_ = std::make_unique<Acceptor>(*serverSocket_, *threadPool_, std::move(serve));
     stateLock.unlock();
-    const auto answers = probe(port);
-    stateLock.lock();
-    return answers;
-}
-
-bool PocoHttpServer::probe(unsigned short port) noexcept
-{
     try {
-        return waitForRunning(port);
+        const auto answers = waitForRunning(port);
+        stateLock.lock();
+        return answers;
     } catch (...) {
-        return false;
+        endAcceptor(); // the next attempt makes its own
+        stateLock.lock();
+        throw;
     }
 }
 
 void PocoHttpServer::endListener()
+{
+    endAcceptor();
+    if (threadPool_ != nullptr) {
+        threadPool_->stopAll();
+        threadPool_.reset();
+    }
+}
+
+void PocoHttpServer::endAcceptor()
 {
     if (acceptor_ != nullptr) {
         acceptor_->stop();
@@ -380,9 +386,7 @@ void PocoHttpServer::endListener()
         }
     }
     if (threadPool_ != nullptr) {
-        threadPool_->stopAll();
         threadPool_->joinAll();
-        threadPool_.reset();
     }
     const std::lock_guard lock(stateMutex_);
     if (serverSocket_ != nullptr) {

@@ -95,7 +95,8 @@ protected:
     /// @throws Poco::Exception when the port can't be bound.
     virtual std::unique_ptr<Poco::Net::ServerSocket> createServerSocket(unsigned short port);
 
-    /// Asks the server for "/", without a lock held.
+    /// Asks the server for "/", without a lock held. An exception that is not POCO's comes out: its
+    /// text becomes the last error of the start, which goes on to the next port.
     /// @return whether it answered.
     virtual bool waitForRunning(unsigned short port);
 
@@ -149,12 +150,15 @@ private:
     void incrementTotalRequests() noexcept { ++totalRequests_; }
     bool servesThisThread() const;
 
-    /// Listens on @p port and probes; lets go of the lock around the probe.
+    /// Listens on @p port and probes; lets go of the lock around the probe. What the probe throws
+    /// comes out once the listener has ended.
     /// @return whether the server answered.
     bool doListen(std::unique_lock<std::mutex>& stateLock, unsigned short port);
-    bool probe(unsigned short port) noexcept;
-    /// Ends the listener and every thread of it. Called with `startMutex_` held alone.
+    // The two are called with startMutex_ held alone.
+    /// Ends the listener and every thread of it.
     void endListener();
+    /// The same, but for the threads of the pool that have nothing to do.
+    void endAcceptor();
 
     const std::shared_ptr<Connector> connector_;
 

@@ -19,6 +19,7 @@
 #include "server/ServerLog.h"
 #include "server/ServerParameters.h"
 #include "server/tls/ErrorQueueScope.h"
+#include "server/tls/ProbeUntilOk.h"
 #include "server/tls/ServerIdentity.h"
 #include "server/tls/TlsListeningSocket.h"
 #include "server/tls/certutils.h"
@@ -38,7 +39,6 @@ constexpr const char* kKeyExchangeGroups = "X25519:P-256:X448:P-384:P-521";
 constexpr std::size_t kRememberedSessions = 1024;
 constexpr long kSessionLifetimeSeconds = 3600;
 constexpr const char* kSessionIdContext = "connector";
-constexpr int kProbeAttempts = 100;
 
 Context::Ptr makeContext(Context::Usage usage)
 {
@@ -82,24 +82,6 @@ int probe(unsigned short port)
     Poco::StreamCopier::copyToString(session.receiveResponse(response), body);
     session.socket().close();
     return response.getStatus();
-}
-
-bool probeUntilOk(unsigned short port)
-{
-    std::string lastError;
-    for (int attempt = 0; attempt < kProbeAttempts; ++attempt) {
-        try {
-            const auto status = probe(port);
-            if (status == Poco::Net::HTTPResponse::HTTP_OK) {
-                return true;
-            }
-            lastError = "status " + std::to_string(status);
-        } catch (const Poco::Exception& failure) {
-            lastError = failure.displayText();
-        }
-    }
-    kServerLog.write(Level::Warning, "The HTTPS server does not answer: " + lastError);
-    return false;
 }
 
 /// The library's own start-up and its end are not meant for several threads at once.
@@ -237,10 +219,7 @@ std::unique_ptr<Poco::Net::ServerSocket> PocoHttpsServer::createServerSocket(uns
 bool PocoHttpsServer::waitForRunning(unsigned short port)
 {
     kServerLog.write(Level::Trace, "Waiting for the HTTPS server to answer.");
-    // On a thread of its own, where a connection that the server closes raises no SIGPIPE.
-    bool answers = false;
-    common::startThread("ssl-probe", [port, &answers] { answers = probeUntilOk(port); }).join();
-    return answers;
+    return probeUntilOk([port] { return probe(port); });
 }
 
 } // namespace connector::http

@@ -12,6 +12,7 @@
 #include "contract/messaging/LocalConnector.h"
 #include "contract/streams/CachedValuePublisher.h"
 #include "server/ServerLimits.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/HttpMessages.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/RawClient.h"
@@ -79,6 +80,34 @@ TEST_F(PocoHttpServerTest, StartsAndStartsAgainOnItsPortAndASecondOnTheNext)
     second.start();
     EXPECT_GT(second.getPort(), port);
     EXPECT_EQ(exchange(second.getPort(), makeRequest("GET", "/")).body, "hello");
+}
+
+/// A server whose first probes fail in ways that the networking library does not know.
+class FailingProbe : public PocoHttpServer
+{
+public:
+    using PocoHttpServer::PocoHttpServer;
+    int failures = 0;
+
+protected:
+    bool waitForRunning(unsigned short port) override
+    {
+        if (PocoHttpServer::waitForRunning(port) && failures-- > 0) {
+            throw std::runtime_error("no luck");
+        }
+        return true;
+    }
+};
+
+TEST_F(PocoHttpServerTest, AProbeThatThrowsIsTheLastErrorAndTheNextPortIsTried)
+{
+    FailingProbe server(connector_, test::findFreePort());
+    server.failures = 2;
+    server.start();
+    EXPECT_EQ(exchange(server.getPort(), makeRequest("GET", "/")).status, 500);
+    server.stop();
+    server.failures = kStartAttempts;
+    EXPECT_TRUE(test::failureOf([&server] { server.start(); }).ends_with(".\nno luck"));
 }
 
 TEST_F(PocoHttpServerTest, DeliversTheRequestAndItsBody)

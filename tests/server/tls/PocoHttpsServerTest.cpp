@@ -15,8 +15,10 @@
 #include "contract/common/QueuedOutput.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
+#include "server/tls/ProbeUntilOk.h"
 #include "tests/support/HostProcess.h"
 #include "tests/support/HttpMessages.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/RawClient.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -103,6 +105,21 @@ TEST_F(PocoHttpsServerTest, ClientsThatTrustTheCertificateAreServed)
     EXPECT_EQ(curl("/20000000 | tr -d x | wc -c"), "0\n");
     const auto body = directory_.write("body", std::string(3000000, 'y')).string();
     EXPECT_EQ(curl("/ --data-binary '@" + body + "' | cmp - '" + body + "'"), "");
+}
+
+TEST(ProbeUntilOkTest, AnyExceptionIsAFailedAttempt)
+{
+    const test::ScopedLogCapture log;
+    int attempts = 0;
+    const auto probe = [&attempts]() -> int {
+        if (++attempts % 2 == 0) {
+            throw std::runtime_error("no luck");
+        }
+        throw attempts;
+    };
+    EXPECT_FALSE(probeUntilOk(probe));
+    EXPECT_EQ(attempts, 100);
+    EXPECT_TRUE(log.contains("The HTTPS server does not answer: no luck"));
 }
 
 TEST_F(PocoHttpsServerTest, SpeaksTls12And13AndResumesSessions)

@@ -1,0 +1,54 @@
+#include "server/tls/ProbeUntilOk.h"
+
+#include <Poco/Exception.h>
+#include <exception>
+#include <string>
+
+#include "contract/common/Thread.h"
+#include "server/ServerLog.h"
+
+namespace connector::http {
+
+namespace {
+
+constexpr int kProbeAttempts = 100;
+constexpr int kStatusOk = 200;
+
+/// @return what was wrong with the attempt, empty if nothing was.
+std::string attempt(const std::function<int()>& probe)
+{
+    try {
+        const auto status = probe();
+        return status == kStatusOk ? "" : "status " + std::to_string(status);
+    } catch (const Poco::Exception& failure) {
+        return failure.displayText();
+    } catch (const std::exception& failure) {
+        return failure.what();
+    } catch (...) {
+        return "Unknown exception.";
+    }
+}
+
+bool probeOften(const std::function<int()>& probe)
+{
+    std::string failure;
+    for (int i = 0; i < kProbeAttempts; ++i) {
+        failure = attempt(probe);
+        if (failure.empty()) {
+            return true;
+        }
+    }
+    kServerLog.write(common::Level::Warning, "The HTTPS server does not answer: " + failure);
+    return false;
+}
+
+} // namespace
+
+bool probeUntilOk(const std::function<int()>& probe)
+{
+    bool answers = false;
+    common::startThread("ssl-probe", [&probe, &answers] { answers = probeOften(probe); }).join();
+    return answers;
+}
+
+} // namespace connector::http
