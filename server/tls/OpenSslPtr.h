@@ -18,6 +18,7 @@ struct OpenSslDeleter
     void operator()(EVP_PKEY_CTX* object) const noexcept { EVP_PKEY_CTX_free(object); }
     void operator()(PKCS12* object) const noexcept { PKCS12_free(object); }
     void operator()(SSL* object) const noexcept { SSL_free(object); }
+    void operator()(SSL_CTX* object) const noexcept { SSL_CTX_free(object); }
     void operator()(X509* object) const noexcept { X509_free(object); }
     void operator()(X509_EXTENSION* object) const noexcept { X509_EXTENSION_free(object); }
 };

@@ -136,6 +136,9 @@ PocoHttpsServer::~PocoHttpsServer()
 
 void PocoHttpsServer::start()
 {
+    if (!isStarted()) {
+        requireUsableServerIdentity(getCertLocation()); // once, not for each port that is tried
+    }
     initializeConnectorSSL();
     doServerStart();
 }

@@ -39,6 +39,7 @@ public:
 
     /// As the base does it. The failures that it may report also are "SSL context not available,
     /// unable to start HTTPS server" and those of certutils.
+    /// @throws std::runtime_error also that of requireUsableServerIdentity, before it listens.
     void start() override;
 
     /// As the base does it. Other secure servers go on.

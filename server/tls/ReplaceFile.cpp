@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -12,15 +14,19 @@ namespace connector::http {
 
 namespace {
 
+constexpr std::string_view kUnfinished = ".unfinished-";
+constexpr std::string_view kRandomLetters = "XXXXXX"; ///< The placeholder of mkostemp.
+
 /// A new file beside the one to be replaced; it is removed unless it took that one's place.
 class Replacement
 {
 public:
     explicit Replacement(const std::string& path)
-        : path_(path), temporary_(path + ".XXXXXX"),
+        : path_(path), temporary_(path + std::string(kUnfinished) + std::string(kRandomLetters)),
           descriptor_(::mkostemp(temporary_.data(), O_CLOEXEC))
     {
         check(descriptor_ >= 0);
+        ::flock(descriptor_, LOCK_EX); // until the process ends: see removeUnfinished
     }
 
     ~Replacement()
@@ -79,6 +85,21 @@ void syncDirectoryOf(const std::string& path)
     }
 }
 
+/// Removes a regular file unless some process holds the lock of it.
+void removeUnlessLocked(const std::string& path)
+{
+    const auto descriptor = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        return;
+    }
+    struct stat status = {};
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+        ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+        ::unlink(path.c_str());
+    }
+    ::close(descriptor);
+}
+
 } // namespace
 
 void replaceFile(const std::string& path, std::string_view content, mode_t mode)
@@ -87,6 +108,21 @@ void replaceFile(const std::string& path, std::string_view content, mode_t mode)
     replacement.write(content, mode);
     replacement.takePlace();
     syncDirectoryOf(path);
+}
+
+void removeUnfinished(const std::string& path)
+{
+    const std::filesystem::path finished(path);
+    const auto begin = finished.filename().string() + std::string(kUnfinished);
+    const auto directory = finished.has_parent_path() ? finished.parent_path() : ".";
+    std::error_code fault;
+    std::filesystem::directory_iterator entry(directory, fault);
+    for (; !fault && entry != std::filesystem::directory_iterator(); entry.increment(fault)) {
+        const auto name = entry->path().filename().string();
+        if (name.starts_with(begin) && name.size() == begin.size() + kRandomLetters.size()) {
+            removeUnlessLocked(entry->path());
+        }
+    }
 }
 
 } // namespace connector::http

@@ -1,13 +1,20 @@
 #include "server/tls/ServerIdentity.h"
 
+#include <algorithm>
+#include <csignal>
 #include <gtest/gtest.h>
+#include <set>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include "server/tls/PocoHttpsServer.h"
 #include "server/tls/ReplaceFile.h"
 #include "server/tls/certutils.h"
 #include "tests/support/Document.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/HostProcess.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/RawClient.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace connector::http {
@@ -20,6 +27,26 @@ class ServerIdentityTest : public testing::Test
 protected:
     ServerIdentity load() { return loadOrMakeServerIdentity(certificate_.wstring()); }
 
+    /// The contents of all regular files.
+    [[nodiscard]] std::multiset<std::string> contents() const
+    {
+        std::multiset<std::string> all;
+        for (const auto& entry : std::filesystem::directory_iterator(directory_.path())) {
+            if (entry.is_regular_file()) {
+                all.insert(readFile(entry.path()));
+            }
+        }
+        return all;
+    }
+
+    void run(const std::string& commands)
+    {
+        test::runProgram("cd '" + directory_.path().string() + "'; " + commands);
+    }
+
+    const std::string container_ = " | openssl pkcs12 -export -nocerts -out korvelPkey.p12 "
+                                   "-passout 'pass:";
+    const std::string passPhrase_ = "Rj4%tN8!bq2Lz#Wk'";
     const test::TemporaryDirectory directory_;
     const std::filesystem::path certificate_ = directory_.path() / "certificate.pem";
     const std::filesystem::path key_ = directory_.path() / "korvelPkey.p12";
@@ -38,36 +65,78 @@ TEST_F(ServerIdentityTest, PairInTheFilesIsKept)
     EXPECT_TRUE(log.records().empty());
 }
 
-TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndTheLogSaysWhy)
+TEST_F(ServerIdentityTest, FilesThatCannotBeUsedAreReplacedAndKeptBesideAndTheLogSaysWhy)
 {
-    const std::string container = " | openssl pkcs12 -export -nocerts -out korvelPkey.p12 "
-                                  "-passout 'pass:";
     const std::pair<std::string, const char*> cases[] = {
         {"rm certificate.pem", "certificate.pem: no such file"},
         {"rm korvelPkey.p12", "korvelPkey.p12: no such file"},
         {"truncate -s 1000 korvelPkey.p12", "not enough data"},
         {"truncate -s 0 certificate.pem", "no start line"},
         {"truncate -s 900 certificate.pem", "bad end line"},
-        {"openssl x509 -in certificate.pem -outform DER > c; "
-         "(head -c -1 c; tail -c 1 c | tr '\\000-\\377' '\\001-\\377\\000') | "
-         "openssl x509 -inform DER -out certificate.pem",
-         "the certificate is damaged"},
-        {"openssl genrsa 1024" + container + "another'", "mac verify failure"},
-        {"openssl genrsa 1024" + container + "Rj4%tN8!bq2Lz#Wk'",
+        {"openssl genrsa 1024" + container_ + "another'", "mac verify failure"},
+        {"openssl genrsa 1024" + container_ + passPhrase_, "the certificate is for another key"},
+        {"openssl genpkey -algorithm ED25519" + container_ + passPhrase_,
          "the certificate is for another key"},
-        {"openssl genpkey -algorithm ED25519" + container + "Rj4%tN8!bq2Lz#Wk'", "not an RSA key"},
         {"rm korvelPkey.p12; mkfifo korvelPkey.p12", "korvelPkey.p12: no such file"},
     };
     load();
     for (const auto& [command, reason] : cases) {
         SCOPED_TRACE(command);
-        test::runProgram("cd '" + directory_.path().string() + "'; " + command);
+        run(command);
+        const auto before = contents();
         const test::ScopedLogCapture log;
         const auto made = load();
         EXPECT_TRUE(log.contains(reason));
+        EXPECT_TRUE(log.contains("Kept " + directory_.path().string()));
+        EXPECT_TRUE(std::ranges::includes(contents(), before)) << "a file is lost";
+        const auto records = log.records().size();
         EXPECT_EQ(X509_cmp(load().certificate.get(), made.certificate.get()), 0);
-        EXPECT_EQ(log.records().size(), 1U) << "the pair made is kept";
+        EXPECT_EQ(log.records().size(), records) << "the pair made is kept";
     }
+}
+
+TEST_F(ServerIdentityTest, PairThatMatchesIsNeverWrittenAndOneThatCannotBeUsedEndsTheStart)
+{
+    const std::string request = "openssl req -newkey rsa:2048 -noenc -subj /CN=same -keyout ";
+    const auto pack = "; cat key.pem" + container_ + passPhrase_;
+    const std::pair<std::string, const char*> cases[] = {
+        {"openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -noenc -subj /CN=x "
+         "-keyout key.pem -out certificate.pem",
+         "korvelPkey.p12: the server cannot use this key: not an RSA key"},
+        {"openssl req -x509 -newkey rsa:512 -noenc -subj /CN=x -keyout key.pem "
+         "-out certificate.pem",
+         "korvelPkey.p12: the server cannot use this key: error:0A00018F:SSL routines::ee key too "
+         "small"},
+        {request + "ca.key -x509 -out ca.pem; " + request +
+             "key.pem | openssl x509 -req -CA ca.pem -CAkey ca.key -out certificate.pem",
+         ""},
+    };
+    for (const auto& [commands, failure] : cases) {
+        SCOPED_TRACE(commands);
+        run(commands + pack);
+        const auto before = contents();
+        PocoHttpsServer server(nullptr, test::findFreePort());
+        server.setCertLocation(certificate_.wstring());
+        const std::string expected = failure;
+        EXPECT_EQ(test::failureOf([&server] { server.start(); }),
+                  expected.empty() ? "" : (directory_.path() / expected).string());
+        EXPECT_EQ(contents(), before);
+    }
+}
+
+TEST_F(ServerIdentityTest, WhatAKillLeavesOfAKeyIsRemovedAtTheNextStart)
+{
+    const auto saveAndBeKilled = [this] {
+        common::Log::setLevel(common::Level::Off);
+        const rlimit size{100, 100}; // less than a key has
+        setrlimit(RLIMIT_FSIZE, &size);
+        load();
+    };
+    EXPECT_EXIT(saveAndBeKilled(), testing::KilledBySignal(SIGXFSZ), "");
+    EXPECT_EQ(contents().size(), 1U);
+    directory_.write("korvelPkey.p12.backup", "");
+    load();
+    EXPECT_EQ(contents().size(), 3U);
 }
 
 TEST_F(ServerIdentityTest, WithoutALocationNoFileIsReadOrWritten)
