@@ -57,6 +57,11 @@ std::string Host::start()
     return text;
 }
 
+void Host::stop(const std::function<void(const std::string& what)>& ending)
+{
+    servers_.stop(ending);
+}
+
 Console Host::makeConsole(std::stop_token stop) const
 {
     // Every other type is one of the manager's.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <stop_token>
 #include <string>
@@ -29,6 +30,9 @@ public:
     /// @return the lines that tell the operator what runs and where to look.
     /// @throws std::runtime_error saying which server did not start, and why.
     std::string start();
+
+    /// Stops the servers, as `Servers::stop` does it.
+    void stop(const std::function<void(const std::string& what)>& ending);
 
     /// A console that reaches the parts.
     [[nodiscard]] Console makeConsole(std::stop_token stop) const;

@@ -69,16 +69,22 @@ Servers::Servers(std::shared_ptr<LocalConnector> connector,
 Servers::~Servers()
 {
     try {
-        const auto reply = ask<http::ListHttpServers>(*connector_);
-        if (const auto* listed = messageAs<http::ListHttpServersResponse>(reply)) {
-            for (const auto& name : listed->serverNames) {
-                ask<http::DestroyHttpServer>(*connector_, name);
-            }
-        }
+        stop([](const std::string&) {});
         // The manager holds the bus, and the bus its providers.
         connector_->unregisterProvider(kServerManager, manager_);
     } catch (const std::exception& failure) {
         kLog.write(common::Level::Error, std::string("Cannot stop the servers: ") + failure.what());
+    }
+}
+
+void Servers::stop(const std::function<void(const std::string& what)>& ending)
+{
+    const auto reply = ask<http::ListHttpServers>(*connector_);
+    if (const auto* listed = messageAs<http::ListHttpServersResponse>(reply)) {
+        for (const auto& name : listed->serverNames) {
+            ending("the server \"" + name + "\"");
+            ask<http::DestroyHttpServer>(*connector_, name);
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,12 +23,17 @@ public:
     Servers(std::shared_ptr<LocalConnector> connector,
             std::shared_ptr<administration::Administration> administration);
 
-    /// Stops and removes every server, those that messages have created included. Blocks as long as
-    /// their requests take to return.
+    /// Stops and removes every server that is left.
     ~Servers();
 
     Servers(const Servers&) = delete;
     Servers& operator=(const Servers&) = delete;
+
+    /// Stops and removes every server, those that messages have created included. Blocks as long as
+    /// their requests take to return.
+    /// @param ending is told which one it is in front of each.
+    /// @throws what the manager fails with.
+    void stop(const std::function<void(const std::string& what)>& ending);
 
     /// Starts "main" and, unless the options leave it out, "secure": by the command of the default
     /// pair where the options say nothing about servers, else by messages with their values.

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <poll.h>
-#include <string_view>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <system_error>
@@ -28,6 +27,26 @@ int requireDescriptor(int descriptor)
     return descriptor;
 }
 
+bool isIgnored(int signal)
+{
+    struct sigaction action = {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+sigset_t endingSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    for (const int signal : {SIGHUP, SIGUSR1, SIGUSR2, SIGALRM}) {
+        if (!isIgnored(signal)) { // a blocked one would arrive all the same
+            sigaddset(&signals, signal);
+        }
+    }
+    return signals;
+}
+
 template <std::size_t N>
 void waitForAny(std::array<pollfd, N>& polled)
 {
@@ -39,10 +58,8 @@ void waitForAny(std::array<pollfd, N>& polled)
 
 Shutdown::Shutdown()
 {
-    sigset_t handled;
-    sigemptyset(&handled);
-    sigaddset(&handled, SIGINT);
-    sigaddset(&handled, SIGTERM);
+    ending("the start");
+    const auto handled = endingSignals();
     pthread_sigmask(SIG_BLOCK, &handled, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     signals_ = requireDescriptor(signalfd(-1, &handled, SFD_CLOEXEC));
@@ -76,6 +93,12 @@ void Shutdown::wait() const
     waitForAny(polled);
 }
 
+void Shutdown::ending(const std::string& what)
+{
+    const std::lock_guard lock(mutex_);
+    late_ = "connector-host: " + what + " did not end in time.\n";
+}
+
 void Shutdown::watch()
 {
     std::array<pollfd, 2> polled = {pollfd{signals_, POLLIN, 0}, pollfd{event_, POLLIN, 0}};
@@ -83,12 +106,11 @@ void Shutdown::watch()
     request();
     std::unique_lock lock(mutex_);
     if (!changed_.wait_for(lock, kLongestEnd, [this] { return ended_; })) {
-        constexpr std::string_view kLate = "connector-host: something did not end in time.\n";
         pollfd errors = {STDERR_FILENO, POLLOUT, 0};
-        if (poll(&errors, 1, 0) == 1) { // else nobody reads it, and the write would not return
-            static_cast<void>(!write(STDERR_FILENO, kLate.data(), kLate.size()));
+        if (poll(&errors, 1, 0) == 1) { // otherwise nobody reads it, and the write would block
+            static_cast<void>(!write(STDERR_FILENO, late_.data(), late_.size()));
         }
-        std::_Exit(EXIT_SUCCESS);
+        std::_Exit(kForcedEnd);
     }
 }
 

@@ -3,21 +3,28 @@
 #include <condition_variable>
 #include <mutex>
 #include <stop_token>
+#include <string>
 #include <thread>
 
 namespace connector::host {
 
-/// The end of the program: asked for by SIGINT, SIGTERM or `request()`, and reached within a
-/// bounded time. Make it before any other thread, which then inherits the blocked signals, and let
-/// everything else end before it.
+/// Exit status of a program that did not end in time.
+inline constexpr int kForcedEnd = 3;
+
+/// The end of the program: asked for by a signal or `request()`, and reached within a bounded time.
+/// Make it before any other thread, which then inherits the blocked signals, and let everything
+/// else end before it.
 ///
-/// Should the program still be there 1.8 seconds after the request, a line on standard error says
-/// so and the process ends with status 0: no client and no provider may keep an operator waiting.
+/// Should the program still be there 1.8 seconds after the request, a line on standard error names
+/// what did not end and the process ends with status 3: no client and no provider may keep an
+/// operator waiting.
 class Shutdown
 {
 public:
-    /// Blocks SIGINT and SIGTERM for this thread and those made after it, and ignores SIGPIPE: a
-    /// client or a reader of our output that goes away is an error of that write alone.
+    /// Takes SIGINT and SIGTERM as requests, and SIGHUP, SIGUSR1, SIGUSR2 and SIGALRM unless they
+    /// are ignored, as nohup has it. They are blocked for this thread and those made after it.
+    /// Ignores SIGPIPE: a client or a reader of our output that goes away is an error of that write
+    /// alone.
     /// @throws std::system_error if the system has no descriptors left.
     Shutdown();
 
@@ -39,14 +46,19 @@ public:
     /// Blocks until the end was asked for.
     void wait() const;
 
+    /// Says what is to end next, for the line that a forced end writes; "the start" until the first
+    /// call. Any thread.
+    void ending(const std::string& what);
+
 private:
     void watch();
 
     int signals_ = -1;
     int event_ = -1;
     std::stop_source requested_;
-    std::mutex mutex_; ///< Guards ended_.
+    std::mutex mutex_; ///< Guards the next two.
     bool ended_ = false;
+    std::string late_; ///< The whole line, since the end may come for want of memory.
     std::condition_variable changed_;
     std::thread watcher_;
 };

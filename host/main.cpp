@@ -1,11 +1,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <map>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 #include <variant>
 
 #include "contract/common/Log.h"
@@ -35,11 +37,50 @@ void complain(const char* fault)
     std::fprintf(stderr, "connector-host: %s\n", fault);
 }
 
+/// Else the next descriptors that are opened, a socket or the signals', would be taken for the
+/// standard ones that are closed.
+bool openStandardDescriptors()
+{
+    int descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = open("/dev/null", O_RDWR);
+    }
+    return close(descriptor) == 0;
+}
+
+/// Requires a regular file, or a place to make one. To open a FIFO would block the start.
+/// @param use begins the text of the exception.
+void requirePlaceForFile(const std::string& use, const std::filesystem::path& file)
+{
+    const auto status = std::filesystem::status(file);
+    if (std::filesystem::is_regular_file(status)) {
+        return;
+    }
+    if (std::filesystem::exists(status)) {
+        throw std::runtime_error(use + file.string() + ": Not a regular file");
+    }
+    std::error_code fault;
+    const auto directory = file.has_parent_path() ? file.parent_path() : ".";
+    if (!std::filesystem::is_directory(directory, fault)) {
+        throw std::runtime_error(use + file.string() + ": " +
+                                 (fault ? fault.message() : "Not a directory"));
+    }
+}
+
 void prepareLog(const Options& options)
 {
     common::Log::setLevel(options.logLevel);
     if (!options.logFile.empty()) {
+        requirePlaceForFile("Cannot open the log file: ", options.logFile);
         common::Log::logToFile(options.logFile);
+    }
+}
+
+/// Else every start would make a certificate that is gone with the process.
+void requirePlaceForCertificate(const Options& options)
+{
+    if (options.secure && !options.certificate.empty()) {
+        requirePlaceForFile("Cannot keep the certificate: ", options.certificate);
     }
 }
 
@@ -60,7 +101,10 @@ void serve(Host& host, Shutdown& shutdown)
     const auto console = host.makeConsole(shutdown.token());
     auto reader = common::startThread("console", [&] { runConsole(console, shutdown); });
     shutdown.wait();
+    shutdown.ending("the console");
     reader.join();
+    host.stop([&shutdown](const std::string& what) { shutdown.ending(what); });
+    shutdown.ending("the pipeline");
 }
 
 int run(const Options& options)
@@ -68,6 +112,7 @@ int run(const Options& options)
     Shutdown shutdown;
     try {
         prepareLog(options);
+        requirePlaceForCertificate(options);
         for (const auto& content : options.contents) {
             requireReadable(content);
         }
@@ -88,6 +133,10 @@ int run(const Options& options)
 
 int main(int argc, char** argv)
 {
+    if (!openStandardDescriptors()) {
+        complain("Cannot open /dev/null");
+        return EXIT_FAILURE;
+    }
     keepFreedMemory();
     const auto parsed = parseOptions(argc, argv, pluginValues());
     if (const auto* exit = std::get_if<EarlyExit>(&parsed)) {

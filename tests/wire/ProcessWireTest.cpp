@@ -2,6 +2,7 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <list>
+#include <sys/stat.h>
 
 #include "tests/wire/Site.h"
 
@@ -12,6 +13,9 @@ using testing::HasSubstr;
 
 TEST(ProcessWireTest, WhatCanNotStartSaysWhyAndEndsWithItsStatus)
 {
+    const TemporaryDirectory directory;
+    const auto fifo = (directory.path() / "fifo").string();
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
         {{"--set", "connector.directoryListing=perhaps"}, 2, "connector.directoryListing"},
         {{"--set", "connector.directorylisting=true"}, 2, "connector.directorylisting"},
@@ -19,6 +23,10 @@ TEST(ProcessWireTest, WhatCanNotStartSaysWhyAndEndsWithItsStatus)
         {{kHostBinary}, 1, kHostBinary}, // a file
         {{"--cached-content", "/x=/no/such/directory"}, 1, "/no/such/directory"},
         {{"--log-file", "/no/such/directory/log"}, 1, "/no/such/directory/log"},
+        {{"--log-file", fifo}, 1, fifo + ": Not a regular file"},
+        {{"--log-file", "/dev/tty"}, 1, "/dev/tty: Not a regular file"},
+        {{"--certificate", "/no/such/c.pem"}, 1, "/no/such/c.pem: No such file or directory"},
+        {{"--certificate", "/dev/null"}, 1, "/dev/null: Not a regular file"},
     };
     for (auto [arguments, status, named] : cases) {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -96,6 +104,15 @@ TEST(ProcessWireTest, ASignalOrQuitEndsItWhateverClientsDo)
         EXPECT_THAT(served.host.errors(), testing::Not(HasSubstr("did not end in time")));
         EXPECT_ANY_THROW(RawClient{served.port()});
     }
+}
+
+TEST(ProcessWireTest, ClosedStandardStreamsAreNotTakenForOtherDescriptors)
+{
+    ChildProcess host(
+        {"sh", "-c", "exec \"$0\" --no-secure --log-level trace <&- 2>&-", kHostBinary});
+    EXPECT_THAT(host.readLine(), HasSubstr("HTTP: "));
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.wait(), 0);
 }
 
 TEST(ProcessWireTest, TheEmbeddingProgramServesItsProviderAndItsDirectory)
