@@ -3,13 +3,17 @@
 //
 // usage: connector-embed DIRECTORY [PORT]
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -45,6 +49,28 @@ void assemble(LocalConnector& bus, const std::string& directory)
     router->addRoute("", "example/files"); // the empty prefix matches every path
 }
 
+/// @throws std::invalid_argument naming what is no port.
+unsigned short parsePort(const std::string& text)
+{
+    unsigned short port = 0;
+    const auto* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || rest != end) {
+        throw std::invalid_argument("\"" + text + "\" is no port from 0 to 65535.");
+    }
+    return port;
+}
+
+/// The static content service would answer 404 for every file of a directory that is not there.
+void requireReadable(const std::string& directory)
+{
+    std::error_code fault;
+    const std::filesystem::directory_iterator entries(directory, fault);
+    if (fault) {
+        throw std::runtime_error("Cannot serve " + directory + ": " + fault.message());
+    }
+}
+
 void serve(const std::string& directory, unsigned short port)
 {
     const auto bus = std::make_shared<LocalConnector>();
@@ -67,8 +93,13 @@ int main(int argc, char** argv)
         return 2;
     }
     try {
-        serve(argv[1], argc == 3 ? static_cast<unsigned short>(std::stoul(argv[2])) : 0);
+        const auto port = parsePort(argc == 3 ? argv[2] : "0");
+        requireReadable(argv[1]);
+        serve(argv[1], port);
         return EXIT_SUCCESS;
+    } catch (const std::invalid_argument& fault) {
+        std::fprintf(stderr, "connector-embed: %s\n", fault.what());
+        return 2;
     } catch (const std::exception& fault) {
         std::fprintf(stderr, "connector-embed: %s\n", fault.what());
         return EXIT_FAILURE;

@@ -17,24 +17,33 @@ TEST(ProcessWireTest, WhatCanNotStartSaysWhyAndEndsWithItsStatus)
     const auto fifo = (directory.path() / "fifo").string();
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
-        {{"--set", "connector.directoryListing=perhaps"}, 2, "connector.directoryListing"},
-        {{"--set", "connector.directorylisting=true"}, 2, "connector.directorylisting"},
-        {{"/no/such/directory"}, 1, "/no/such/directory"},
-        {{kHostBinary}, 1, kHostBinary}, // a file
-        {{"--cached-content", "/x=/no/such/directory"}, 1, "/no/such/directory"},
-        {{"--log-file", "/no/such/directory/log"}, 1, "/no/such/directory/log"},
-        {{"--log-file", fifo}, 1, fifo + ": Not a regular file"},
-        {{"--log-file", "/dev/tty"}, 1, "/dev/tty: Not a regular file"},
-        {{"--certificate", "/no/such/c.pem"}, 1, "/no/such/c.pem: No such file or directory"},
-        {{"--certificate", "/dev/null"}, 1, "/dev/null: Not a regular file"},
+        {{kHostBinary, "--set", "connector.directoryListing=perhaps"},
+         2,
+         "connector.directoryListing"},
+        {{kHostBinary, "--set", "connector.directorylisting=true"},
+         2,
+         "connector.directorylisting"},
+        {{kHostBinary, "/no/such/directory"}, 1, "/no/such/directory"},
+        {{kHostBinary, kHostBinary}, 1, kHostBinary}, // a file
+        {{kHostBinary, "--cached-content", "/x=/no/such/directory"}, 1, "/no/such/directory"},
+        {{kHostBinary, "--log-file", "/no/such/directory/log"}, 1, "/no/such/directory/log"},
+        {{kHostBinary, "--log-file", fifo}, 1, fifo + ": Not a regular file"},
+        {{kHostBinary, "--log-file", "/dev/tty"}, 1, "/dev/tty: Not a regular file"},
+        {{kHostBinary, "--certificate", "/no/such/c.pem"},
+         1,
+         "/no/such/c.pem: No such file or directory"},
+        {{kHostBinary, "--certificate", "/dev/null"}, 1, "/dev/null: Not a regular file"},
+        {{CONNECTOR_EMBED_BINARY, ".", "abc"}, 2, "connector-embed: \"abc\" is no port"},
+        {{CONNECTOR_EMBED_BINARY, ".", "65537"}, 2, "\"65537\" is no port"},
+        {{CONNECTOR_EMBED_BINARY, "/no/such/directory"}, 1, "/no/such/directory"},
     };
-    for (auto [arguments, status, named] : cases) {
-        SCOPED_TRACE(testing::PrintToString(arguments));
-        arguments.insert(arguments.begin(), kHostBinary);
-        ChildProcess host(arguments);
-        EXPECT_EQ(host.readRest(), "");
-        EXPECT_EQ(host.wait(), status);
-        EXPECT_THAT(host.errors(), HasSubstr(named));
+    for (const auto& [command, status, named] : cases) {
+        SCOPED_TRACE(testing::PrintToString(command));
+        ChildProcess program(command);
+        program.closeInput();
+        EXPECT_EQ(program.readRest(), "");
+        EXPECT_EQ(program.wait(), status);
+        EXPECT_THAT(program.errors(), HasSubstr(named));
     }
 }
 
