@@ -62,8 +62,9 @@ std::unique_ptr<ServerSocket> bindListeningSocket(unsigned short port, const Mak
     try {
         return bindFamily(makeSocket, Poco::Net::IPAddress::IPv6, port);
     } catch (const Poco::Exception& failure) {
-        kServerLog.write(common::Level::Info, "Failed to bind or listen with ipv6, trying ipv4: " +
-                                                  failure.displayText());
+        kServerLog.write(common::Level::Warning,
+                         "Failed to bind or listen with ipv6, trying ipv4: " +
+                             failure.displayText());
     }
     return bindFamily(makeSocket, Poco::Net::IPAddress::IPv4, port);
 }

@@ -15,12 +15,13 @@ constexpr std::string_view kStarting = "starting";
 void answerStarting(ServedRequest& request)
 {
     const auto& received = request.connection().head();
-    if (received.framing().chunked || received.framing().length > 0) {
+    if (received.framing().hasBody()) {
         request.endConnection(); // a body stays unread
     }
     ResponseHead head(received.isHttp10(), request.keepsAlive(), currentHttpDate());
     head.addContentLength(kStarting.size());
-    request.connection().sendAll(head.format(), kStarting);
+    const auto bodiless = isBodiless(head.status(), received.method());
+    request.connection().sendAll(head.format(), bodiless ? "" : kStarting);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "server/RequestExchange.h"
 
 #include <Poco/Exception.h>
+#include <Poco/URI.h>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -176,8 +177,7 @@ void RequestExchange::answer(HttpResponse& reply)
         body = std::move(*received);
     }
     head.addReply(reply, body.size());
-    send(head, body.view());
-    if (kServerLog.enabled(Level::Trace)) {
+    if (send(head, body.view()) && kServerLog.enabled(Level::Trace)) {
         kServerLog.write(Level::Trace, "HTTP Response: " + describe() + " [" +
                                            std::to_string(body.size()) + " bytes] [" +
                                            std::to_string(reply.status) + "]");
@@ -198,10 +198,7 @@ std::optional<DataBuffer> RequestExchange::awaitBody(HttpResponse& reply)
     auto body = subscriber->getResult(); // after it, since most bodies are there at once
     while (!body.waitFor(kBodyStep)) {
         if (clientIsGone(connection_.sockfd(), connection_.secure()) || !server_.isStarted()) {
-            if (serverLogLimits.socketErrors.admits(kServerLog, Level::Warning)) {
-                kServerLog.write(Level::Warning, "Socket error: " + describe() + " [" +
-                                                     std::to_string(reply.status) + "]");
-            }
+            logSocketError(reply.status);
             subscriber->cancel();
             return std::nullopt;
         }
@@ -209,7 +206,7 @@ std::optional<DataBuffer> RequestExchange::awaitBody(HttpResponse& reply)
     return body.get();
 }
 
-void RequestExchange::send(ResponseHead& head, std::string_view body)
+bool RequestExchange::send(ResponseHead& head, std::string_view body)
 {
     if (isBodiless(head.status(), head_.method())) {
         body = {};
@@ -226,8 +223,29 @@ void RequestExchange::send(ResponseHead& head, std::string_view body)
     if (!head.keepAlive()) {
         request_.endConnection();
     }
+    const auto text = head.format();
     sending_ = true;
-    connection_.sendAll(head.format(), body);
+    return sendAll(head.status(), text, body);
+}
+
+bool RequestExchange::sendAll(unsigned short status, std::string_view head, std::string_view body)
+{
+    try {
+        connection_.sendAll(head, body);
+        return true;
+    } catch (const Poco::Exception&) { // the client has gone, or takes nothing
+        logSocketError(status);
+        leaveUnanswered();
+        return false;
+    }
+}
+
+void RequestExchange::logSocketError(unsigned short status) const
+{
+    if (serverLogLimits.socketErrors.admits(kServerLog, Level::Info)) {
+        kServerLog.write(Level::Info,
+                         "Socket error: " + describe() + " [" + std::to_string(status) + "]");
+    }
 }
 
 void RequestExchange::upgrade(const WebSocket& reply)
@@ -294,9 +312,13 @@ std::string RequestExchange::url() const
 
 std::string RequestExchange::describe() const
 {
-    const auto target = parseTarget(head_.target());
-    return common::toLowerAscii(std::string(head_.method())) + " " + baseUrl() + " " +
-           normalisePath(target.path) + "?" + target.query;
+    const auto request = common::toLowerAscii(std::string(head_.method())) + " " + baseUrl() + " ";
+    try {
+        const auto target = parseTarget(head_.target());
+        return request + normalisePath(target.path) + "?" + target.query;
+    } catch (const Poco::URISyntaxException&) {
+        return request + std::string(head_.target());
+    }
 }
 
 } // namespace connector::http

@@ -36,7 +36,7 @@ public:
     /// | an exception, here or in the pipeline       | 500 and the exception's text    | kept   |
     /// | any other exception                         | 500 and a fixed text            | kept   |
     /// | the server stops, the client is gone        | none                            | closed |
-    /// | sending fails, also of the answers above    | none                            | closed |
+    /// | sending fails, also of the answers above    | none, the line "Socket error: " | closed |
     void run();
 
 private:
@@ -48,7 +48,10 @@ private:
     void warnOfClosedClient() const;
     void answer(HttpResponse& reply);
     std::optional<common::DataBuffer> awaitBody(HttpResponse& reply);
-    void send(ResponseHead& head, std::string_view body);
+    /// @return whether the answer went out.
+    bool send(ResponseHead& head, std::string_view body);
+    bool sendAll(unsigned short status, std::string_view head, std::string_view body);
+    void logSocketError(unsigned short status) const;
     void upgrade(const WebSocket& reply);
     void leaveUnanswered();
     void answerRefusal(unsigned short status, const std::string& text);

@@ -14,6 +14,8 @@ struct BodyFraming
 {
     bool chunked = false;
     std::uint64_t length = 0; ///< In bytes; without meaning if chunked.
+
+    [[nodiscard]] bool hasBody() const noexcept { return chunked || length > 0; }
 };
 
 /// One header field as it came, without the blanks around its value.

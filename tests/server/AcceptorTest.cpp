@@ -6,8 +6,10 @@
 #include <thread>
 #include <vector>
 
+#include "server/BindListeningSocket.h"
 #include "server/ConnectionRegistry.h"
 #include "server/ListeningSocket.h"
+#include "tests/support/LogCapture.h"
 
 namespace connector::http {
 namespace {
@@ -98,6 +100,21 @@ TEST_F(AcceptorTest, AStopClosesTheWaitingAndLeavesTheServed)
     acceptor_.stop();
     EXPECT_FALSE(receives(64));
     EXPECT_TRUE(isServed(63));
+}
+
+TEST(BindListeningSocketTest, WarnsThatItFallsBackToIpv4)
+{
+    const test::ScopedLogCapture log(common::Level::Warning);
+    int sockets = 0;
+    const auto socket = bindListeningSocket(0, [&sockets] {
+        if (++sockets <= 2) {
+            throw Poco::Net::NetException("no IPv6");
+        }
+        return std::make_unique<Poco::Net::ServerSocket>();
+    });
+    EXPECT_EQ(socket->address().family(), Poco::Net::SocketAddress::IPv4);
+    EXPECT_TRUE(log.contains("Failed to bind or listen with ipv6, trying ipv4: "
+                             "Net Exception: no IPv6"));
 }
 
 } // namespace

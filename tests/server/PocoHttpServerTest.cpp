@@ -110,6 +110,32 @@ TEST_F(PocoHttpServerTest, AProbeThatThrowsIsTheLastErrorAndTheNextPortIsTried)
     EXPECT_TRUE(test::failureOf([&server] { server.start(); }).ends_with(".\nno luck"));
 }
 
+TEST_F(PocoHttpServerTest, AnswersWhileItStarts)
+{
+    class ProbedByHead final : public PocoHttpServer
+    {
+    public:
+        using PocoHttpServer::PocoHttpServer;
+        test::WireResponse head;
+        test::WireResponse next;
+
+    protected:
+        bool waitForRunning(unsigned short port) override
+        {
+            RawClient client(port);
+            client.send(makeRequest("HEAD", "/") + makeRequest("GET", "/"));
+            head = client.readResponse(true);
+            next = client.readResponse();
+            return true;
+        }
+    };
+    ProbedByHead server(connector_, test::findFreePort());
+    server.start();
+    EXPECT_EQ(server.head.header("content-length"), "8");
+    EXPECT_EQ(server.next.status, 200) << "a HEAD has no body";
+    EXPECT_EQ(server.next.body, "starting");
+}
+
 TEST_F(PocoHttpServerTest, DeliversTheRequestAndItsBody)
 {
     serve([](HttpRequest& request) {
@@ -242,24 +268,41 @@ TEST_F(PocoHttpServerTest, RefusesToBeStoppedByItsOwnRequest)
     EXPECT_TRUE(server_->isRunning());
 }
 
-TEST_F(PocoHttpServerTest, AbandonsABodyWhoseClientHasGone)
+TEST_F(PocoHttpServerTest, EndsAnAnswerWhoseClientHasGone)
 {
     std::promise<void> entered;
     std::promise<void> cancelled;
+    std::promise<void> left;
     using Silent =
         reactive_streams::CachedValuePublisher<common::DataBuffer, std::function<void()>>;
     const auto body = std::make_shared<Silent>([&cancelled] { cancelled.set_value(); });
-    serve([&](HttpRequest&) {
+    serve([&](HttpRequest& request) {
         entered.set_value();
-        return makeReadyFuture<std::unique_ptr<Message>>(
-            std::make_unique<HttpResponse>(std::uint16_t{200}, body));
+        if (request.path == "/slow") {
+            return makeReadyFuture<std::unique_ptr<Message>>(
+                std::make_unique<HttpResponse>(std::uint16_t{200}, body));
+        }
+        left.get_future().wait();
+        return makeReadyHttpResponse(201, std::string(std::size_t{32} << 20U, 'x'));
     });
     const test::ScopedLogCapture log;
     askAndLeave(entered);
     cancelled.get_future().wait();
+    entered = {};
+    {
+        RawClient client(server_->getPort());
+        client.send(makeRequest("GET", "/large"));
+        entered.get_future().wait();
+        client.reset();
+    }
+    left.set_value();
+    while (!log.contains("/large? [201]") && !log.contains("Error in HTTP request handling")) {
+        std::this_thread::yield();
+    }
     server_->stop();
     EXPECT_TRUE(log.contains("Socket error: get http://"));
     EXPECT_TRUE(log.contains("/slow?q=1 [200]"));
+    EXPECT_FALSE(log.contains("Error in HTTP request handling"));
 }
 
 TEST_F(PocoHttpServerTest, TellsOfAClientThatLeftBeforeASlowAnswer)
