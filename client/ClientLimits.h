@@ -16,9 +16,8 @@ inline constexpr std::chrono::seconds kUpstreamTimeout{30};
 /// Steps of the waits that watch a stop token.
 inline constexpr std::chrono::milliseconds kStopStep{100};
 
-/// Largest head of an answer, in bytes, and of a line in a chunked body.
+/// Largest head of an answer, in bytes.
 inline constexpr std::size_t kMaxResponseHead = std::size_t{64} << 10U;
-inline constexpr std::size_t kMaxChunkLine = 4096;
 /// Interim answers (1xx) before the final one.
 inline constexpr int kMaxInterimResponses = 32;
 /// Largest body of an answer, in bytes. It is held in memory whole.

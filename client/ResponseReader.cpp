@@ -1,12 +1,12 @@
 #include "client/ResponseReader.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
 
 #include "client/ClientLimits.h"
+#include "contract/http/ChunkDecoder.h"
 
 namespace connector::http::client {
 
@@ -19,25 +19,21 @@ constexpr std::size_t kUsualHead = 512;
 /// How much a body of unknown length grows at least.
 constexpr std::size_t kGrowth = std::size_t{64} << 10U;
 
+[[noreturn]] void failTruncated()
+{
+    throw std::runtime_error("The upstream closed the connection before the end of its answer.");
+}
+
+[[noreturn]] void failTooLarge()
+{
+    throw std::runtime_error("The upstream's answer is too large.");
+}
+
 void requireBodyFits(std::uint64_t size)
 {
     if (size > kMaxResponseBody) {
-        throw std::runtime_error("The upstream's answer is too large.");
+        failTooLarge();
     }
-}
-
-/// The size in front of a chunk; extensions behind it are ignored (RFC 9112 section 7.1).
-std::uint64_t parseChunkSize(const std::string& line)
-{
-    constexpr int kHexadecimal = 16;
-    std::uint64_t size = 0;
-    const auto* end = line.data() + line.size();
-    const auto [rest, failure] = std::from_chars(line.data(), end, size, kHexadecimal);
-    const auto endsWell = rest == end || *rest == ';' || *rest == ' ' || *rest == '\t';
-    if (failure != std::errc() || !endsWell) {
-        throw std::runtime_error("The upstream's answer is malformed.");
-    }
-    return size;
 }
 
 } // namespace
@@ -86,17 +82,23 @@ DataBuffer ResponseReader::readLength(std::uint64_t length)
 DataBuffer ResponseReader::readChunks()
 {
     DataBuffer body;
-    while (const auto size = parseChunkSize(readLine())) {
-        requireBodyFits(size);
-        const auto begin = body.size();
-        requireBodyFits(begin + size);
-        body.resize(begin + static_cast<std::size_t>(size));
-        readExactly(body.data() + begin, static_cast<std::size_t>(size));
-        if (!readLine().empty()) {
-            throw std::runtime_error("The upstream's answer is malformed.");
+    ChunkDecoder decoder(kMaxResponseBody);
+    while (decoder.status() == ChunkDecoder::Status::Incomplete) {
+        if (begin_ == end_ && decoder.dataLeft() >= buffer_.size()) {
+            decoder.addData(readMore(body, decoder.dataLeft()));
+            continue;
         }
+        if (begin_ == end_ && !fill()) {
+            failTruncated();
+        }
+        begin_ += decoder.decode({buffer_.data() + begin_, end_ - begin_}, body);
     }
-    readHeadText(); // the trailer, which is dropped
+    if (decoder.status() == ChunkDecoder::Status::TooLarge) {
+        failTooLarge();
+    }
+    if (decoder.status() == ChunkDecoder::Status::Malformed) {
+        throw std::runtime_error("The upstream's answer is malformed.");
+    }
     return body;
 }
 
@@ -136,20 +138,12 @@ std::string ResponseReader::readHeadText()
     }
 }
 
-std::string ResponseReader::readLine()
-{
-    std::string line;
-    appendLine(line, kMaxChunkLine);
-    return line;
-}
-
 void ResponseReader::appendLine(std::string& text, std::size_t limit)
 {
     const auto lineBegin = text.size();
     for (auto ended = false; !ended;) {
         if (begin_ == end_ && !fill()) {
-            throw std::runtime_error(
-                "The upstream closed the connection before the end of its answer.");
+            failTruncated();
         }
         const auto* from = buffer_.data() + begin_;
         const auto* to = buffer_.data() + end_;
@@ -158,7 +152,7 @@ void ResponseReader::appendLine(std::string& text, std::size_t limit)
         text.append(from, lineEnd);
         begin_ += static_cast<std::size_t>(lineEnd - from) + (ended ? 1 : 0);
         if (text.size() - lineBegin >= limit) {
-            throw std::runtime_error("The upstream's answer is too large.");
+            failTooLarge();
         }
     }
     if (text.size() > lineBegin && text.back() == '\r') {
@@ -171,12 +165,23 @@ void ResponseReader::readExactly(char* into, std::size_t count)
     while (count > 0) {
         const auto received = readSome(into, count);
         if (received == 0) {
-            throw std::runtime_error(
-                "The upstream closed the connection before the end of its answer.");
+            failTruncated();
         }
         into += received;
         count -= received;
     }
+}
+
+std::size_t ResponseReader::readMore(DataBuffer& body, std::uint64_t left)
+{
+    const auto begin = body.size();
+    body.resize(begin + std::min<std::uint64_t>(left, kGrowth));
+    const auto received = readSome(body.data() + begin, body.size() - begin);
+    body.resize(begin + received);
+    if (received == 0) {
+        failTruncated();
+    }
+    return received;
 }
 
 std::size_t ResponseReader::readSome(char* into, std::size_t count)

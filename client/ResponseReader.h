@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <string>
@@ -44,10 +45,11 @@ private:
     common::DataBuffer readUntilClose();
 
     std::string readHeadText();
-    std::string readLine();
     /// Without its end. Fails when it reaches @p limit.
     void appendLine(std::string& text, std::size_t limit);
     void readExactly(char* into, std::size_t count);
+    /// Appends what there is to @p body, at most @p left bytes, past the buffer.
+    std::size_t readMore(common::DataBuffer& body, std::uint64_t left);
     std::size_t readSome(char* into, std::size_t count);
     bool fill();
 

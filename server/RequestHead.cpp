@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "contract/common/Text.h"
-#include "contract/http/FieldSyntax.h"
 #include "server/RequestRefusal.h"
 #include "server/ServerLimits.h"
 

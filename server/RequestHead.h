@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "contract/http/FieldSyntax.h"
+
 namespace connector::http {
 
 /// How the body of a request is delimited (RFC 9112 section 6).
@@ -16,13 +18,6 @@ struct BodyFraming
     std::uint64_t length = 0; ///< In bytes; without meaning if chunked.
 
     [[nodiscard]] bool hasBody() const noexcept { return chunked || length > 0; }
-};
-
-/// One header field as it came, without the blanks around its value.
-struct HeaderField
-{
-    std::string_view name;
-    std::string_view value;
 };
 
 /// Looks for the empty line that ends a head. A bare LF ends a line as well (RFC 9112 section 2.2).
