@@ -1,16 +1,20 @@
 #include "server/RequestParts.h"
 
-#include <Poco/Net/MessageHeader.h>
-#include <Poco/Net/NameValueCollection.h>
 #include <Poco/URI.h>
 #include <algorithm>
 #include <array>
+#include <utility>
+#include <vector>
 
 #include "contract/common/Text.h"
+#include "contract/http/FieldSyntax.h"
+#include "server/RequestRefusal.h"
 
 namespace connector::http {
 
 namespace {
+
+constexpr std::string_view kBlanks = " \t";
 
 /// Characters that stand for themselves in a path and in a query.
 constexpr auto kPlainCharacters = [] {
@@ -39,31 +43,93 @@ std::string decode(std::string_view text)
     return decoded;
 }
 
-std::string_view trim(std::string_view text)
+/// Takes the part up to @p mark, and the mark, off the front of @p text.
+std::string_view takeUntil(std::string_view& text, char mark)
 {
-    constexpr std::string_view kBlanks = " \t";
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+    const auto part = text.substr(0, text.find(mark));
+    text.remove_prefix(std::min(part.size() + 1, text.size()));
+    return part;
+}
+
+/// Takes a cookie's value and the ";" behind it off the front of @p text. A ";" in quotes or behind
+/// a backslash belongs to the value; quotes and backslashes are dropped.
+std::string takeQuotedValue(std::string_view& text)
+{
+    std::string value;
+    auto quoted = false;
+    std::size_t at = 0;
+    for (; at < text.size() && (quoted || text[at] != ';'); ++at) {
+        if (text[at] == '"') {
+            quoted = !quoted;
+        } else if (text[at] != '\\') {
+            value += text[at];
+        } else if (++at < text.size()) {
+            value += text[at];
+        }
+    }
+    text.remove_prefix(std::min(at + 1, text.size()));
+    value.resize(value.find_last_not_of(kBlanks) + 1);
+    return value;
+}
+
+std::string takeCookieValue(std::string_view& text)
+{
+    const auto plain = text.substr(0, text.find(';'));
+    if (plain.find('"') == std::string_view::npos && plain.find('\\') == std::string_view::npos) {
+        return std::string(trimBlanks(takeUntil(text, ';')));
+    }
+    text.remove_prefix(text.find_first_not_of(kBlanks));
+    return takeQuotedValue(text);
 }
 
 /// Adds the cookies of one Cookie field (RFC 6265 section 5.4).
-void addCookies(std::string_view field, StringMultimap& cookies)
+void addCookies(std::string_view field, std::size_t maxCookies, StringMultimap& cookies)
 {
-    if (field.find('"') != std::string_view::npos || field.find('\\') != std::string_view::npos) {
-        Poco::Net::NameValueCollection collected;
-        const std::string text(field);
-        Poco::Net::MessageHeader::splitParameters(text.begin(), text.end(), collected);
-        cookies.insert(collected.begin(), collected.end());
-        return;
-    }
     while (!field.empty()) {
         const auto pair = field.substr(0, field.find(';'));
-        field.remove_prefix(std::min(pair.size() + 1, field.size()));
-        const auto equals = std::min(pair.find('='), pair.size());
-        const auto name = trim(pair.substr(0, equals));
-        if (!name.empty()) {
-            cookies.emplace(name, trim(pair.substr(std::min(equals + 1, pair.size()))));
+        const auto equals = pair.find('=');
+        const auto name = trimBlanks(pair.substr(0, equals));
+        field.remove_prefix(std::min(std::min(equals, pair.size()) + 1, field.size()));
+        auto value = equals == std::string_view::npos ? "" : takeCookieValue(field);
+        if (name.empty()) {
+            continue;
         }
+        if (cookies.size() == maxCookies) {
+            throw RequestRefusal(431, "The request has too many cookies.");
+        }
+        cookies.emplace(name, std::move(value));
+    }
+}
+
+using Parameter = std::pair<std::string, std::string>;
+
+Parameter decodeParameter(std::string_view piece)
+{
+    auto value = piece;
+    const auto name = takeUntil(value, '=');
+    return {common::toLowerAscii(decode(name)), decode(value)};
+}
+
+/// Adds many parameters at no more than the cost of sorting them, whatever their names: a client
+/// may have chosen names of one hash value. Equal names follow each other, so that none is searched
+/// for behind others of its bucket, and a bucket takes few different names.
+void addSorted(std::vector<Parameter> parameters, StringMultimap& into)
+{
+    constexpr int kMaxNamesInBucket = 32;
+    std::stable_sort(parameters.begin(), parameters.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    into.reserve(parameters.size());
+    std::vector<int> names(into.bucket_count());
+    const std::string* last = nullptr;
+    for (auto& parameter : parameters) {
+        auto& inBucket = names[into.bucket(parameter.first)];
+        if (last == nullptr || *last != parameter.first) {
+            ++inBucket;
+        }
+        if (inBucket > kMaxNamesInBucket) {
+            throw RequestRefusal(400, "The names of the request's parameters collide.");
+        }
+        last = &into.emplace(std::move(parameter))->first;
     }
 }
 
@@ -106,19 +172,29 @@ std::string normalisePath(std::string path)
     return normalised;
 }
 
-StringMultimap parseParameters(std::string_view rawQuery)
+StringMultimap parseParameters(std::string_view rawQuery, const RequestLimits& limits)
 {
+    /// So few that their names don't matter.
+    constexpr std::size_t kFew = 32;
     StringMultimap parameters;
-    while (!rawQuery.empty()) {
-        const auto piece = rawQuery.substr(0, rawQuery.find('&'));
-        rawQuery.remove_prefix(std::min(piece.size() + 1, rawQuery.size()));
-        if (piece.empty()) {
-            continue;
-        }
-        const auto equals = std::min(piece.find('='), piece.size());
-        const auto value = piece.substr(std::min(equals + 1, piece.size()));
-        parameters.emplace(common::toLowerAscii(decode(piece.substr(0, equals))), decode(value));
+    if (rawQuery.empty()) {
+        return parameters;
     }
+    const auto count = static_cast<std::size_t>(std::ranges::count(rawQuery, '&')) + 1;
+    if (count > limits.parameters) {
+        throw RequestRefusal(400, "The request has too many parameters.");
+    }
+    if (count <= kFew) {
+        for (std::size_t piece = 0; piece < count; ++piece) {
+            parameters.insert(decodeParameter(takeUntil(rawQuery, '&')));
+        }
+        return parameters;
+    }
+    std::vector<Parameter> many(count);
+    for (auto& parameter : many) {
+        parameter = decodeParameter(takeUntil(rawQuery, '&'));
+    }
+    addSorted(std::move(many), parameters);
     return parameters;
 }
 
@@ -132,15 +208,24 @@ StringMultimap collectHeaders(const RequestHead& head)
     return headers;
 }
 
-StringMultimap collectCookies(const RequestHead& head)
+StringMultimap collectCookies(const RequestHead& head, const RequestLimits& limits)
 {
     StringMultimap cookies;
     for (const auto& [name, value] : head.fields()) {
         if (common::equalsIgnoreCaseAscii(name, "cookie")) {
-            addCookies(value, cookies);
+            addCookies(value, limits.cookies, cookies);
         }
     }
     return cookies;
+}
+
+std::unique_ptr<HttpRequest> makeRequest(const RequestHead& head, std::string baseUrl, bool local)
+{
+    auto target = parseTarget(head.target());
+    return std::make_unique<HttpRequest>(
+        std::move(baseUrl), normalisePath(std::move(target.path)), std::move(target.query),
+        common::toLowerAscii(std::string(head.method())), collectHeaders(head),
+        collectCookies(head), parseParameters(target.rawQuery), local, nullptr);
 }
 
 bool isLocalAddress(const Poco::Net::IPAddress& address)

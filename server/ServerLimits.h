@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 
 /// The limits of a server, in one place.
 namespace connector::http {
@@ -39,6 +40,21 @@ inline constexpr std::size_t kMaxHead = std::size_t{64} << 10U;
 inline constexpr std::size_t kMaxFields = 100;
 /// Largest request body, in bytes.
 inline constexpr std::size_t kMaxRequestBody = std::size_t{1} << 30U;
+
+/// What one request may hold at most; what holds more is refused.
+struct RequestLimits
+{
+    /// Bytes of the head, several times what browsers send. Status 431, as the next two.
+    std::size_t head = std::size_t{64} << 10U;
+    /// Header fields.
+    std::size_t fields = 100;
+    /// Cookies, in all Cookie fields together.
+    std::size_t cookies = 100;
+    /// Parameters of the query. Status 400.
+    std::size_t parameters = 1000;
+    /// Bytes of the body, which is held in memory whole. Status 413.
+    std::uint64_t body = std::uint64_t{1} << 30U;
+};
 
 /// Steps of the waits for a reply and for its body; a stop is noticed after one of them.
 inline constexpr std::chrono::milliseconds kReplyStep{100};

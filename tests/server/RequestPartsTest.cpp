@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <utility>
 
+#include "server/RequestRefusal.h"
+
 namespace connector::http {
 namespace {
 
@@ -29,7 +31,8 @@ TEST(RequestParts, ReadsCookiesAsTheLibraryDoes)
 {
     for (const std::string field :
          {"a=b", "a=b; c=d;e = f ", "a=b;a=c; a=b", ";; a ;=x; b=", "a=b=c", "a=\"b; c\"; d=e",
-          "a=b\\;c; d=e", "", " ", "a\t=\tb"}) {
+          "a=b\\;c; d=e", "", " ", "a\t=\tb", "a= \" b \" ;c", "a=\"b;c=d", "\"a;b\"=c", "a=b\\",
+          "a;b=\\\\\"\\\"\"\\ ;c"}) {
         RequestHead head;
         head.assign("GET / HTTP/1.1\r\nCookie: " + field + "\r\ncookie: last=1\r\n\r\n");
         Poco::Net::HTTPRequest request;
@@ -65,12 +68,41 @@ TEST(RequestParts, SplitsAndDecodesParameters)
     const std::pair<const char*, StringMultimap> cases[] = {
         {"", {}},
         {"a=1&B=2&a=3", {{"a", "1"}, {"b", "2"}, {"a", "3"}}},
-        {"&flag&&empty=&=nameless&", {{"flag", ""}, {"empty", ""}, {"", "nameless"}}},
+        {"&flag&&empty=&=nameless&",
+         {{"", ""}, {"flag", ""}, {"", ""}, {"empty", ""}, {"", "nameless"}, {"", ""}}},
         {"%41=a%26b%3Dc&y=1=2%c3%bc+", {{"a", "a&b=c"}, {"y", "1=2\xC3\xBC+"}}}};
     for (const auto& [query, expected] : cases) {
         EXPECT_EQ(parseParameters(query), expected) << query;
     }
     EXPECT_THROW(parseParameters("a=%zz"), Poco::Exception);
+}
+
+TEST(RequestParts, RefusesMoreThanTheLimitsAndNamesThatCollide)
+{
+    StringMultimap expected;
+    std::string query;
+    std::string cookies;
+    for (int i = 0; i < 40; ++i) {
+        query += "&a" + std::to_string(i % 20) + "=" + std::to_string(i);
+        cookies += "\"a\"=" + std::to_string(i) + ";";
+        expected.emplace("a" + std::to_string(i % 20), std::to_string(i));
+    }
+    EXPECT_EQ(parseParameters(query.substr(1), {.parameters = 40}), expected);
+    EXPECT_THROW(parseParameters(query, {.parameters = 40}), RequestRefusal);
+    RequestHead head;
+    head.assign("GET / HTTP/1.1\r\nCookie: " + cookies + "\r\ncookie: a=b\r\n\r\n");
+    EXPECT_EQ(collectCookies(head, {.cookies = 41}).size(), 41U);
+    EXPECT_THROW(collectCookies(head, {.cookies = 40}), RequestRefusal);
+
+    StringMultimap map;
+    map.reserve(40);
+    std::string colliding;
+    for (int found = 0, i = 0; found < 40; ++i) {
+        if (const auto name = "b" + std::to_string(i); map.bucket(name) == 0) {
+            colliding += (found++ == 0 ? "" : "&") + name;
+        }
+    }
+    EXPECT_THROW(parseParameters(colliding), RequestRefusal);
 }
 
 TEST(RequestParts, TellsLocalClients)
