@@ -12,7 +12,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
-#include "contract/http/FieldSyntax.h"
+#include "server/HeadScanner.h"
 #include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
 #include "server/ServerLimits.h"
@@ -23,9 +23,6 @@ namespace connector::http {
 namespace {
 
 using std::chrono::microseconds;
-
-/// What one receive takes at most; a head that is larger takes several.
-constexpr std::size_t kReceiveSize = 4096;
 
 timeval toTimeval(microseconds duration)
 {
@@ -92,9 +89,7 @@ int ConnectionSocketImpl::receiveBytes(void* buffer, int length, int flags)
         return 0;
     }
     if (wanted < kReceiveSize) {
-        if (!fill(receiveTimeout_)) {
-            throw Poco::TimeoutException();
-        }
+        awaitInput();
         return takeBuffered(buffer, wanted);
     }
     const auto received = receive(static_cast<char*>(buffer), wanted, receiveTimeout_);
@@ -195,6 +190,14 @@ void ConnectionSocketImpl::sendAll(std::string_view head, std::string_view body)
     }
 }
 
+std::string_view ConnectionSocketImpl::awaitInput()
+{
+    if (buffered() == 0 && !atEnd_ && !fill(receiveTimeout_)) {
+        throw Poco::TimeoutException();
+    }
+    return input();
+}
+
 std::string ConnectionSocketImpl::takeBuffered()
 {
     std::string taken(buffer_.data() + begin_, buffered());
@@ -216,36 +219,34 @@ void ConnectionSocketImpl::abort() noexcept
 
 bool ConnectionSocketImpl::awaitHead(microseconds patience)
 {
+    HeadScanner scanner;
+    try {
+        return receiveHead(scanner, patience) ||
+               (scanner.hasHead() &&
+                refuse(atEnd_ ? RequestRefusal(400, "The request's head is truncated.")
+                              : RequestRefusal(408, "The request's head did not arrive in time.")));
+    } catch (const RequestRefusal& refusal) {
+        return refuse(refusal);
+    }
+}
+
+bool ConnectionSocketImpl::receiveHead(HeadScanner& scanner, microseconds patience)
+{
     std::optional<Clock::time_point> deadline;
-    std::size_t searched = 0;
     for (;;) {
-        skipEmptyLines();
-        if (searched == 0 && buffered() > 0 && !isToken(input().substr(0, 1))) {
-            return refuse(400, "Malformed method."); // another protocol: its head may never end
+        if (const auto head = scanner.scan(input())) {
+            begin_ = static_cast<std::size_t>(head->data() + head->size() - buffer_.data());
+            head_.assign(*head);
+            return true;
         }
-        if (const auto end = findHeadEnd(input(), searched)) {
-            try {
-                takeHead(*end);
-                return true;
-            } catch (const RequestRefusal& refusal) {
-                return refuse(refusal.status(), refusal.what());
-            }
+        auto wait = scanner.hasHead() ? microseconds(kClientTimeout) : patience;
+        if (scanner.hasBegun()) {
+            const auto now = Clock::now();
+            deadline = deadline.value_or(now + kHeadTimeout);
+            wait = std::min(wait, std::chrono::duration_cast<microseconds>(*deadline - now));
         }
-        searched = buffered();
-        if (searched >= kMaxHead) {
-            return refuse(431, "The request's head is too large.");
-        }
-        if (atEnd_) {
-            return searched > 0 && refuse(400, "The request's head is truncated.");
-        }
-        if (searched > 0 && !deadline.has_value()) {
-            deadline = Clock::now() + kHeadTimeout;
-        }
-        const auto left = deadline.has_value()
-                              ? std::chrono::duration_cast<microseconds>(*deadline - Clock::now())
-                              : patience;
-        if (left <= microseconds::zero() || !fill(std::min<microseconds>(left, kClientTimeout))) {
-            return searched > 0 && refuse(408, "The request's head did not arrive in time.");
+        if (atEnd_ || wait <= microseconds::zero() || !fill(wait)) {
+            return false;
         }
     }
 }
@@ -268,26 +269,13 @@ bool ConnectionSocketImpl::fill(microseconds timeout)
     return true;
 }
 
-void ConnectionSocketImpl::skipEmptyLines() noexcept
-{
-    while (buffered() > 0 && (buffer_[begin_] == '\r' || buffer_[begin_] == '\n')) {
-        ++begin_;
-    }
-}
-
-void ConnectionSocketImpl::takeHead(std::size_t size)
-{
-    head_.assign(input().substr(0, size));
-    begin_ += size;
-}
-
-bool ConnectionSocketImpl::refuse(unsigned short status, std::string_view text) noexcept
+bool ConnectionSocketImpl::refuse(const RequestRefusal& refusal) noexcept
 {
     if (serverLogLimits.refusals.admits(kServerLog, common::Level::Info)) {
-        kServerLog.write(common::Level::Info, text);
+        kServerLog.write(common::Level::Info, refusal.what());
     }
     atEnd_ = false; // the input that is left is read out, so that the client sees the answer
-    sendAtOnce(formatRefusal(status, text));
+    sendAtOnce(RefusalAnswer(refusal).text());
     return false;
 }
 

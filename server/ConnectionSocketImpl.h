@@ -16,6 +16,9 @@
 
 namespace connector::http {
 
+class HeadScanner;
+class RequestRefusal;
+
 /// The socket of one accepted connection, as the networking library uses it.
 ///
 /// It differs from the library's own socket in what a server under load and a stop need:
@@ -33,6 +36,9 @@ namespace connector::http {
 class ConnectionSocketImpl : public Poco::Net::StreamSocketImpl
 {
 public:
+    /// What one receive into the buffer takes at most; a head that is larger takes several.
+    static constexpr std::size_t kReceiveSize = 4096;
+
     /// Takes the descriptor over.
     ConnectionSocketImpl(poco_socket_t descriptor, const Poco::Net::SocketAddress& peer);
 
@@ -70,6 +76,14 @@ public:
     /// Whether the client is on this machine.
     [[nodiscard]] bool isLocal() const noexcept { return local_; }
 
+    /// What was received and not taken yet. Blocks for more if that is nothing.
+    /// @return nothing when there will be no more.
+    /// @throws Poco::TimeoutException when nothing arrives within the receive timeout.
+    std::string_view awaitInput();
+
+    /// Takes @p count bytes of the input.
+    void consume(std::size_t count) noexcept { begin_ += count; }
+
     /// What was received and not taken yet, for whoever goes on to read from the descriptor.
     std::string takeBuffered();
 
@@ -105,13 +119,13 @@ private:
     /// @return false when there is no request to read: the client is silent, has finished, or was
     ///         refused.
     bool awaitHead(std::chrono::microseconds patience);
+    /// @return false when the input ended, or did not come in time.
+    /// @throws RequestRefusal
+    bool receiveHead(HeadScanner& scanner, std::chrono::microseconds patience);
     /// Receives behind what the buffer holds, and enlarges it if need be.
     /// @return false when @p timeout passed without input.
     bool fill(std::chrono::microseconds timeout);
-    /// Some clients send an empty line behind a body (RFC 9112 section 2.2).
-    void skipEmptyLines() noexcept;
-    void takeHead(std::size_t size);
-    bool refuse(unsigned short status, std::string_view text) noexcept;
+    bool refuse(const RequestRefusal& refusal) noexcept;
     int takeLibraryHead(void* buffer, std::size_t length);
     int takeBuffered(void* buffer, std::size_t length) noexcept;
     std::string_view input() const noexcept { return {buffer_.data() + begin_, buffered()}; }

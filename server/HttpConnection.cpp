@@ -23,7 +23,7 @@ void HttpConnection::run()
         while (socket_.poll(patience, Poco::Net::Socket::SELECT_READ) && serve(request)) {
             patience = parameters_.getKeepAliveTimeout();
         }
-    } catch (const Poco::Exception& failure) { // the handshake, or leave to send the body
+    } catch (const Poco::Exception& failure) { // the handshake
         if (serverLogLimits.brokenConnections.admits(kServerLog, common::Level::Info)) {
             kServerLog.write(common::Level::Info, "Connection ended: " + failure.displayText());
         }
@@ -33,9 +33,6 @@ void HttpConnection::run()
 bool HttpConnection::serve(ServedRequest& request)
 {
     request.begin();
-    if (request.awaitsContinue()) {
-        request.connection().sendAll("HTTP/1.1 100 Continue\r\n\r\n", "");
-    }
     const std::unique_ptr<Poco::Net::HTTPRequestHandler> handler(
         handlers_.createRequestHandler(request));
     handler->handleRequest(request, request.response());

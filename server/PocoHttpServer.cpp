@@ -72,9 +72,9 @@ PocoHttpServer::~PocoHttpServer()
 {
     try {
         doServerStop();
-    } catch (const std::exception& failure) {
-        kServerLog.write(Level::Error,
-                         std::string("Error while a server was destroyed: ") + failure.what());
+    } catch (const std::exception& failure) { // two records, since joining them needs memory
+        kServerLog.write(Level::Error, "Error while a server was destroyed:");
+        kServerLog.write(Level::Error, failure.what());
     }
 }
 

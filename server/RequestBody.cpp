@@ -1,11 +1,8 @@
 #include "server/RequestBody.h"
 
 #include <algorithm>
-#include <charconv>
-#include <string>
 
 #include "server/RequestRefusal.h"
-#include "server/ServerLimits.h"
 
 namespace connector::http {
 
@@ -13,94 +10,69 @@ namespace {
 
 /// What is reserved on the strength of an announcement alone.
 constexpr std::size_t kFirstReservation = std::size_t{64} << 10U;
-/// The longest line of the chunked form that is read: a chunk's size with extensions, a trailer.
-constexpr std::size_t kMaxLine = 4096;
-constexpr std::size_t kMaxTrailerLines = 100;
-
-[[noreturn]] void refuse(const char* text)
-{
-    throw RequestRefusal(400, text);
-}
-
-/// Appends exactly @p length bytes of the source.
-void appendExactly(ByteSource& source, common::DataBuffer& body, std::uint64_t length)
-{
-    if (length > kMaxRequestBody - body.size()) {
-        throw RequestRefusal(413, "The request body is too large.");
-    }
-    const auto goal = body.size() + static_cast<std::size_t>(length);
-    while (body.size() < goal) {
-        const auto begin = body.size();
-        const auto room = std::max(body.capacity() - begin, kFirstReservation);
-        body.resize(begin + std::min(room, goal - begin));
-        const auto received = source.read(body.data() + begin, body.size() - begin);
-        body.resize(begin + received);
-        if (received == 0) {
-            refuse("The request body is truncated.");
-        }
-    }
-}
-
-/// A line without its CR LF. A bare LF ends a line as well (RFC 9112 section 2.2).
-std::string readLine(ByteSource& source)
-{
-    std::string line;
-    for (int next = source.get(); next != '\n'; next = source.get()) {
-        if (next < 0) {
-            refuse("The request body is truncated.");
-        }
-        if (line.size() == kMaxLine) {
-            refuse("Malformed chunk.");
-        }
-        line += static_cast<char>(next);
-    }
-    if (line.ends_with('\r')) {
-        line.pop_back();
-    }
-    return line;
-}
-
-std::uint64_t readChunkSize(ByteSource& source)
-{
-    const auto line = readLine(source);
-    std::uint64_t size = 0;
-    const auto* const end = line.data() + line.size();
-    const auto [stop, failure] = std::from_chars(line.data(), end, size, 16);
-    const auto isEnded = stop == end || *stop == ';' || *stop == ' ' || *stop == '\t';
-    if (failure != std::errc() || !isEnded) {
-        refuse("Malformed chunk.");
-    }
-    return size;
-}
-
-void skipTrailer(ByteSource& source)
-{
-    for (std::size_t lines = 0; !readLine(source).empty(); ++lines) {
-        if (lines == kMaxTrailerLines) {
-            refuse("Malformed chunk.");
-        }
-    }
-}
 
 } // namespace
 
-common::DataBuffer readBody(ByteSource& source, const BodyFraming& framing)
+RequestBody::RequestBody(const BodyFraming& framing, const RequestLimits& limits)
+    : chunked_(framing.chunked), left_(framing.length), chunks_(limits.body)
+{}
+
+bool RequestBody::isComplete() const noexcept
 {
-    common::DataBuffer body;
-    if (!framing.chunked) {
-        body.reserve(
-            static_cast<std::size_t>(std::min<std::uint64_t>(framing.length, kFirstReservation)));
-        appendExactly(source, body, framing.length);
-        return body;
+    return chunked_ ? chunks_.status() == ChunkDecoder::Status::Complete : left_ == 0;
+}
+
+std::size_t RequestBody::take(std::string_view input)
+{
+    return chunked_ ? takeChunks(input) : takeData(input);
+}
+
+std::size_t RequestBody::takeData(std::string_view input)
+{
+    const auto data = input.substr(0, std::min<std::uint64_t>(left_, input.size()));
+    if (body_.empty()) {
+        body_.reserve(std::min<std::uint64_t>(left_, kFirstReservation));
     }
-    for (auto size = readChunkSize(source); size > 0; size = readChunkSize(source)) {
-        appendExactly(source, body, size);
-        if (!readLine(source).empty()) {
-            refuse("Malformed chunk.");
-        }
+    body_.append(data);
+    left_ -= data.size();
+    return data.size();
+}
+
+std::size_t RequestBody::takeChunks(std::string_view input)
+{
+    const auto taken = chunks_.decode(input, body_);
+    if (chunks_.status() == ChunkDecoder::Status::Malformed) {
+        throw RequestRefusal(400, "Malformed chunk.");
     }
-    skipTrailer(source);
-    return body;
+    if (chunks_.status() == ChunkDecoder::Status::TooLarge) {
+        throw RequestRefusal(413, "The request body is too large.");
+    }
+    return taken;
+}
+
+std::uint64_t RequestBody::dataLeft() const noexcept
+{
+    return chunked_ ? chunks_.dataLeft() : left_;
+}
+
+std::span<char> RequestBody::prepare()
+{
+    const auto begin = body_.size();
+    const auto room = std::max(body_.capacity() - begin, kFirstReservation);
+    prepared_ = static_cast<std::size_t>(std::min<std::uint64_t>(dataLeft(), room));
+    body_.resize(begin + prepared_);
+    return {body_.data() + begin, prepared_};
+}
+
+void RequestBody::commit(std::size_t received)
+{
+    body_.resize(body_.size() - prepared_ + received);
+    prepared_ = 0;
+    if (chunked_) {
+        chunks_.addData(received);
+    } else {
+        left_ -= received;
+    }
 }
 
 } // namespace connector::http

@@ -8,13 +8,14 @@
 
 #include "contract/common/QueuedOutput.h"
 #include "contract/common/Text.h"
+#include "contract/http/MakeHttpResponse.h"
 #include "contract/http/WebSocket.h"
 #include "contract/streams/OneShotPublisher.h"
 #include "contract/streams/ReducingSubscriber.h"
 #include "server/ClientWatch.h"
 #include "server/ConnectionSocketImpl.h"
 #include "server/HttpDate.h"
-#include "server/ReadRequest.h"
+#include "server/ReadRequestBody.h"
 #include "server/RequestHead.h"
 #include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
@@ -78,6 +79,9 @@ void RequestExchange::run()
 void RequestExchange::exchange()
 {
     auto message = readMessage();
+    if (message == nullptr) {
+        return;
+    }
     warnOfQtWebKit(*message);
     const auto context = server_.getConnector()->createContext();
     const auto begin = std::chrono::steady_clock::now();
@@ -96,14 +100,19 @@ void RequestExchange::exchange()
 
 std::unique_ptr<HttpRequest> RequestExchange::readMessage()
 {
-    std::size_t bodySize = 0;
-    auto message = readRequest(connection_, baseUrl(), bodySize);
+    auto message = makeRequest(head_, baseUrl(), connection_.isLocal());
+    constexpr unsigned short kContinue = 100;
+    if (head_.awaitsContinue() && !sendAll(kContinue, "HTTP/1.1 100 Continue\r\n\r\n", {})) {
+        return nullptr;
+    }
+    auto body = readRequestBody(connection_);
     read_ = true;
-    message->stopToken = scope_.stopToken;
     if (kServerLog.enabled(Level::Trace)) {
         kServerLog.write(Level::Trace, "HTTP Request: " + describe() + " [" +
-                                           std::to_string(bodySize) + " bytes]");
+                                           std::to_string(body.size()) + " bytes]");
     }
+    message->body = makeBody(std::move(body));
+    message->stopToken = scope_.stopToken;
     return message;
 }
 

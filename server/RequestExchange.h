@@ -41,6 +41,7 @@ public:
 
 private:
     void exchange();
+    /// @return nothing when the client has gone.
     std::unique_ptr<HttpRequest> readMessage();
     std::string baseUrl() const;
     void warnOfQtWebKit(const HttpRequest& message) const;

@@ -1,6 +1,5 @@
 #include "server/RequestHead.h"
 
-#include <Poco/Net/MessageHeader.h>
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -8,7 +7,6 @@
 
 #include "contract/common/Text.h"
 #include "server/RequestRefusal.h"
-#include "server/ServerLimits.h"
 
 namespace connector::http {
 
@@ -33,14 +31,6 @@ std::string_view takeLine(std::string_view& rest)
     return line;
 }
 
-std::string_view trim(std::string_view text)
-{
-    constexpr std::string_view kBlanks = " \t";
-    const auto begin = std::min(text.find_first_not_of(kBlanks), text.size());
-    text.remove_prefix(begin);
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
 bool isVersion(std::string_view version)
 {
     return version.size() == 8 && version.starts_with("HTTP/1.") && version[7] >= '0' &&
@@ -59,43 +49,22 @@ std::uint64_t parseLength(std::string_view text)
     return length;
 }
 
-/// Whether a reader that decodes encoded words (RFC 2047), as libraries do, would find control
-/// characters in @p value.
-bool hidesControls(std::string_view value)
-{
-    return value.find("=?") != std::string_view::npos &&
-           !isFieldValue(Poco::Net::MessageHeader::decodeWord(std::string(value)));
-}
-
 } // namespace
 
-std::optional<std::size_t> findHeadEnd(std::string_view input, std::size_t searched)
-{
-    // The line end before the empty line may have been searched already.
-    auto lineEnd = input.find('\n', searched < 2 ? 0 : searched - 2);
-    while (lineEnd != std::string_view::npos) {
-        auto next = lineEnd + 1;
-        if (next < input.size() && input[next] == '\r') {
-            ++next;
-        }
-        if (next < input.size() && input[next] == '\n') {
-            return next + 1;
-        }
-        lineEnd = input.find('\n', lineEnd + 1);
-    }
-    return std::nullopt;
-}
-
-void RequestHead::assign(std::string_view text)
+void RequestHead::assign(std::string_view text, const RequestLimits& limits)
 {
     text_ = text;
     fields_.clear();
     std::string_view rest = text_;
     parseRequestLine(takeLine(rest));
     for (auto line = takeLine(rest); !line.empty(); line = takeLine(rest)) {
-        parseField(line);
+        addField(line, limits.fields);
     }
-    settleFraming();
+    checkHost();
+    determineFraming(limits.body);
+    if (method_ == "CONNECT") {
+        throw RequestRefusal(501, "This server opens no tunnels.");
+    }
 }
 
 std::optional<std::string_view> RequestHead::find(std::string_view name) const noexcept
@@ -121,7 +90,7 @@ bool RequestHead::lists(std::string_view name, std::string_view token) const noe
         }
         for (auto rest = field.value; !rest.empty();) {
             const auto element = rest.substr(0, rest.find(','));
-            if (equalsIgnoreCaseAscii(trim(element), token)) {
+            if (equalsIgnoreCaseAscii(trimBlanks(element), token)) {
                 return true;
             }
             rest.remove_prefix(std::min(element.size() + 1, rest.size()));
@@ -133,6 +102,11 @@ bool RequestHead::lists(std::string_view name, std::string_view token) const noe
 bool RequestHead::keepsAlive() const noexcept
 {
     return !lists("connection", "close") && (!isHttp10() || lists("connection", "keep-alive"));
+}
+
+bool RequestHead::awaitsContinue() const noexcept
+{
+    return !isHttp10() && equalsIgnoreCaseAscii(get("expect"), "100-continue");
 }
 
 void RequestHead::parseRequestLine(std::string_view line)
@@ -157,31 +131,39 @@ void RequestHead::parseRequestLine(std::string_view line)
     }
 }
 
-void RequestHead::parseField(std::string_view line)
+void RequestHead::addField(std::string_view line, std::size_t maxFields)
 {
-    const auto colon = line.find(':');
-    if (colon == std::string_view::npos || !isToken(line.substr(0, colon))) {
+    const auto field = parseField(line);
+    if (!field.has_value()) {
         refuse("Malformed header field.");
     }
-    const HeaderField field = {line.substr(0, colon), trim(line.substr(colon + 1))};
-    if (!isFieldValue(field.value) || hidesControls(field.value)) {
-        refuse("Malformed header field.");
-    }
-    if (fields_.size() == kMaxFields) {
+    if (fields_.size() == maxFields) {
         throw RequestRefusal(431, "The request has too many header fields.");
     }
-    fields_.push_back(field);
+    fields_.push_back(*field);
 }
 
-void RequestHead::settleFraming()
+void RequestHead::checkHost() const
 {
     bool hasHost = false;
+    for (const auto& [name, value] : fields_) {
+        if (!equalsIgnoreCaseAscii(name, "host")) {
+            continue;
+        }
+        if (std::exchange(hasHost, true)) {
+            refuse("Several Host fields.");
+        }
+        if (!isHost(value)) {
+            refuse("Malformed Host field.");
+        }
+    }
+}
+
+void RequestHead::determineFraming(std::uint64_t maxBody)
+{
     std::optional<std::string_view> length;
     std::optional<std::string_view> encoding;
     for (const auto& [name, value] : fields_) {
-        if (equalsIgnoreCaseAscii(name, "host") && std::exchange(hasHost, true)) {
-            refuse("Several Host fields.");
-        }
         if (equalsIgnoreCaseAscii(name, "content-length") &&
             std::exchange(length, value).has_value()) {
             refuse("Several Content-Length fields.");
@@ -194,6 +176,9 @@ void RequestHead::settleFraming()
     framing_ = {encoding.has_value(), 0};
     if (!encoding.has_value()) {
         framing_.length = length.has_value() ? parseLength(*length) : 0;
+        if (framing_.length > maxBody) {
+            throw RequestRefusal(413, "The request body is too large.");
+        }
         return;
     }
     if (length.has_value()) {

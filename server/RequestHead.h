@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "contract/http/FieldSyntax.h"
+#include "server/ServerLimits.h"
 
 namespace connector::http {
 
@@ -19,11 +19,6 @@ struct BodyFraming
 
     [[nodiscard]] bool hasBody() const noexcept { return chunked || length > 0; }
 };
-
-/// Looks for the empty line that ends a head. A bare LF ends a line as well (RFC 9112 section 2.2).
-/// @param searched how much of @p input earlier calls have searched in vain.
-/// @return the size of the head, its empty line included.
-std::optional<std::size_t> findHeadEnd(std::string_view input, std::size_t searched);
 
 /// The head of the request that a connection is at: checked, and cut into its parts. One object
 /// serves all requests of a connection in turn, so that its memory is taken once.
@@ -40,11 +35,12 @@ public:
     /// @throws RequestRefusal with status 400 for: a request line that is not method, target and
     ///         version with one blank between them; a method that is no token; control characters
     ///         in the target; a version other than HTTP/1.x; a line without a colon, continued, or
-    ///         with a name that is no token; control characters in a value, plain or as an encoded
-    ///         word (RFC 9112 section 5); several Host fields; a Content-Length that is repeated or
-    ///         no decimal number; a Transfer-Encoding other than "chunked", repeated, beside a
-    ///         Content-Length, or in HTTP/1.0. With status 431 for more than `kMaxFields` fields.
-    void assign(std::string_view text);
+    ///         with a name that is no token; control characters in a value; several Host fields, or
+    ///         one that names no host; a Content-Length that is repeated or no decimal number; a
+    ///         Transfer-Encoding other than "chunked", repeated, beside a Content-Length, or in
+    ///         HTTP/1.0. With status 413 for a body that is announced as too large, 431 for too
+    ///         many fields, 501 for the method CONNECT.
+    void assign(std::string_view text, const RequestLimits& limits = {});
 
     /// The head as it came.
     [[nodiscard]] const std::string& text() const noexcept { return text_; }
@@ -69,10 +65,14 @@ public:
     /// Whether the client means to send further requests on its connection (RFC 9112 section 9.3).
     [[nodiscard]] bool keepsAlive() const noexcept;
 
+    /// Whether the client waits for leave to send the body (RFC 9110 section 10.1.1).
+    [[nodiscard]] bool awaitsContinue() const noexcept;
+
 private:
     void parseRequestLine(std::string_view line);
-    void parseField(std::string_view line);
-    void settleFraming();
+    void addField(std::string_view line, std::size_t maxFields);
+    void checkHost() const;
+    void determineFraming(std::uint64_t maxBody);
 
     std::string text_;
     std::string_view method_;

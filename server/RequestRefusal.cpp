@@ -1,27 +1,38 @@
 #include "server/RequestRefusal.h"
 
-#include <Poco/DateTimeFormat.h>
-#include <Poco/DateTimeFormatter.h>
 #include <Poco/Net/HTTPResponse.h>
-#include <Poco/Timestamp.h>
+#include <algorithm>
+#include <cstdio>
 
+#include "server/HttpDate.h"
 #include "server/ServerLimits.h"
 
 namespace connector::http {
 
-std::string formatRefusal(unsigned short status, std::string_view text)
+namespace {
+
+const char* reasonOf(unsigned short status)
 {
     using Poco::Net::HTTPResponse;
-    std::string answer = "HTTP/1.1 " + std::to_string(status) + " ";
-    answer += status == 431 // younger than the library's table
-                  ? "Request Header Fields Too Large"
-                  : HTTPResponse::getReasonForStatus(static_cast<HTTPResponse::HTTPStatus>(status));
-    answer += "\r\nDate: ";
-    answer += Poco::DateTimeFormatter::format(Poco::Timestamp(), Poco::DateTimeFormat::HTTP_FORMAT);
-    answer += "\r\nConnection: Close\r\nServer: ";
-    answer += kSoftwareVersion;
-    answer += "\r\nContent-Length: " + std::to_string(text.size()) + "\r\n\r\n";
-    return answer.append(text);
+    return status == 431 // younger than POCO's table
+               ? "Request Header Fields Too Large"
+               : HTTPResponse::getReasonForStatus(static_cast<HTTPResponse::HTTPStatus>(status))
+                     .c_str();
+}
+
+} // namespace
+
+RefusalAnswer::RefusalAnswer(const RequestRefusal& refusal) noexcept
+{
+    const auto date = currentHttpDate();
+    const std::string_view text = refusal.what();
+    const auto size =
+        std::snprintf(text_.data(), text_.size(),
+                      "HTTP/1.1 %d %s\r\nDate: %.*s\r\nConnection: Close\r\n"
+                      "Server: %s\r\nContent-Length: %zu\r\n\r\n%s",
+                      refusal.status(), reasonOf(refusal.status()), static_cast<int>(date.size()),
+                      date.data(), kSoftwareVersion, text.size(), text.data());
+    size_ = std::min(static_cast<std::size_t>(size), text_.size() - 1);
 }
 
 } // namespace connector::http

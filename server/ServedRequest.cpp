@@ -2,8 +2,6 @@
 
 #include <Poco/Exception.h>
 
-#include "contract/common/Text.h"
-
 namespace connector::http {
 
 ServedRequest::ServedRequest(Poco::Net::StreamSocket& socket,
@@ -14,12 +12,6 @@ ServedRequest::ServedRequest(Poco::Net::StreamSocket& socket,
 void ServedRequest::begin() noexcept
 {
     keepsAlive_ = parameters_.getKeepAlive() && connection_.head().keepsAlive();
-}
-
-bool ServedRequest::awaitsContinue() const noexcept
-{
-    const auto& head = connection_.head();
-    return !head.isHttp10() && common::equalsIgnoreCaseAscii(head.get("expect"), "100-continue");
 }
 
 std::istream& ServedRequest::stream()

@@ -31,9 +31,6 @@ public:
     [[nodiscard]] bool keepsAlive() const noexcept { return keepsAlive_; }
     void endConnection() noexcept { keepsAlive_ = false; }
 
-    /// Whether the client waits for leave to send the body (RFC 9110 section 10.1.1).
-    [[nodiscard]] bool awaitsContinue() const noexcept;
-
     /// @throws Poco::IllegalStateException always: the body is read from the connection.
     std::istream& stream() override;
     const Poco::Net::SocketAddress& clientAddress() const override

@@ -31,15 +31,9 @@ inline constexpr std::size_t kMostWaiting = 64;
 inline constexpr std::chrono::seconds kClientTimeout{10};
 /// An idle connection between two requests.
 inline constexpr std::chrono::seconds kKeepAliveTimeout{5};
-/// A request's head, from its first byte on: a client that dribbles is cut off as well.
+/// A request's head, from its first byte on, be it of an empty line: a client that dribbles is cut
+/// off as well.
 inline constexpr std::chrono::seconds kHeadTimeout{20};
-
-/// Largest request head, in bytes.
-inline constexpr std::size_t kMaxHead = std::size_t{64} << 10U;
-/// Most header fields of a request.
-inline constexpr std::size_t kMaxFields = 100;
-/// Largest request body, in bytes.
-inline constexpr std::size_t kMaxRequestBody = std::size_t{1} << 30U;
 
 /// What one request may hold at most; what holds more is refused.
 struct RequestLimits

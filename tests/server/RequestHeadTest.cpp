@@ -1,26 +1,75 @@
 #include "server/RequestHead.h"
 
-#include <gtest/gtest.h>
+#include <cstdlib>
+#include <functional>
+#include <gmock/gmock.h>
+#include <new>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "server/HeadScanner.h"
 #include "server/RequestRefusal.h"
+
+namespace {
+
+thread_local bool memoryIsFull = false;
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    auto* const memory = memoryIsFull ? nullptr : std::malloc(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return std::malloc(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
 
 namespace connector::http {
 namespace {
 
-TEST(RequestHead, FindsTheEmptyLineHoweverTheInputArrives)
+/// The status that @p action refuses a request with, or 0.
+int statusOf(const std::function<void()>& action)
 {
-    for (const std::string head : {"GET / HTTP/1.1\r\nHost: x\r\n\r\n", "GET / HTTP/1.1\nA: b\n\n",
-                                   "GET / HTTP/1.1\r\nA: b\n\r\n", "\r\n\r\n"}) {
-        const auto input = head + "body\r\n\r\n";
-        EXPECT_EQ(findHeadEnd(input, 0), head.size()) << head;
-        for (std::size_t arrived = 0; arrived < head.size(); ++arrived) {
-            EXPECT_EQ(findHeadEnd(input.substr(0, arrived), 0), std::nullopt) << arrived;
-            EXPECT_EQ(findHeadEnd(input, arrived), head.size()) << arrived;
+    try {
+        action();
+        return 0;
+    } catch (const RequestRefusal& refusal) {
+        return refusal.status();
+    }
+}
+
+TEST(HeadScanner, FindsTheHeadHoweverTheInputArrives)
+{
+    for (const std::string emptyLines : {"", "\r\n", "\n\r\n"}) {
+        for (const std::string head :
+             {"GET / HTTP/1.1\r\nHost: x\r\n\r\n", "GET / HTTP/1.1\nA: b\n\n", "G\r\nA: b\n\r\n"}) {
+            const auto input = emptyLines + head + "body\r\n\r\n";
+            HeadScanner scanner;
+            EXPECT_FALSE(scanner.hasBegun());
+            for (std::size_t arrived = 1; arrived < emptyLines.size() + head.size(); ++arrived) {
+                EXPECT_EQ(scanner.scan(input.substr(0, arrived)), std::nullopt) << arrived;
+                EXPECT_TRUE(scanner.hasBegun()) << "a time limit runs from the first byte on";
+                EXPECT_EQ(scanner.hasHead(), arrived > emptyLines.size());
+            }
+            EXPECT_EQ(scanner.scan(input), head);
         }
     }
+    EXPECT_EQ(statusOf([] { HeadScanner().scan("\r\n\x16\x03"); }), 400);
+    EXPECT_EQ(statusOf([] { HeadScanner({.head = 8}).scan("\r\n\r\n\r\nGE"); }), 431);
 }
 
 TEST(RequestHead, TellsHowTheBodyIsDelimited)
@@ -66,14 +115,10 @@ TEST(RequestHead, RefusesWhatAnotherReaderMightTakeDifferently)
           "GET /\t HTTP/1.1", "GET / HTTP/1.1 "}) {
         heads.push_back(line + "\r\nHost: x\r\n\r\n");
     }
-    std::string crowd;
-    for (int field = 0; field < 100; ++field) {
-        crowd += "A: b\r\n";
-    }
     for (const std::string& field :
          {std::string("no colon"), std::string(": nameless"), std::string("X : blank"),
           std::string("A: b\r\n continued"), std::string("A: b\rC: d"), std::string("A: b\0c", 6),
-          std::string("A: \x7F"), std::string("Host: a\r\nhost: b"), crowd + "A: b"}) {
+          std::string("A: \x7F"), std::string("Host: a\r\nhost: b")}) {
         heads.push_back("GET / HTTP/1.1\r\n" + field + "\r\n\r\n");
     }
     for (const std::string value : {"1\r\nContent-Length: 1", "1, 1", "+1", "0x1", "",
@@ -84,8 +129,58 @@ TEST(RequestHead, RefusesWhatAnotherReaderMightTakeDifferently)
          {"gzip, chunked", "=?us-ascii?Q?chunked?=", "chunked\r\nTransfer-Encoding: chunked"}) {
         heads.push_back("GET / HTTP/1.1\r\nTransfer-Encoding: " + value + "\r\n\r\n");
     }
+    for (const std::string host :
+         {"",         "user@a", "a/path", "a, b",   "a,b",    "<script>", "a b",
+          "a:65536",  "a:-1",   "a:1x",   ":80",    "a:1:2",  "%4",       "%zz",
+          "\xC3\xBC", "[::1",   "[]",     "[a]:80", "[::1]a", "[::1]80",  "::1"}) {
+        heads.push_back("GET / HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
+    }
     for (const auto& head : heads) {
-        EXPECT_THROW(RequestHead().assign(head), RequestRefusal) << head;
+        EXPECT_EQ(statusOf([&head] { RequestHead().assign(head); }), 400) << head;
+    }
+}
+
+TEST(RequestHead, TakesHostsAndRefusesWhatItDoesNotServe)
+{
+    std::string crowd;
+    for (int field = 0; field < 100; ++field) {
+        crowd += "A: b\r\n";
+    }
+    const std::tuple<const char*, std::string, int> cases[] = {
+        {"GET / HTTP/1.1", "", 0},
+        {"GET / HTTP/1.1", "Host: a_b-c.example:65535\r\n", 0},
+        {"GET / HTTP/1.0", "Host: 127.0.0.1:\r\n", 0},
+        {"GET / HTTP/1.1", "Host: [::ffff:127.0.0.1]:80\r\n", 0},
+        {"GET / HTTP/1.1", "Host: %41~!$&'()*+;=\r\n", 0},
+        {"GET / HTTP/1.1", crowd, 0},
+        {"GET / HTTP/1.1", crowd + "A: b\r\n", 431},
+        {"PUT / HTTP/1.1", "Content-Length: 1073741825\r\n", 413},
+        {"CONNECT / HTTP/1.1", "", 501},
+        {"CONNECT a:80 HTTP/1.1", "Host: a:80\r\n", 501},
+    };
+    for (const auto& [line, fields, status] : cases) {
+        const auto head = line + ("\r\n" + fields) + "\r\n";
+        EXPECT_EQ(statusOf([&head] { RequestHead().assign(head); }), status) << head;
+    }
+}
+
+TEST(RequestHead, RefusesWithoutMemory)
+{
+    RequestHead head;
+    head.assign("GET /a HTTP/1.1\r\nHost: a\r\n\r\n");
+    const std::string faulty = "GET / HTTP/1.1\r\nHost: @\r\n\r\n";
+    memoryIsFull = true;
+    try {
+        head.assign(faulty);
+        memoryIsFull = false;
+        ADD_FAILURE() << "not refused";
+    } catch (const RequestRefusal& refusal) {
+        const RefusalAnswer answer(refusal);
+        memoryIsFull = false;
+        EXPECT_THAT(std::string(answer.text()),
+                    testing::MatchesRegex("HTTP/1.1 400 Bad Request\r\nDate: .*\r\n"
+                                          "Connection: Close\r\nServer: KORVELConnector/1.0\r\n"
+                                          "Content-Length: 21\r\n\r\nMalformed Host field."));
     }
 }
 

@@ -39,11 +39,14 @@ TEST_F(ConnectionWireTest, AFaultyRequestIsRefusedAndItsConnectionClosed)
     const std::string requests[] = {
         "nonsense\r\n\r\n",
         makeRequest("GET", "/%zz"),
-        makeRequest("GET", "/ping", "Encoded: =?utf-8?q?a=0D=0Ab?=\r\n"),
+        makeRequest("CONNECT", "/ping"),
+        "GET /ping HTTP/1.1\r\nHost: user@a\r\n\r\n",
+        makeRequest("GET", "/ping?" + std::string(1000, '&')),
+        makeRequest("PUT", "/ping", "Content-Length: 9999999999\r\nExpect: 100-continue\r\n"),
         makeRequest("POST", "/ping", "Content-Length: 4\r\nTransfer-Encoding: chunked\r\n") +
             "0\r\n\r\n",
         chunks("3\r\nabcdef\r\n0\r\n\r\n"),
-        chunks("ffffffffffffffffff\r\n"),
+        chunks("24;\n0\r\n\r\n"),
         makeRequest("GET", "/" + std::string(100'000, 'a')),
         makeRequest("GET", "/ping", "Long: " + std::string(100'000, 'a') + "\r\n"),
     };
@@ -53,7 +56,7 @@ TEST_F(ConnectionWireTest, AFaultyRequestIsRefusedAndItsConnectionClosed)
         client.send(request + smuggled);
         client.finishSending();
         const auto answer = client.readUntilClosed();
-        EXPECT_THAT(answer, testing::MatchesRegex("HTTP/1.1 (4..|500) .*"));
+        EXPECT_THAT(answer, testing::MatchesRegex("HTTP/1.1 (4..|50[01]) .*"));
         EXPECT_THAT(answer, Not(testing::AnyOf(HasSubstr("pong"), HasSubstr("410 "))));
     }
     EXPECT_EQ(served_.get("/ping").body, "pong");
