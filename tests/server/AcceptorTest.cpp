@@ -36,8 +36,12 @@ protected:
     /// Whether the connection is served, and not closed.
     bool isServed(std::size_t client)
     {
-        char byte = 'x';
-        clients_[client].sendBytes(&byte, 1);
+        try {
+            char byte = 'x';
+            clients_[client].sendBytes(&byte, 1);
+        } catch (const Poco::IOException&) {
+            return false;
+        }
         return receives(client);
     }
 
