@@ -319,11 +319,11 @@ TEST_F(PocoWebSocketTest, SendsASubscriberWhatItRequests)
     EXPECT_EQ(provider->await("a "), "open a ");
     client.send(maskedFrame(0x82, std::string(60'000, 'x')) + maskedFrame(0x89, "2"));
     EXPECT_EQ(client.readFrame(), "8a:2") << "one that comes later, too";
-    provider->incoming->request(1);
-    EXPECT_EQ(provider->await("b "), "open a b ");
+    provider->incoming->request(2);
+    EXPECT_EQ(provider->await("c "), "open a b c ");
     client.sendFrame(0x88, "\x03\xe8");
     EXPECT_EQ(client.readClose(), 1000U);
-    EXPECT_EQ(provider->await("cancelled "), "open a b completed cancelled ");
+    EXPECT_EQ(provider->await("cancelled "), "open a b c completed cancelled ");
 }
 
 TEST_F(PocoWebSocketTest, AsksTheProviderForWhatTheClientTakes)
