@@ -183,6 +183,7 @@ TEST_F(PocoWebSocketTest, AnswersAnUpgradeOnceWhetherItSucceedsOrFails)
     EXPECT_EQ(client.readResponse(true).header("sec-websocket-accept"),
               "s3pPLMBiTxaQ9kYGzzhZRbK+xOo=");
 
+#if !defined(__SANITIZE_ADDRESS__) // its check of virtual calls needs descriptors itself
     RawClient unlucky(port());
     unlucky.send(test::makeRequest("GET", "/echo"));
     EXPECT_EQ(unlucky.readResponse().status, 426) << "accepted before descriptors run out";
@@ -195,6 +196,7 @@ TEST_F(PocoWebSocketTest, AnswersAnUpgradeOnceWhetherItSucceedsOrFails)
     ::setrlimit(RLIMIT_NOFILE, &descriptors);
     unlucky.send(test::makeRequest("GET", "/echo"));
     EXPECT_EQ(unlucky.readUntilClosed(), "");
+#endif
 }
 
 TEST_F(PocoWebSocketTest, EchoesFramesHoweverTheyArrive)
