@@ -14,6 +14,7 @@
 #include "client/ConnectionHeaders.h"
 #include "client/OutgoingRequest.h"
 #include "client/UpstreamExchange.h"
+#include "contract/common/Blocking.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/streams/ReducingSubscriber.h"
 
@@ -210,6 +211,7 @@ Future<std::unique_ptr<Message>>
 PocoHttpClientServiceProvider::handle(std::unique_ptr<HttpClientRequest>&& request,
                                       Address&& /*address*/, std::shared_ptr<Context>&& /*context*/)
 {
+    common::announceBlocking();
     const auto outgoing = prepare(*request);
     ResponseReader::Buffer buffer; // not initialised
     const auto exchange = exchangeWithRetries(outgoing, wait_, buffer);

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "contract/common/Blocking.h"
 #include "contract/common/Failure.h"
 #include "contract/messaging/FutureState.h"
 
@@ -87,9 +88,13 @@ public:
         auto& state = validState();
         std::unique_lock lock(state.mutex);
         const auto resolved = [&state] { return state.phase != Phase::Pending; };
-        // A wait of nothing is a look: no call to the clock on the common road.
-        return resolved() ||
-               (duration.count() > 0 && state.changed.wait_for(lock, duration, resolved));
+        if (resolved() || duration.count() <= 0) {
+            return resolved();
+        }
+        lock.unlock();
+        common::announceBlocking();
+        lock.lock();
+        return state.changed.wait_for(lock, duration, resolved);
     }
 
     /// Blocks until the state is resolved, then returns the value by move or rethrows the stored
@@ -103,6 +108,9 @@ public:
         if (phase_ != Phase::Pending) {
             requireReady(phase_, kValueGone);
             return unpack(takeResult());
+        }
+        if (!isReady()) {
+            common::announceBlocking();
         }
         auto& state = validState();
         std::unique_lock lock(state.mutex);
@@ -140,8 +148,8 @@ public:
         });
     }
 
-    /// Abandons the value: a later resolution is dropped and waiters wake. Does nothing without
-    /// state, nor once the value was taken or a continuation attached.
+    /// Abandons the value: a later resolution is dropped, waiters wake, and a continuation that has
+    /// not begun never runs. Does nothing without state, nor once the value was taken.
     void cancel() noexcept
     {
         if (phase_ == Phase::Ready) {
@@ -151,9 +159,11 @@ public:
         if (state_ == nullptr) {
             return;
         }
+        std::unique_ptr<detail::Continuation<T>> dropped; // destroyed without the lock
         Result result;
         {
             const std::lock_guard lock(state_->mutex);
+            dropped = std::move(state_->continuation);
             if (state_->phase == Phase::Taken) {
                 return;
             }
