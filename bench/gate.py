@@ -62,8 +62,7 @@ class Workload:
 
 
 class Echo(Workload):
-    """The same with the messages of two WebSockets by turns: for one alone the host waits awake, as
-    long as the clock says."""
+    """The same with the messages of two WebSockets by turns."""
 
     def run(self, port, count):
         with contextlib.ExitStack() as stack:
@@ -90,12 +89,11 @@ class Echo(Workload):
 
 
 WORKLOADS = {
-    "constant": Workload("/constant", ["bare-server", "{port}", "constant"], 0.54, 2),
-    "1 KB file": Workload("/1KB.js", ["bare-server", "{port}", "files", "{site}"], 0.68, 4),
-    "64 KB file": Workload("/64KB.js", ["bare-server", "{port}", "files", "{site}"], 0.48, 4),
-    "proxied": Workload("/proxied", ["bare-server", "{port}", "proxy", "{upstream}"], 0.57, 10),
-    # As a rule two calls; a client that is 10 ms late, as on a busy machine, costs two more.
-    "64 B echo": Echo("/echo", ["bare-websocket-server", "{port}"], 0.75, 3),
+    "constant": Workload("/constant", ["bare-server", "{port}", "constant"], 0.60, 3),
+    "1 KB file": Workload("/1KB.js", ["bare-server", "{port}", "files", "{site}"], 0.75, 5),
+    "64 KB file": Workload("/64KB.js", ["bare-server", "{port}", "files", "{site}"], 0.53, 5),
+    "proxied": Workload("/proxied", ["bare-server", "{port}", "proxy", "{upstream}"], 0.60, 11),
+    "64 B echo": Echo("/echo", ["bare-websocket-server", "{port}"], 0.92, 3),
 }
 
 

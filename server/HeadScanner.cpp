@@ -40,10 +40,10 @@ std::optional<std::string_view> HeadScanner::scan(std::string_view input)
     }
     const auto size = findHeadEnd(head, searched_);
     searched_ = head.size();
-    if (size.has_value()) {
+    if (size.has_value() && *size <= maxSize_) {
         return head.substr(0, *size);
     }
-    if (input.size() >= maxSize_) {
+    if (size.has_value() || input.size() >= maxSize_) {
         throw RequestRefusal(431, "The request's head is too large.");
     }
     return std::nullopt;

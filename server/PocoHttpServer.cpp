@@ -12,19 +12,15 @@
 #include <Poco/Timespan.h>
 #include <chrono>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
-#include "server/Acceptor.h"
 #include "server/BindListeningSocket.h"
-#include "server/ConnectionRegistry.h"
-#include "server/HttpConnection.h"
-#include "server/ListeningSocket.h"
 #include "server/PocoRequestHandlerFactory.h"
-#include "server/ServerLimits.h"
 #include "server/ServerLog.h"
 #include "server/ServerParameters.h"
-#include "server/websocket/WebSocketLimits.h"
+#include "server/http/HttpService.h"
+#include "server/net/EventLoop.h"
+#include "server/net/Transport.h"
 
 namespace connector::http {
 
@@ -34,16 +30,13 @@ using common::Level;
 
 /// How long the availability check waits for somebody to accept.
 constexpr Poco::Timespan::TimeDiff kAvailabilityTimeoutUs = 10000;
-/// Pause between two looks at the threads that a stop waits for.
-constexpr std::chrono::milliseconds kDrainStep{2};
 
 /// The server whose request this thread serves.
 thread_local PocoHttpServer* servedServer = nullptr;
 
 } // namespace
 
-PocoHttpServer::RequestScope::RequestScope(PocoHttpServer& server)
-    : server_(server), outer_(std::exchange(servedServer, &server))
+PocoHttpServer::RequestScope::RequestScope(PocoHttpServer& server) : server_(server)
 {
     const std::lock_guard lock(server_.stateMutex_);
     running_ = server_.state_ == State::Running;
@@ -57,15 +50,24 @@ PocoHttpServer::RequestScope::RequestScope(PocoHttpServer& server)
 
 PocoHttpServer::RequestScope::~RequestScope()
 {
-    servedServer = outer_;
     if (running_) {
         const std::lock_guard lock(server_.stateMutex_);
         server_.decrementActiveRequests();
     }
 }
 
-PocoHttpServer::PocoHttpServer(std::shared_ptr<Connector> connector, unsigned short port)
-    : connector_(std::move(connector)), port_(port)
+PocoHttpServer::ServedThread::ServedThread(PocoHttpServer& server) noexcept
+    : outer_(std::exchange(servedServer, &server))
+{}
+
+PocoHttpServer::ServedThread::~ServedThread()
+{
+    servedServer = outer_;
+}
+
+PocoHttpServer::PocoHttpServer(std::shared_ptr<Connector> connector, unsigned short port,
+                               const ServerLimits& limits)
+    : connector_(std::move(connector)), limits_(limits), port_(port)
 {}
 
 PocoHttpServer::~PocoHttpServer()
@@ -230,8 +232,8 @@ std::uint64_t PocoHttpServer::getTotalRequests()
 
 std::unique_ptr<Poco::Net::ServerSocket> PocoHttpServer::createServerSocket(unsigned short port)
 {
-    auto socket = bindListeningSocket(
-        port, [this] { return std::make_unique<ListeningSocket>(connections_); });
+    auto socket =
+        bindListeningSocket(port, [] { return std::make_unique<Poco::Net::ServerSocket>(); });
     socket->setNoDelay(true);
     socket->setLinger(false, 0);
     return socket;
@@ -242,7 +244,7 @@ bool PocoHttpServer::waitForRunning(unsigned short port)
     kServerLog.write(Level::Trace, "Waiting for the HTTP server to answer.");
     try {
         Poco::Net::HTTPClientSession session("127.0.0.1", port);
-        session.setTimeout(toTimespan(kClientTimeout));
+        session.setTimeout(toTimespan(kProbeTimeout));
         Poco::Net::HTTPRequest request("GET", "/", Poco::Net::HTTPMessage::HTTP_1_1);
         request.setKeepAlive(true);
         session.sendRequest(request);
@@ -284,7 +286,8 @@ void PocoHttpServer::doServerStart()
     auto port = port_ == 0 ? kDefaultPort : port_;
     threadPool_ = std::make_unique<Poco::ThreadPool>("Connector", kMinThreads, kMaxThreads,
                                                      static_cast<int>(kPoolThreadIdleTime.count()));
-    connections_ = std::make_shared<ConnectionRegistry>();
+    service_ = std::make_unique<HttpService>(HttpService{
+        limits_, makeServerParameters(), std::make_unique<PocoRequestHandlerFactory>(*this)});
     stopSources_ = {};
     state_ = State::Starting;
     std::string lastError;
@@ -346,54 +349,19 @@ bool PocoHttpServer::servesThisThread() const
 bool PocoHttpServer::doListen(std::unique_lock<std::mutex>& stateLock, unsigned short port)
 {
     checkPortAvailability(port);
+    makeTransport_ = net::makePlainTransport;
     serverSocket_ = createServerSocket(port);
-    auto serve = [parameters = makeServerParameters(),
-                  handlers = std::make_shared<PocoRequestHandlerFactory>(*this)](
-                     Poco::Net::StreamSocket& socket) {
-        HttpConnection(socket, *parameters, *handlers).run();
-    };
-    acceptor_ = std::make_unique<Acceptor>(*serverSocket_, *threadPool_, std::move(serve));
     stateLock.unlock();
     try {
+        startLoop();
         const auto answers = waitForRunning(port);
         stateLock.lock();
         return answers;
     } catch (...) {
-        endAcceptor(); // the next attempt makes its own
+        endLoop(); // the next attempt makes its own
         stateLock.lock();
         throw;
     }
-}
-
-void PocoHttpServer::endListener()
-{
-    endAcceptor();
-    if (threadPool_ != nullptr) {
-        threadPool_->stopAll();
-        threadPool_.reset();
-    }
-}
-
-void PocoHttpServer::endAcceptor()
-{
-    if (acceptor_ != nullptr) {
-        acceptor_->stop();
-        openWebSockets_.waitForNone(websocket::kServerStopTime);
-        // No request outlives the stop: the thread pool would abandon a busy thread after 10 s.
-        while (acceptor_->threads() > 0) {
-            connections_->abortAll();
-            std::this_thread::sleep_for(kDrainStep);
-        }
-    }
-    if (threadPool_ != nullptr) {
-        threadPool_->joinAll();
-    }
-    const std::lock_guard lock(stateMutex_);
-    if (serverSocket_ != nullptr) {
-        serverSocket_->close();
-    }
-    acceptor_.reset();
-    serverSocket_.reset();
 }
 
 } // namespace connector::http

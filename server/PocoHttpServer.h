@@ -1,16 +1,18 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <stop_token>
 #include <string>
+#include <utility>
 
 #include "contract/common/Export.h"
 #include "contract/common/ProcessorSlots.h"
 #include "contract/http/HttpServer.h"
 #include "contract/messaging/Connector.h"
-#include "server/websocket/OpenWebSockets.h"
+#include "server/ServerLimits.h"
 
 namespace Poco {
 class ThreadPool;
@@ -21,8 +23,11 @@ class ServerSocket;
 
 namespace connector::http {
 
-class Acceptor;
-class ConnectionRegistry;
+struct HttpService;
+namespace net {
+class EventLoop;
+class Transport;
+} // namespace net
 
 /// One HTTP listener on one port. Every request goes as an HttpRequest to the server's address.
 ///
@@ -36,7 +41,8 @@ class CONNECTOR_API PocoHttpServer : public HttpServer
 public:
     /// A stopped server.
     /// @param port the port to listen on; 0 stands for the default port, 31415.
-    PocoHttpServer(std::shared_ptr<Connector> connector, unsigned short port);
+    PocoHttpServer(std::shared_ptr<Connector> connector, unsigned short port,
+                   const ServerLimits& limits = {});
 
     /// Stops the server if need be.
     ~PocoHttpServer() override;
@@ -108,7 +114,12 @@ protected:
 
     /// Where `createServerSocket` finds what the locking getters guard.
     const std::wstring& certLocation() const { return certLocation_; }
-    const std::shared_ptr<ConnectionRegistry>& connections() const { return connections_; }
+
+    /// Makes the byte stream of an accepted connection.
+    using MakeTransport = std::function<std::unique_ptr<net::Transport>(int descriptor)>;
+
+    /// To be called by `createServerSocket` if its connections are not plain.
+    void setTransport(MakeTransport makeTransport) { makeTransport_ = std::move(makeTransport); }
 
 private:
     friend class PocoRequestHandler;
@@ -121,8 +132,8 @@ private:
         Running
     };
 
-    /// A request while it is served: counted, on a thread that is marked as one of this server's.
-    /// Takes what a request needs of the server under one lock, since all threads fight for it.
+    /// Counts a request while it is served. Takes what a request needs of the server under one
+    /// lock, since all threads contend for it.
     class RequestScope
     {
     public:
@@ -139,8 +150,20 @@ private:
 
     private:
         PocoHttpServer& server_;
-        PocoHttpServer* const outer_;
         bool running_ = false;
+    };
+
+    /// Marks the calling thread as one that runs a request of the server.
+    class ServedThread
+    {
+    public:
+        explicit ServedThread(PocoHttpServer& server) noexcept;
+        ~ServedThread();
+        ServedThread(const ServedThread&) = delete;
+        ServedThread& operator=(const ServedThread&) = delete;
+
+    private:
+        PocoHttpServer* const outer_;
     };
 
     const std::shared_ptr<Connector>& getConnector() const { return connector_; }
@@ -157,20 +180,21 @@ private:
     // The two are called with startMutex_ held alone.
     /// Ends the listener and every thread of it.
     void endListener();
+    void startLoop();
+    void endLoop();
     /// The same, but for the threads of the pool that have nothing to do.
-    void endAcceptor();
 
     const std::shared_ptr<Connector> connector_;
+    const ServerLimits limits_;
 
-    std::mutex startMutex_; ///< Serialises start, stop and `getPort`; guards the next two.
-    std::unique_ptr<Poco::ThreadPool> threadPool_; ///< Destroyed after the acceptor, which uses it.
-    std::unique_ptr<Acceptor> acceptor_;
-
-    websocket::OpenWebSockets openWebSockets_; ///< Has a lock of its own.
+    std::mutex startMutex_; ///< Serialises start, stop and `getPort`; guards the next three.
+    std::unique_ptr<Poco::ThreadPool> threadPool_; ///< Destroyed after the loop, which uses it.
+    std::shared_ptr<net::EventLoop> loop_;
+    std::unique_ptr<HttpService> service_;
 
     std::mutex stateMutex_; ///< Guards all below.
     std::unique_ptr<Poco::Net::ServerSocket> serverSocket_;
-    std::shared_ptr<ConnectionRegistry> connections_;
+    MakeTransport makeTransport_;
     /// Stopped one after the other. A token counts itself with its source, which all requests would
     /// fight for if there were but one.
     common::ProcessorSlots<std::stop_source> stopSources_;

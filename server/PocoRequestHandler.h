@@ -6,8 +6,8 @@ namespace connector::http {
 
 class PocoHttpServer;
 
-/// Serves one HTTP request: while its server still starts, the server's own probe; after that the
-/// request's way through the message pipeline, see RequestExchange.
+/// Begins the exchange of one HTTP request (see RequestExchange): the connection goes on with it,
+/// once the handler has returned.
 class PocoRequestHandler : public Poco::Net::HTTPRequestHandler
 {
 public:

@@ -17,23 +17,10 @@ inline constexpr int kStartAttempts = 500;
 /// Connections that wait for accept.
 inline constexpr int kListenBacklog = 64;
 
-/// Threads of a server's pool; a connection holds one for its life.
+/// Threads of a server's pool, and how long an idle one is kept.
 inline constexpr int kMinThreads = 4;
 inline constexpr int kMaxThreads = 64;
 inline constexpr std::chrono::seconds kPoolThreadIdleTime{60};
-/// How long a thread waits for a next connection before it goes back to the pool.
-inline constexpr std::chrono::seconds kThreadPatience{1};
-/// Accepted connections that wait for a thread.
-inline constexpr std::size_t kMostWaiting = 64;
-
-/// A client that is silent for that long in the middle of a request, or that takes none of its
-/// answer, is cut off. Short, since it holds a thread meanwhile.
-inline constexpr std::chrono::seconds kClientTimeout{10};
-/// An idle connection between two requests.
-inline constexpr std::chrono::seconds kKeepAliveTimeout{5};
-/// A request's head, from its first byte on, be it of an empty line: a client that dribbles is cut
-/// off as well.
-inline constexpr std::chrono::seconds kHeadTimeout{20};
 
 /// What one request may hold at most; what holds more is refused.
 struct RequestLimits
@@ -50,13 +37,38 @@ struct RequestLimits
     std::uint64_t body = std::uint64_t{1} << 30U;
 };
 
-/// Steps of the waits for a reply and for its body; a stop is noticed after one of them.
-inline constexpr std::chrono::milliseconds kReplyStep{100};
-inline constexpr std::chrono::milliseconds kBodyStep{200};
+/// The limits of one server.
+struct ServerLimits
+{
+    RequestLimits request = {};
 
-/// How long, and how much, a connection that closes with input unread goes on reading it, so that
-/// the client gets to see the answer instead of a reset (RFC 9112 section 9.6).
-inline constexpr std::chrono::seconds kLingerTime{1};
+    /// A request's head as a whole, from its first byte on, be it of an empty line.
+    std::chrono::milliseconds headTimeout = std::chrono::seconds(20);
+    /// A client that is silent for that long within a request, or takes nothing of an answer.
+    std::chrono::milliseconds silenceTimeout = std::chrono::seconds(10);
+    /// A new connection without a byte of a request.
+    std::chrono::milliseconds firstByteTimeout = std::chrono::seconds(10);
+    /// An idle connection between two requests.
+    std::chrono::milliseconds keepAliveTimeout = std::chrono::seconds(60);
+    /// A TLS handshake as a whole.
+    std::chrono::milliseconds handshakeTimeout = std::chrono::seconds(10);
+    /// A request's body as a whole; an answer as a whole.
+    std::chrono::milliseconds transferTimeout = std::chrono::hours(1);
+    /// A body or an answer that is slower than that is cut off, in bytes a second, once
+    /// `rateGrace` has passed.
+    std::size_t minRate = 500;
+    std::chrono::milliseconds rateGrace = std::chrono::seconds(10);
+    /// How long a connection that closes with input unread goes on reading it, so that the client
+    /// sees the answer instead of a reset (RFC 9112 section 9.6).
+    std::chrono::milliseconds lingerTime = std::chrono::seconds(1);
+    /// Connections at a time. Fewer if the process may not open that many descriptors.
+    std::size_t maxConnections = 10'000;
+};
+
+/// How much a connection that closes with input unread goes on reading.
 inline constexpr std::size_t kLingerBytes = std::size_t{4} << 20U;
+
+/// The server's request to itself at its start.
+inline constexpr std::chrono::seconds kProbeTimeout{10};
 
 } // namespace connector::http

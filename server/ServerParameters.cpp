@@ -15,8 +15,6 @@ Poco::Net::HTTPServerParams::Ptr makeServerParameters()
     parameters->setSoftwareVersion(kSoftwareVersion);
     parameters->setKeepAlive(true);
     parameters->setMaxThreads(kMaxThreads);
-    parameters->setTimeout(toTimespan(kClientTimeout));
-    parameters->setKeepAliveTimeout(toTimespan(kKeepAliveTimeout));
     return parameters;
 }
 

@@ -8,6 +8,7 @@
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPSClientSession.h>
 #include <Poco/Net/NetSSL.h>
+#include <Poco/Net/SecureServerSocket.h>
 #include <Poco/StreamCopier.h>
 #include <sstream>
 #include <stdexcept>
@@ -21,7 +22,7 @@
 #include "server/tls/ErrorQueueScope.h"
 #include "server/tls/ProbeUntilOk.h"
 #include "server/tls/ServerIdentity.h"
-#include "server/tls/TlsListeningSocket.h"
+#include "server/tls/TlsTransport.h"
 #include "server/tls/certutils.h"
 
 namespace connector::http {
@@ -73,7 +74,7 @@ void useIdentity(Context& context, const ServerIdentity& identity)
 int probe(unsigned short port)
 {
     Poco::Net::HTTPSClientSession session("127.0.0.1", port, makeContext(Context::CLIENT_USE));
-    session.setTimeout(toTimespan(kClientTimeout));
+    session.setTimeout(toTimespan(kProbeTimeout));
     Poco::Net::HTTPRequest request("GET", "/", Poco::Net::HTTPMessage::HTTP_1_1);
     request.setKeepAlive(true);
     session.sendRequest(request);
@@ -119,8 +120,9 @@ public:
     ProcessHold& operator=(const ProcessHold&) = delete;
 };
 
-PocoHttpsServer::PocoHttpsServer(std::shared_ptr<Connector> connector, unsigned short port)
-    : PocoHttpServer(std::move(connector), port)
+PocoHttpsServer::PocoHttpsServer(std::shared_ptr<Connector> connector, unsigned short port,
+                                 const ServerLimits& limits)
+    : PocoHttpServer(std::move(connector), port, limits)
 {}
 
 PocoHttpsServer::~PocoHttpsServer()
@@ -212,8 +214,10 @@ std::unique_ptr<Poco::Net::ServerSocket> PocoHttpsServer::createServerSocket(uns
         throw std::runtime_error("SSL context not available, unable to start HTTPS server");
     }
     useIdentity(*context, loadOrMakeServerIdentity(certLocation()));
-    auto socket = bindListeningSocket(port, [this, &context] {
-        return std::make_unique<TlsListeningSocket>(context, connections());
+    auto socket = bindListeningSocket(
+        port, [&context] { return std::make_unique<Poco::Net::SecureServerSocket>(context); });
+    setTransport([context](int descriptor) {
+        return std::make_unique<TlsTransport>(context->sslContext(), descriptor);
     });
     socket->setNoDelay(true);
     return socket;

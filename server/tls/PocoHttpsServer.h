@@ -32,7 +32,8 @@ class CONNECTOR_API PocoHttpsServer : public PocoHttpServer
 public:
     /// A stopped server.
     /// @param port the port to listen on; 0 stands for the default port, 31415.
-    PocoHttpsServer(std::shared_ptr<Connector> connector, unsigned short port);
+    PocoHttpsServer(std::shared_ptr<Connector> connector, unsigned short port,
+                    const ServerLimits& limits = {});
 
     /// Stops the server if need be.
     ~PocoHttpsServer() override;

@@ -1,85 +1,64 @@
 #include "server/websocket/ClosingHandshake.h"
 
 #include <algorithm>
-#include <exception>
-#include <poll.h>
 
 #include "server/websocket/WebSocketLimits.h"
 
 namespace connector::http::websocket {
 
-namespace {
-
-/// How often the limits are looked at.
-constexpr std::chrono::milliseconds kStep{50};
-
-} // namespace
-
-bool ClosingHandshake::sendQueued()
+bool ClosingHandshake::proceed(std::span<char> scratch, bool& readable)
 {
+    forgetInput(scratch, readable);
+    return !sendRest() || (sentAt_.has_value() && !isClientAwaited());
+}
+
+void ClosingHandshake::forgetInput(std::span<char> scratch, bool& readable)
+{
+    for (int steps = 0; readable && !inputEnded_ && steps < kReceivesPerTurn; ++steps) {
+        const auto result = transport_.discard(scratch);
+        readable = result.status == net::IoStatus::Done;
+        inputEnded_ = !readable && result.status != net::IoStatus::WouldBlock;
+        if (readable) {
+            silentSince_ = Clock::now();
+        }
+    }
+}
+
+/// @return false if waiting is of no use: the client takes nothing, or was not told of the end.
+bool ClosingHandshake::sendRest()
+{
+    if (sentAt_.has_value()) {
+        return true;
+    }
     sender_.resume();
-    while (!sender_.isIdle()) {
-        sender_.failIfStalled(kClosingSendTimeout);
-        if (isTimeUp() || sender_.hasFailed()) {
-            return false;
-        }
-        const auto events = wait(inputEnded_ ? POLLOUT : POLLIN | POLLOUT, kStep);
-        if ((events & ~POLLOUT) != 0) {
-            inputEnded_ = discard() == FrameReceiver::Input::End;
-        }
-        sender_.resume();
-    }
-    return !sender_.hasFailed();
-}
-
-void ClosingHandshake::awaitClient()
-{
-    channel_.endOutput();
-    const auto began = Clock::now();
-    auto silentSince = began;
-    while (!inputEnded_ && !isTimeUp()) {
-        const auto now = Clock::now();
-        if (now - began >= kLingerTime || now - silentSince >= kLingerSilence) {
-            return;
-        }
-        if (wait(POLLIN, kStep) == 0) {
-            continue;
-        }
-        const auto input = discard();
-        inputEnded_ = input == FrameReceiver::Input::End;
-        if (input == FrameReceiver::Input::Some) {
-            silentSince = Clock::now();
-        }
-    }
-}
-
-bool ClosingHandshake::isTimeUp()
-{
-    if (!interrupted_) {
+    sender_.failIfStalled(kClosingSendTimeout);
+    if (sender_.hasFailed()) {
         return false;
     }
+    if (!sender_.isIdle()) {
+        return true;
+    }
+    if (!hasClose_) {
+        return false;
+    }
+    transport_.endOutput();
+    sentAt_ = silentSince_ = Clock::now();
+    return true;
+}
+
+bool ClosingHandshake::isClientAwaited() const
+{
     const auto now = Clock::now();
-    if (!interruptedAt_.has_value()) {
-        interruptedAt_ = now;
-    }
-    return now - *interruptedAt_ >= kStopTime;
+    return !inputEnded_ && now - *sentAt_ < kLingerTime && now - silentSince_ < kLingerSilence;
 }
 
-int ClosingHandshake::wait(int events, std::chrono::milliseconds timeout)
+net::Clock::time_point ClosingHandshake::deadline() const
 {
-    if (!inputEnded_ && channel_.hasHiddenInput()) {
-        return POLLIN;
+    if (sentAt_.has_value()) {
+        return std::min<Clock::time_point>(*sentAt_ + kLingerTime, silentSince_ + kLingerSilence);
     }
-    return wait_.wait([events] { return events; }, timeout);
-}
-
-FrameReceiver::Input ClosingHandshake::discard()
-{
-    try {
-        return receiver_.discard();
-    } catch (const std::exception&) {
-        return FrameReceiver::Input::End; // broken: it ends all the same
-    }
+    const auto stalled = sender_.stalledSince();
+    return stalled.has_value() ? *stalled + kClosingSendTimeout : Clock::time_point::max();
 }
 
 } // namespace connector::http::websocket

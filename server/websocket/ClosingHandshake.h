@@ -1,51 +1,51 @@
 #pragma once
 
-#include <atomic>
-#include <chrono>
 #include <optional>
+#include <span>
 
-#include "server/websocket/FrameReceiver.h"
+#include "server/net/Session.h"
+#include "server/net/Transport.h"
 #include "server/websocket/FrameSender.h"
-#include "server/websocket/SocketChannel.h"
-#include "server/websocket/SocketWait.h"
 
 namespace connector::http::websocket {
 
-/// The last words of a connection (RFC 6455 section 7.1.1): sends what is queued, then reads on and
-/// forgets what comes, until the client ends the connection too. Closed at once, with input unread,
-/// the socket would send a reset, and the client would see that instead of the close frame.
+/// The end of a connection (RFC 6455 section 7.1.1): sends what is queued, then waits for the
+/// client to end the connection too. What the client sends meanwhile is read and forgotten: a
+/// socket that is closed with input unread sends a reset, which the client would see in place of
+/// the close frame. The limits are those of WebSocketLimits.h.
 ///
-/// Runs on the connection's thread and blocks it, within the limits of WebSocketLimits.h.
+/// Belongs to the thread that runs the connection. No operation blocks.
 class ClosingHandshake
 {
 public:
-    /// @param interrupted set, and @p wait woken, when the server stops meanwhile.
-    ClosingHandshake(SocketChannel& channel, FrameSender& sender, FrameReceiver& receiver,
-                     SocketWait& wait, const std::atomic<bool>& interrupted)
-        : channel_(channel), sender_(sender), receiver_(receiver), wait_(wait),
-          interrupted_(interrupted)
+    ClosingHandshake(net::Transport& transport, FrameSender& sender)
+        : transport_(transport), sender_(sender)
     {}
 
-    /// @return false if the client does not take what is queued, or the time is up.
-    bool sendQueued();
+    /// @param hasClose whether a close frame is queued, which the client may answer.
+    void begin(bool hasClose) noexcept { hasClose_ = hasClose; }
 
-    /// Ends the output, and waits for the end of the input.
-    void awaitClient();
+    /// Goes on as far as possible.
+    /// @param readable whether the socket may have input; cleared once it has none.
+    /// @return whether the handshake has ended.
+    bool proceed(std::span<char> scratch, bool& readable);
+
+    /// When `proceed` has to be called, whatever happens.
+    [[nodiscard]] net::Clock::time_point deadline() const;
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = net::Clock;
 
-    bool isTimeUp();
-    int wait(int events, std::chrono::milliseconds timeout);
-    FrameReceiver::Input discard();
+    void forgetInput(std::span<char> scratch, bool& readable);
+    bool sendRest();
+    bool isClientAwaited() const;
 
-    SocketChannel& channel_;
+    net::Transport& transport_;
     FrameSender& sender_;
-    FrameReceiver& receiver_;
-    SocketWait& wait_;
-    const std::atomic<bool>& interrupted_;
-    std::optional<Clock::time_point> interruptedAt_;
+    bool hasClose_ = false;
     bool inputEnded_ = false;
+    std::optional<Clock::time_point> sentAt_; ///< All that was queued.
+    Clock::time_point silentSince_;
 };
 
 } // namespace connector::http::websocket

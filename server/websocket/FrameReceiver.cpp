@@ -5,22 +5,12 @@
 #include <stdexcept>
 #include <utility>
 
-#include "server/websocket/WebSocketLimits.h"
-
 namespace connector::http::websocket {
 
 namespace {
 
 /// A payload that lacks less is received along with what follows it.
-constexpr std::size_t kInPlace = kReceiveBufferSize / 4;
-
-FrameReceiver::Input inputOf(const std::optional<std::size_t>& count)
-{
-    if (!count.has_value()) {
-        return FrameReceiver::Input::None;
-    }
-    return *count > 0 ? FrameReceiver::Input::Some : FrameReceiver::Input::End;
-}
+constexpr std::size_t kInPlace = 16'384;
 
 template <typename Operation>
 auto namingLackOfMemory(const Operation& operation)
@@ -34,8 +24,8 @@ auto namingLackOfMemory(const Operation& operation)
 
 } // namespace
 
-FrameReceiver::FrameReceiver(SocketChannel& channel, std::string early, std::uint64_t limit)
-    : channel_(channel), parser_(limit), early_(std::move(early)), input_(early_)
+FrameReceiver::FrameReceiver(net::Transport& transport, std::string early, std::uint64_t limit)
+    : transport_(transport), parser_(limit), early_(std::move(early)), input_(early_)
 {}
 
 std::optional<WebSocketFrame> FrameReceiver::next()
@@ -49,39 +39,36 @@ std::optional<WebSocketFrame> FrameReceiver::next()
     return namingLackOfMemory([this] { return parser_.parse(input_); });
 }
 
-FrameReceiver::Input FrameReceiver::receive(bool await, std::size_t limit)
+FrameReceiver::Input FrameReceiver::receive(std::span<char> scratch, std::size_t limit)
 {
-    return namingLackOfMemory([&] { return doReceive(await, limit); });
+    early_ = {};
+    return namingLackOfMemory([&] { return doReceive(scratch, limit); });
 }
 
-FrameReceiver::Input FrameReceiver::doReceive(bool await, std::size_t limit)
+FrameReceiver::Input FrameReceiver::doReceive(std::span<char> scratch, std::size_t limit)
 {
     const auto ofPayload = parser_.payloadSpace();
     const auto inPlace = ofPayload.size() >= kInPlace;
-    const auto whole = inPlace ? ofPayload : buffer();
+    const auto whole = inPlace ? ofPayload : scratch;
     const auto space = whole.first(std::min(whole.size(), limit));
-    const auto count = await ? channel_.await(space) : channel_.read(space);
-    if (!inPlace) {
-        input_ = {space.data(), count.value_or(0)};
-    } else if (count.value_or(0) > 0) {
-        complete_ = parser_.takePayload(*count);
+    const auto result = transport_.receive(space);
+    mayHaveLeftInput_ = transport_.mayHoldInput(result, space.size());
+    switch (result.status) {
+    case net::IoStatus::Done:
+        if (inPlace) {
+            complete_ = parser_.takePayload(result.bytes);
+        } else {
+            input_ = {space.data(), result.bytes};
+        }
+        return Input::Some;
+    case net::IoStatus::WouldBlock:
+        return Input::None;
+    case net::IoStatus::Ended:
+        return Input::End;
+    case net::IoStatus::Failed:
+        break;
     }
-    return inputOf(count);
-}
-
-FrameReceiver::Input FrameReceiver::discard()
-{
-    complete_.reset();
-    input_ = {};
-    return inputOf(channel_.read(buffer()));
-}
-
-std::span<char> FrameReceiver::buffer()
-{
-    if (buffer_ == nullptr) {
-        buffer_ = std::make_unique_for_overwrite<char[]>(kReceiveBufferSize);
-    }
-    return {buffer_.get(), kReceiveBufferSize};
+    throw std::runtime_error(net::describe(result));
 }
 
 } // namespace connector::http::websocket

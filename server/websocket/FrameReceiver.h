@@ -1,19 +1,19 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "contract/http/WebSocket.h"
+#include "server/net/Transport.h"
 #include "server/websocket/FrameParser.h"
-#include "server/websocket/SocketChannel.h"
 
 namespace connector::http::websocket {
 
-/// The frames of a client, out of a channel. Belongs to the connection's own thread.
+/// The frames of a client, out of a transport. Belongs to the thread that runs the connection.
+/// Between two frames it holds no memory.
 class FrameReceiver
 {
 public:
@@ -24,9 +24,10 @@ public:
         End ///< The client has finished sending, after a whole frame or within one.
     };
 
-    /// @param early what was received before the channel was made.
+    /// @param transport outlives the receiver.
+    /// @param early what was received before the connection was upgraded.
     /// @param limit the longest payload of a frame, in bytes.
-    FrameReceiver(SocketChannel& channel, std::string early, std::uint64_t limit);
+    FrameReceiver(net::Transport& transport, std::string early, std::uint64_t limit);
 
     /// The next frame of what was received; nothing if none is complete.
     /// @throws ClientFault, std::runtime_error "Out of memory!"
@@ -39,25 +40,23 @@ public:
     [[nodiscard]] std::size_t partial() const { return parser_.partial(); }
 
     /// Receives once, when `next` has no more. A long payload is received where it is to stay.
-    /// @param await wait for input for a moment, as `SocketChannel::await`. Else it does not block.
+    /// @param scratch for what is not; must stay as it is until `next` has no more.
     /// @param limit how many bytes at most; not 0.
-    /// @throws ClientFault, std::runtime_error "Out of memory!" and what the channel throws.
-    Input receive(bool await, std::size_t limit);
+    /// @throws ClientFault, std::runtime_error "Out of memory!" or the reason of a failure.
+    Input receive(std::span<char> scratch, std::size_t limit);
 
-    /// Receives once and forgets it.
-    /// @throws what the channel throws.
-    Input discard();
+    /// Whether the last `receive` may have left input that no event tells of.
+    [[nodiscard]] bool mayHaveLeftInput() const { return mayHaveLeftInput_; }
 
 private:
-    Input doReceive(bool await, std::size_t limit);
-    std::span<char> buffer();
+    Input doReceive(std::span<char> scratch, std::size_t limit);
 
-    SocketChannel& channel_;
+    net::Transport& transport_;
     FrameParser parser_;
-    const std::string early_;
-    std::unique_ptr<char[]> buffer_;         ///< Made once needed.
-    std::string_view input_;                 ///< What of it, or of early_, was not looked at.
+    std::string early_;
+    std::string_view input_;                 ///< What was not looked at, of early_ or the scratch.
     std::optional<WebSocketFrame> complete_; ///< Completed by a payload received in place.
+    bool mayHaveLeftInput_ = true;
 };
 
 } // namespace connector::http::websocket

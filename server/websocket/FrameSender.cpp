@@ -4,6 +4,7 @@
 #include <array>
 #include <exception>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 namespace connector::http::websocket {
@@ -195,7 +196,11 @@ std::size_t FrameSender::writeLoaded()
             }
         }
     }
-    return channel_.write({parts.data(), count});
+    const auto result = transport_.send({parts.data(), count});
+    if (result.status == net::IoStatus::Failed) {
+        throw std::runtime_error(net::describe(result));
+    }
+    return result.bytes;
 }
 
 std::size_t FrameSender::discardSent(std::size_t count)
@@ -219,6 +224,7 @@ void FrameSender::doFail(const std::string& reason)
                             : "Unable to send websocket continuation frame: ";
     failure_ += std::to_string(offset_ - std::min(offset_, headSize)) + " of " +
                 std::to_string(piece.body.size()) + " bytes sent, " + reason;
+    failed_ = true;
     doDrop();
 }
 
@@ -235,6 +241,12 @@ bool FrameSender::isIdle() const
 {
     const std::lock_guard lock(mutex_);
     return !flushing_ && !doHasLoaded() && data_.empty() && pongs_.empty();
+}
+
+std::optional<FrameSender::Clock::time_point> FrameSender::stalledSince() const
+{
+    const std::lock_guard lock(mutex_);
+    return stalled_ ? std::optional(stalledSince_) : std::nullopt;
 }
 
 void FrameSender::failIfStalled(std::chrono::milliseconds limit)

@@ -6,14 +6,15 @@
 #include <cstddef>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "contract/http/WebSocket.h"
 #include "contract/streams/DataBuffer.h"
+#include "server/net/Transport.h"
 #include "server/websocket/FrameFormat.h"
-#include "server/websocket/SocketChannel.h"
 #include "server/websocket/WebSocketLimits.h"
 
 namespace connector::http::websocket {
@@ -35,8 +36,8 @@ public:
         bool roomAgain = false; ///< There is room for a next frame: told once for each.
     };
 
-    /// @param channel outlives the sender, or its `end`.
-    explicit FrameSender(SocketChannel& channel) : channel_(channel) {}
+    /// @param transport outlives the sender, or its `end`.
+    explicit FrameSender(net::Transport& transport) : transport_(transport) {}
 
     /// Queues a frame, cut into fragments of `kSendFrameSize`. Its final bit goes out with its last
     /// fragment.
@@ -63,15 +64,18 @@ public:
     /// Whether everything queued was sent, or dropped.
     [[nodiscard]] bool isIdle() const;
 
+    /// Since when the client has taken nothing of what waits for it; nothing if it has.
+    [[nodiscard]] std::optional<Clock::time_point> stalledSince() const;
+
     /// Fails when the client has taken nothing for @p limit of what waits for it.
     void failIfStalled(std::chrono::milliseconds limit);
 
-    [[nodiscard]] bool hasFailed() const { return !failure().empty(); }
+    [[nodiscard]] bool hasFailed() const { return failed_; }
 
     /// Why sending failed; empty if it did not.
     [[nodiscard]] std::string failure() const;
 
-    /// Drops what is queued and waits for the thread that is writing: the channel is not used any
+    /// Drops what is queued and waits for the thread that is writing: the transport is not used any
     /// more once this has returned.
     void end();
 
@@ -103,7 +107,7 @@ private:
     std::size_t writeLoaded();
     std::size_t discardSent(std::size_t count);
 
-    SocketChannel& channel_;
+    net::Transport& transport_;
 
     mutable std::mutex mutex_; ///< Guards the members up to the next remark.
     std::condition_variable flushed_;
@@ -119,6 +123,7 @@ private:
     bool stalled_ = false;           ///< The last write took nothing,
     Clock::time_point stalledSince_; ///< and no write did since then.
     std::string failure_;
+    std::atomic<bool> failed_ = false; ///< There is a failure; read without the lock as well.
 
     // Belongs to the thread that flushes; while none does, guarded too.
     std::vector<Piece> loaded_; ///< Taken off the queues, in the order of sending.

@@ -1,11 +1,11 @@
 #include "server/websocket/PocoWebSocket.h"
 
+#include <algorithm>
 #include <limits>
-#include <poll.h>
 #include <stdexcept>
 #include <utility>
 
-#include "server/websocket/ClosingHandshake.h"
+#include "contract/common/Failure.h"
 #include "server/websocket/WebSocketLimits.h"
 #include "server/websocket/WebSocketLog.h"
 
@@ -51,12 +51,9 @@ private:
     const std::weak_ptr<PocoWebSocket> bridge_;
 };
 
-PocoWebSocket::PocoWebSocket(const Poco::Net::StreamSocket& socket,
-                             std::unique_ptr<SocketChannel> channel,
-                             std::unique_ptr<SocketWait> wait, AwakeWait awake, std::string early)
-    : thread_(std::this_thread::get_id()), socket_(socket), channel_(std::move(channel)),
-      wait_(std::move(wait)), sender_(*channel_), awake_(awake),
-      receiver_(*channel_, std::move(early), kReceiveLimit)
+PocoWebSocket::PocoWebSocket(net::Transport& transport, net::Handle connection, std::string early)
+    : connection_(std::move(connection)), sender_(transport), closing_(transport, sender_),
+      receiver_(transport, std::move(early), kReceiveLimit)
 {}
 
 PocoWebSocket::~PocoWebSocket() = default;
@@ -74,6 +71,7 @@ void PocoWebSocket::attempt(const Operation& operation) noexcept
 
 void PocoWebSocket::join(const WebSocket& reply)
 {
+    const OwnThread mark(*this);
     if (reply.outgoing != nullptr) {
         attempt([&] { reply.outgoing->subscribe(shared_from_this()); });
     }
@@ -93,7 +91,7 @@ void PocoWebSocket::subscribe(std::shared_ptr<StreamEnds::FrameSubscriber> subsc
 void PocoWebSocket::request(std::uint64_t n)
 {
     ends_.addDemand(n);
-    wait_->wake();
+    wake();
 }
 
 void PocoWebSocket::cancel()
@@ -102,7 +100,14 @@ void PocoWebSocket::cancel()
         kWebSocketLog.write(Level::Trace, "Cancel");
     }
     ends_.cancelDownstream();
-    wait_->wake();
+    wake();
+}
+
+void PocoWebSocket::wake()
+{
+    if (!isOwnThread()) {
+        connection_.wake();
+    }
 }
 
 void PocoWebSocket::onSubscribe(std::shared_ptr<reactive_streams::Subscription> subscription)
@@ -120,14 +125,13 @@ void PocoWebSocket::onNext(WebSocketFrame&& frame)
         return;
     }
     const auto inStep = isOwnThread();
-    if (inStep) {
-        answered_ = true;
-        queued_ = collecting_;
-    }
     attempt([&] {
         if (!inStep || !collecting_) {
             afterFlush(sender_.send(std::move(frame)));
-        } else if (sender_.queue(std::move(frame))) { // leaves with the answers to what follows
+            return;
+        }
+        queued_ = true;
+        if (sender_.queue(std::move(frame))) { // leaves with the answers to what follows
             requestFrame();
         }
     });
@@ -136,12 +140,7 @@ void PocoWebSocket::onNext(WebSocketFrame&& frame)
 void PocoWebSocket::onError(std::exception_ptr failure)
 {
     if (endByProvider(InternalError)) {
-        guarded([&failure] {
-            if (failure == nullptr) {
-                throw std::runtime_error("The provider's stream failed.");
-            }
-            std::rethrow_exception(failure);
-        });
+        guarded([&failure] { std::rethrow_exception(common::nonNullFailure(failure)); });
     }
 }
 
@@ -156,18 +155,17 @@ bool PocoWebSocket::endByProvider(CloseCode code)
         return false;
     }
     ends_.releaseUpstream();
-    wait_->wake();
+    wake();
     return true;
 }
 
-bool PocoWebSocket::receive()
+bool PocoWebSocket::receive(net::Turn& turn)
 {
-    if (interrupted_) {
-        ends_.close(GoingAway);
-    }
+    const OwnThread mark(*this);
+    note(turn);
     if (!ends_.isClosed()) {
         try {
-            receiveStep();
+            receiveAll(turn);
         } catch (const SendFailure& failure) {
             logSending(failure);
             fail(std::current_exception(), std::nullopt);
@@ -183,64 +181,67 @@ bool PocoWebSocket::receive()
         }
         collecting_ = false;
     }
-    if (!ends_.isClosed()) {
-        return true;
-    }
-    ends_.deliverEnd();
-    return false;
+    return !ends_.isClosed();
 }
 
-void PocoWebSocket::interrupt() noexcept
+void PocoWebSocket::note(net::Turn& turn)
 {
-    interrupted_ = true;
-    wait_->wake();
+    readable_ = readable_ || turn.has(net::kReadable | net::kHangUp | net::kBroken);
+    hungUp_ = hungUp_ || turn.has(net::kHangUp | net::kBroken);
+    broken_ = broken_ || turn.has(net::kBroken);
+    if (turn.has(net::kStop) && !stoppedAt_.has_value()) {
+        stoppedAt_ = Clock::now();
+        ends_.close(GoingAway);
+    }
+    turn.events = 0;
 }
 
-void PocoWebSocket::close()
+void PocoWebSocket::receiveAll(net::Turn& turn)
 {
-    ends_.close(GoingAway);
-    ends_.deliverEnd();
-    guarded([this] { finish(); });
-    sender_.end();
-    channel_->shutDown();
-    undelivered_.clear();
-    socket_.reset();
+    sendWaiting();
+    for (int steps = 0; steps < kReceivesPerTurn; ++steps) {
+        handleInput();
+        if (requestsLeft_) {
+            attempt([this] { requestsLeft_ = !ends_.resumeRequests(kRequestsPerStep); });
+        }
+        sendWaiting();
+        if (ends_.isClosed() || (!receiveOnce(turn) && !requestsLeft_)) {
+            watchForHangUp();
+            return;
+        }
+    }
+    connection_.wake(); // after the other connections
 }
 
-void PocoWebSocket::receiveStep()
+/// @return whether there is input to handle.
+bool PocoWebSocket::receiveOnce(net::Turn& turn)
 {
-    if (undelivered_.empty() ? !receiver_.hasInput() : ends_.isPaused()) {
-        awaitInput();
+    if (!readable_ || !receivesMore()) {
+        return false;
     }
-    handleInput();
-    if (requestsLeft_) {
-        attempt([this] { requestsLeft_ = !ends_.resumeRequests(kRequestsPerStep); });
+    const auto input = receiver_.receive(turn.scratch, undelivered_.room(receiver_.partial()));
+    readable_ = input != FrameReceiver::Input::None && (hungUp_ || receiver_.mayHaveLeftInput());
+    if (input == FrameReceiver::Input::End) {
+        if (!undelivered_.empty()) {
+            hungUpAt_ = Clock::now(); // the end is received again once they are delivered
+            return false;
+        }
+        if (receiver_.partial() > 0) {
+            throw std::runtime_error("The connection ended within a frame.");
+        }
+        ends_.close(std::nullopt);
     }
+    return input == FrameReceiver::Input::Some;
 }
 
-void PocoWebSocket::awaitInput()
+void PocoWebSocket::sendWaiting()
 {
-    if (std::exchange(answered_, false) && undelivered_.empty() && !sender_.isBlocked() &&
-        !requestsLeft_ &&
-        (awake_.waitUntil([this] { return receiveInput(false); }) || receiveInput(true))) {
-        return;
-    }
-    const auto timeout = requestsLeft_ ? std::chrono::milliseconds(0) : kReceiveStep;
-    const auto events = channel_->hasHiddenInput() && receivesMore()
-                            ? POLLIN
-                            : wait_->wait([this] { return awaitedEvents(); }, timeout);
-    if ((events & POLLOUT) != 0) {
+    if (sender_.isBlocked()) {
         afterFlush(sender_.resume());
+        sender_.failIfStalled(kSendTimeout);
     }
-    sender_.failIfStalled(kSendTimeout);
-    if (const auto failure = sender_.failure(); !failure.empty()) {
-        throw SendFailure(failure);
-    }
-    if (!undelivered_.empty()) {
-        watchForHangUp(events);
-    }
-    if ((events & ~POLLOUT) != 0 && receivesMore()) {
-        receiveInput(false);
+    if (sender_.hasFailed()) {
+        throw SendFailure(sender_.failure());
     }
 }
 
@@ -249,43 +250,62 @@ bool PocoWebSocket::receivesMore() const
     return !hungUpAt_.has_value() && undelivered_.room(receiver_.partial()) > 0;
 }
 
-bool PocoWebSocket::receiveInput(bool await)
+void PocoWebSocket::watchForHangUp()
 {
-    const auto input = receiver_.receive(await, undelivered_.room(receiver_.partial()));
-    if (input == FrameReceiver::Input::End) {
-        if (!undelivered_.empty()) {
-            hungUpAt_ = Clock::now(); // the end is received again once they are delivered
-        } else if (receiver_.partial() > 0) {
-            throw std::runtime_error("The connection ended within a frame.");
-        } else {
-            ends_.close(std::nullopt);
-        }
+    if (undelivered_.empty()) {
+        return;
     }
-    return input != FrameReceiver::Input::None;
-}
-
-int PocoWebSocket::awaitedEvents()
-{
-    if (interrupted_ || ends_.isClosed() || sender_.hasFailed()) {
-        return SocketWait::kDoNotSleep;
+    if (hungUp_ && !hungUpAt_.has_value()) {
+        hungUpAt_ = Clock::now();
     }
-    if (!undelivered_.empty() && !ends_.isPaused()) {
-        return SocketWait::kDoNotSleep;
-    }
-    const int events = receivesMore() ? POLLIN : hungUpAt_.has_value() ? 0 : POLLRDHUP;
-    return sender_.isBlocked() ? events | POLLOUT : events;
-}
-
-void PocoWebSocket::watchForHangUp(int events)
-{
-    const auto now = Clock::now();
-    if ((events & POLLRDHUP) != 0 && !hungUpAt_.has_value()) {
-        hungUpAt_ = now;
-    }
-    if ((events & (POLLERR | POLLHUP)) != 0 ||
-        (hungUpAt_.has_value() && now - *hungUpAt_ >= kUndeliveredTime)) {
+    if (broken_ || (hungUpAt_.has_value() && Clock::now() - *hungUpAt_ >= kUndeliveredTime)) {
         throw std::runtime_error("The client hung up before its frames were requested.");
     }
+}
+
+net::Clock::time_point PocoWebSocket::deadline() const
+{
+    auto earliest = Clock::time_point::max();
+    const auto consider = [&earliest](const auto& since, auto limit) {
+        if (since.has_value()) {
+            earliest = std::min<Clock::time_point>(earliest, *since + limit);
+        }
+    };
+    consider(stoppedAt_, kStopTime);
+    if (ends_.isClosed()) {
+        return std::min(earliest, closing_.deadline());
+    }
+    if (sender_.isBlocked()) {
+        consider(sender_.stalledSince(), kSendTimeout);
+    }
+    consider(hungUpAt_, kUndeliveredTime);
+    return earliest;
+}
+
+void PocoWebSocket::close()
+{
+    const OwnThread mark(*this);
+    ends_.close(GoingAway);
+    ends_.deliverEnd();
+    undelivered_.clear();
+    const auto code = ends_.closeCode();
+    if (code.has_value()) {
+        guarded([&] { sender_.queueClose(makeClosePayload(*code)); });
+    }
+    closing_.begin(code.has_value());
+}
+
+bool PocoWebSocket::finishClosing(net::Turn& turn)
+{
+    note(turn);
+    const auto isTimeUp = stoppedAt_.has_value() && Clock::now() - *stoppedAt_ >= kStopTime;
+    const auto finished = isTimeUp || closing_.proceed(turn.scratch, readable_);
+    if (finished) {
+        sender_.end();
+    } else if (readable_) {
+        connection_.wake(); // after the other connections
+    }
+    return finished;
 }
 
 void PocoWebSocket::handleInput()
@@ -346,7 +366,7 @@ void PocoWebSocket::requestFrame()
 void PocoWebSocket::afterFlush(FrameSender::Flushed flushed)
 {
     if (flushed.stuck) {
-        wait_->wake();
+        wake();
     }
     if (flushed.roomAgain) {
         requestFrame();
@@ -356,19 +376,7 @@ void PocoWebSocket::afterFlush(FrameSender::Flushed flushed)
 void PocoWebSocket::fail(const std::exception_ptr& failure, std::optional<CloseCode> code)
 {
     ends_.close(code, failure);
-    wait_->wake();
-}
-
-void PocoWebSocket::finish()
-{
-    const auto code = ends_.closeCode();
-    if (code.has_value()) {
-        sender_.queueClose(makeClosePayload(*code));
-    }
-    ClosingHandshake handshake(*channel_, sender_, receiver_, *wait_, interrupted_);
-    if (handshake.sendQueued() && code.has_value()) {
-        handshake.awaitClient();
-    }
+    wake();
 }
 
 } // namespace connector::http

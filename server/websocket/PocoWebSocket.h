@@ -1,6 +1,5 @@
 #pragma once
 
-#include <Poco/Net/StreamSocket.h>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -12,12 +11,12 @@
 
 #include "contract/http/WebSocket.h"
 #include "contract/streams/Streams.h"
-#include "server/websocket/AwakeWait.h"
+#include "server/net/Session.h"
+#include "server/net/Transport.h"
 #include "server/websocket/CloseStatus.h"
+#include "server/websocket/ClosingHandshake.h"
 #include "server/websocket/FrameReceiver.h"
 #include "server/websocket/FrameSender.h"
-#include "server/websocket/SocketChannel.h"
-#include "server/websocket/SocketWait.h"
 #include "server/websocket/StreamEnds.h"
 #include "server/websocket/UndeliveredFrames.h"
 
@@ -28,8 +27,9 @@ namespace connector::http {
 /// they are, fragments included; pings are answered and closes handled here. Owned by
 /// `std::shared_ptr`.
 ///
-/// `receive` and `close` belong to the connection's own thread, everything else to any thread.
-/// Frames reach the subscriber on the connection's thread. Nothing here blocks for the client.
+/// `receive`, `close` and `finishClosing` belong to the thread that runs the connection, everything
+/// else to any thread. Frames reach the subscriber on that thread. Nothing here blocks for the
+/// client: the connection runs again when its socket, the provider or the clock has news.
 ///
 /// Flow control:
 /// - To the client: the provider is asked for one frame at a time while less than 8,000,000 bytes
@@ -55,16 +55,10 @@ class PocoWebSocket final : public reactive_streams::ProcessorAPI<WebSocketFrame
                             public std::enable_shared_from_this<PocoWebSocket>
 {
 public:
-    /// @param socket the upgraded connection; owned for the life of the bridge, closed by whoever
-    ///        holds it last.
-    /// @param channel the bytes of the same connection.
-    /// @param wait waits for the same connection.
-    /// @param awake waits for the client's next message first.
+    /// @param transport the bytes of the upgraded connection; outlives `finishClosing`.
+    /// @param connection has the connection run.
     /// @param early what the client sent before the handshake was answered.
-    PocoWebSocket(const Poco::Net::StreamSocket& socket,
-                  std::unique_ptr<websocket::SocketChannel> channel,
-                  std::unique_ptr<websocket::SocketWait> wait, websocket::AwakeWait awake,
-                  std::string early);
+    PocoWebSocket(net::Transport& transport, net::Handle connection, std::string early);
     ~PocoWebSocket() override;
 
     /// Connects both streams of @p reply. If one of them throws, `receive` ends the connection.
@@ -80,33 +74,56 @@ public:
     void onError(std::exception_ptr failure) override;
     void onComplete() override;
 
-    /// The receive step: handles every frame that has arrived, or waits for one up to half a
-    /// second.
-    /// @return whether the connection is still open.
-    bool receive();
+    /// The receive step: handles every frame that has arrived, and sends what had to wait.
+    /// @return whether the connection is still open. If not, `close` comes next.
+    bool receive(net::Turn& turn);
 
-    /// The server stops: ends the wait of `receive`, and shortens that of `close`.
-    void interrupt() noexcept;
-
-    /// Ends the connection: completes the subscriber, cancels the provider's stream, sends what is
-    /// queued and the close frame, waits up to 2 seconds for the client's own close, and shuts the
-    /// socket down. All of that within 0.25 seconds once interrupted.
+    /// Begins the end of the connection: completes the subscriber, cancels the provider's stream
+    /// and queues the close frame.
     void close();
+
+    /// Sends what is queued and waits for the client's own close (RFC 6455 section 7.1.1): up to 2
+    /// seconds, 0.25 once the server stops. What the client sends meanwhile is read and forgotten:
+    /// a socket that is closed with input unread sends a reset, which the client would see in place
+    /// of the close frame.
+    /// @return whether the connection can be closed; if not, to be called again.
+    bool finishClosing(net::Turn& turn);
+
+    /// When the connection has to run, whatever happens.
+    [[nodiscard]] net::Clock::time_point deadline() const;
 
 private:
     class PocoWebSocketSubscription;
 
-    using Clock = std::chrono::steady_clock;
+    using Clock = net::Clock;
+
+    /// Marks the calling thread as the one that runs the connection.
+    class OwnThread
+    {
+    public:
+        explicit OwnThread(PocoWebSocket& bridge) : bridge_(bridge)
+        {
+            bridge_.thread_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+        }
+        ~OwnThread() { bridge_.thread_.store(std::thread::id(), std::memory_order_relaxed); }
+        OwnThread(const OwnThread&) = delete;
+        OwnThread& operator=(const OwnThread&) = delete;
+
+    private:
+        PocoWebSocket& bridge_;
+    };
 
     void request(std::uint64_t n);
     void cancel();
+    /// Has the connection run, unless it does.
+    void wake();
 
-    void receiveStep();
-    void awaitInput();
-    bool receiveInput(bool await);
+    void note(net::Turn& turn);
+    void receiveAll(net::Turn& turn);
+    bool receiveOnce(net::Turn& turn);
+    void sendWaiting();
     [[nodiscard]] bool receivesMore() const;
-    int awaitedEvents();
-    void watchForHangUp(int events);
+    void watchForHangUp();
     void handleInput();
     void handleFrame(WebSocketFrame&& frame);
 
@@ -118,32 +135,35 @@ private:
     /// Runs what calls code of the provider. What it throws ends the bridge, with close code 1011.
     template <typename Operation>
     void attempt(const Operation& operation) noexcept;
-    [[nodiscard]] bool isOwnThread() const { return std::this_thread::get_id() == thread_; }
+    [[nodiscard]] bool isOwnThread() const
+    {
+        return thread_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+    }
 
     /// @return false if the connection is closed already.
     bool endByProvider(websocket::CloseCode code);
 
     /// Closes the connection for this reason; `receive` tells the provider.
     void fail(const std::exception_ptr& failure, std::optional<websocket::CloseCode> code);
-    void finish();
-
-    const std::thread::id thread_;                  ///< The connection's own.
-    std::optional<Poco::Net::StreamSocket> socket_; ///< Until `close`.
-    const std::unique_ptr<websocket::SocketChannel> channel_;
-    const std::unique_ptr<websocket::SocketWait> wait_;
+    const net::Handle connection_;
     websocket::FrameSender sender_;
     websocket::StreamEnds ends_;
-    std::atomic<bool> interrupted_ = false;
+    std::atomic<std::thread::id> thread_; ///< Runs the connection now.
 
-    // Belongs to the connection's thread.
-    websocket::AwakeWait awake_;
+    // Belongs to the thread that runs the connection.
+    websocket::ClosingHandshake closing_;
     websocket::FrameReceiver receiver_;
     websocket::UndeliveredFrames undelivered_;
+    bool readable_ = true; ///< A receive may find something.
+    bool hungUp_ = false;  ///< The end of the input waits behind what is there.
+    bool broken_ = false;
     std::optional<Clock::time_point> hungUpAt_; ///< While frames are undelivered.
-    bool answered_ = false;     ///< The provider publishes from within the receive step.
-    bool queued_ = false;       ///< Within the receive step, and not flushed yet.
-    bool collecting_ = false;   ///< More frames follow the one that the subscriber has now.
-    bool requestsLeft_ = false; ///< The provider publishes so much in a row that it has to wait.
+    bool queued_ = false;                       ///< A frame is queued and not flushed yet.
+    bool collecting_ = false; ///< More frames follow the one that the subscriber has now.
+    /// The provider published so many frames in a row that the rest had to wait.
+    bool requestsLeft_ = false;
+
+    std::optional<Clock::time_point> stoppedAt_; ///< By the server.
 };
 
 } // namespace connector::http

@@ -38,19 +38,12 @@ inline constexpr std::chrono::milliseconds kLingerTime{2000};
 inline constexpr std::chrono::milliseconds kLingerSilence{500};
 inline constexpr std::chrono::milliseconds kStopTime{250};
 
-/// How long a stopping server waits for its open connections: the time above and what the threads
-/// need to notice.
-inline constexpr std::chrono::milliseconds kServerStopTime{400};
-
-/// The longest that one receive step waits.
-inline constexpr std::chrono::milliseconds kReceiveStep{500};
-
-/// Size of the buffer that small frames are received into.
-inline constexpr std::size_t kReceiveBufferSize = 65'536;
-
 /// Bytes received behind a frame that waits for the subscriber's demand; then the socket is not
 /// read. Control frames among them are handled at once.
 inline constexpr std::size_t kReadAhead = 65'536;
+
+/// How often a connection receives in a row, before others get its thread.
+inline constexpr int kReceivesPerTurn = 64;
 
 /// How many frames a provider publishes in a row, each within the request for it, before the
 /// connection's thread looks at the socket again.

@@ -1,24 +1,17 @@
 #include "server/websocket/WebSocketUpgrade.h"
 
-#include <Poco/Net/HTTPRequest.h>
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/evp.h>
 #include <openssl/sha.h>
 #include <string_view>
-#include <utility>
+#include <sys/socket.h>
 
-#include "contract/http/WebSocket.h"
-#include "server/ConnectionSocketImpl.h"
 #include "server/HttpDate.h"
-#include "server/ServedRequest.h"
-#include "server/tls/TlsConnectionSocketImpl.h"
-#include "server/websocket/OpenWebSockets.h"
-#include "server/websocket/PocoWebSocket.h"
-#include "server/websocket/SocketChannel.h"
-#include "server/websocket/WebSocketLog.h"
+#include "server/RequestHead.h"
 
 namespace connector::http {
 
@@ -42,23 +35,6 @@ bool isKey(std::string_view key)
            });
 }
 
-std::unique_ptr<websocket::SocketChannel> makeChannel(ConnectionSocketImpl& connection)
-{
-    if (auto* encrypted = dynamic_cast<TlsConnectionSocketImpl*>(&connection)) {
-        return websocket::makeTlsChannel(connection.sockfd(), encrypted->session());
-    }
-    return websocket::makePlainChannel(connection.sockfd());
-}
-
-void configure(Poco::Net::StreamSocket& socket)
-{
-    socket.setNoDelay(true);
-    socket.setKeepAlive(true);
-    socket.setOption(IPPROTO_TCP, TCP_KEEPIDLE, kProbeAfterSeconds);
-    socket.setOption(IPPROTO_TCP, TCP_KEEPINTVL, kProbeIntervalSeconds);
-    socket.setOption(IPPROTO_TCP, TCP_KEEPCNT, kProbes);
-}
-
 /// What proves to the client that its key was understood (RFC 6455 section 4.2.2).
 std::string acceptFor(std::string_view key)
 {
@@ -77,7 +53,7 @@ std::optional<UpgradeRefusal> checkUpgrade(const RequestHead& head)
     if (!head.lists("Upgrade", "websocket") || !head.lists("Connection", "Upgrade")) {
         return UpgradeRefusal{426, "This address accepts WebSocket connections only."};
     }
-    if (head.method() != Poco::Net::HTTPRequest::HTTP_GET) {
+    if (head.method() != "GET") {
         return UpgradeRefusal{405, "A WebSocket connection begins with a GET request."};
     }
     if (head.isHttp10()) {
@@ -107,28 +83,15 @@ ResponseHead makeUpgradeHead(const RequestHead& head)
     return answer;
 }
 
-std::shared_ptr<PocoWebSocket> makeWebSocket(ServedRequest& request,
-                                             websocket::OpenWebSockets& open)
+void detectLostClients(int descriptor)
 {
-    auto& connection = request.connection();
-    configure(request.socket());
-    auto channel = makeChannel(connection);
-    auto wait = std::make_unique<websocket::SocketWait>(channel->descriptor());
-    return std::make_shared<PocoWebSocket>(request.socket(), std::move(channel), std::move(wait),
-                                           websocket::AwakeWait(open.lastTurn()),
-                                           connection.takeBuffered());
-}
-
-void runWebSocket(PocoWebSocket& bridge, const WebSocket& reply,
-                  const std::function<bool()>& isStarted, const std::stop_token& stopToken) noexcept
-{
-    const std::stop_callback onStop(stopToken, [&bridge] { bridge.interrupt(); });
-    websocket::guarded([&] {
-        bridge.join(reply);
-        while (isStarted() && bridge.receive()) {
-        }
-    });
-    bridge.close();
+    const auto set = [descriptor](int level, int option, int value) {
+        ::setsockopt(descriptor, level, option, &value, sizeof(value));
+    };
+    set(SOL_SOCKET, SO_KEEPALIVE, 1);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, kProbeAfterSeconds);
+    set(IPPROTO_TCP, TCP_KEEPINTVL, kProbeIntervalSeconds);
+    set(IPPROTO_TCP, TCP_KEEPCNT, kProbes);
 }
 
 } // namespace connector::http

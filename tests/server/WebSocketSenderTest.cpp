@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -13,18 +14,19 @@ namespace {
 using common::DataBuffer;
 using namespace std::string_literals;
 
-/// Takes as many bytes as it is allowed to, in calls of up to 1000 bytes beyond the first part.
-class FakeChannel final : public SocketChannel
+/// Takes as many bytes as it is allowed to.
+class FakeTransport final : public net::Transport
 {
 public:
-    FakeChannel() : SocketChannel(-1) {}
+    FakeTransport() : Transport(-1) {}
 
-    std::optional<std::size_t> read(std::span<char>) override { throw std::bad_alloc(); }
-    bool hasHiddenInput() override { return false; }
-    std::size_t write(std::span<const iovec> parts) override
+    net::IoStatus handshake() override { return net::IoStatus::Done; }
+    net::IoResult receive(std::span<char>) override { throw std::bad_alloc(); }
+    bool mayHoldInput(const net::IoResult&, std::size_t) override { return false; }
+    net::IoResult send(std::span<const iovec> parts) override
     {
         if (broken) {
-            throw std::runtime_error("broken");
+            return {net::IoStatus::Failed, 0, EPIPE};
         }
         std::size_t taken = 0;
         for (const auto& part : parts) {
@@ -33,10 +35,10 @@ public:
             taken += size;
         }
         allowed -= taken;
-        return taken;
+        return {net::IoStatus::Done, taken};
     }
     void endOutput() noexcept override {}
-    void shutDown() noexcept override {}
+    bool isSecure() const noexcept override { return false; }
 
     std::size_t allowed = std::size_t{1} << 30U;
     bool broken = false;
@@ -50,8 +52,8 @@ struct WebSocketSenderTest : ::testing::Test
         return {DataBuffer(std::string(size, content)), static_cast<std::uint8_t>(flags)};
     }
 
-    FakeChannel channel;
-    FrameSender sender{channel};
+    FakeTransport transport;
+    FrameSender sender{transport};
 };
 
 /// An unmasked frame, for lengths of two and eight bytes.
@@ -75,9 +77,9 @@ TEST_F(WebSocketSenderTest, CutsLongFramesAndKeepsTheFinalBit)
         sender.queue(frame(size, flags));
         while (sender.resume().stuck) { // it pauses after a few MB
         }
-        EXPECT_EQ(channel.written.size(), written.size());
-        EXPECT_TRUE(channel.written == written) << flags << " " << size;
-        channel.written.clear();
+        EXPECT_EQ(transport.written.size(), written.size());
+        EXPECT_TRUE(transport.written == written) << flags << " " << size;
+        transport.written.clear();
     }
     EXPECT_TRUE(sender.isIdle());
 }
@@ -90,36 +92,36 @@ TEST_F(WebSocketSenderTest, GoesOnWhereAStuckClientStopped)
         sender.queue(frame(static_cast<std::size_t>(i), 0x82, content));
         expected += sent(0x82, static_cast<std::size_t>(i), content);
     }
-    channel.allowed = 0;
+    transport.allowed = 0;
     EXPECT_TRUE(sender.flush().stuck);
     while (!sender.isIdle()) {
-        channel.allowed = 997;
+        transport.allowed = 997;
         EXPECT_FALSE(sender.flush().stuck) << "a stuck sender waits for the socket";
         sender.resume();
     }
     EXPECT_FALSE(sender.isBlocked());
-    EXPECT_EQ(channel.written, expected);
+    EXPECT_EQ(transport.written, expected);
 }
 
 TEST_F(WebSocketSenderTest, LetsPongsOvertakeBetweenFrames)
 {
-    channel.allowed = 3;
+    transport.allowed = 3;
     sender.queue(frame(5'000'000));
     sender.flush();
     sender.queuePong(DataBuffer("p"s));
     sender.queueClose(DataBuffer());
     sender.queue(frame(1)); // nothing comes after the close frame
     sender.queuePong(DataBuffer("q"s));
-    channel.allowed = std::size_t{1} << 30U;
+    transport.allowed = std::size_t{1} << 30U;
     while (sender.resume().stuck) {
     }
-    EXPECT_TRUE(channel.written == sent(0x02, 2'000'000) + "\x8a\x01p"s + sent(0x00, 2'000'000) +
-                                       sent(0x80, 1'000'000) + "\x88\0"s);
+    EXPECT_TRUE(transport.written == sent(0x02, 2'000'000) + "\x8a\x01p"s + sent(0x00, 2'000'000) +
+                                         sent(0x80, 1'000'000) + "\x88\0"s);
 }
 
 TEST_F(WebSocketSenderTest, BoundsWhatWaits)
 {
-    channel.allowed = 0;
+    transport.allowed = 0;
     EXPECT_TRUE(sender.queue(frame(kSendQueueLimit / 2)));
     std::size_t empty = 1;
     for (; sender.queue(frame(0)); ++empty) {
@@ -129,34 +131,34 @@ TEST_F(WebSocketSenderTest, BoundsWhatWaits)
         sender.queuePong(DataBuffer("pong " + std::to_string(i)));
     }
     EXPECT_FALSE(sender.flush().roomAgain);
-    channel.allowed = std::size_t{1} << 30U;
+    transport.allowed = std::size_t{1} << 30U;
     EXPECT_TRUE(sender.resume().roomAgain);
     while (sender.resume().stuck) {
     }
-    EXPECT_LT(channel.written.size(), kSendQueueLimit / 2 + 2 * empty + 5000);
-    EXPECT_NE(channel.written.find("pong 9999"), std::string::npos) << "the newest is sent";
+    EXPECT_LT(transport.written.size(), kSendQueueLimit / 2 + 2 * empty + 5000);
+    EXPECT_NE(transport.written.find("pong 9999"), std::string::npos) << "the newest is sent";
 }
 
 TEST_F(WebSocketSenderTest, NamesALackOfMemoryForAFrame)
 {
-    FrameReceiver receiver(channel, "", kReceiveLimit);
-    EXPECT_EQ(test::failureOf([&] { return receiver.receive(false, 1); }), "Out of memory!");
+    FrameReceiver receiver(transport, "", kReceiveLimit);
+    EXPECT_EQ(test::failureOf([&] { return receiver.receive({}, 1); }), "Out of memory!");
 }
 
 TEST_F(WebSocketSenderTest, TellsWhichFrameFailedAndWhere)
 {
     sender.queue(frame(3'000'000));
-    channel.allowed = 5;
+    transport.allowed = 5;
     sender.flush();
-    channel.broken = true;
+    transport.broken = true;
     EXPECT_TRUE(sender.resume().stuck);
     EXPECT_EQ(sender.failure(), "Unable to send websocket continuation frame: 0 of 2000000 bytes "
-                                "sent, broken");
+                                "sent, Broken pipe");
     EXPECT_TRUE(sender.isIdle()) << "what is left is dropped";
 
-    FrameSender second(channel);
-    channel.broken = false;
-    channel.allowed = 12;
+    FrameSender second(transport);
+    transport.broken = false;
+    transport.allowed = 12;
     second.queue(frame(100));
     second.flush();
     second.failIfStalled(std::chrono::hours(1));

@@ -1,0 +1,388 @@
+#include "server/http/HttpConnection.h"
+
+#include <Poco/Net/HTTPRequestHandler.h>
+#include <algorithm>
+#include <sys/socket.h>
+#include <utility>
+
+#include "server/ClientWatch.h"
+#include "server/RequestParts.h"
+#include "server/RequestRefusal.h"
+#include "server/ServerLog.h"
+#include "server/http/HttpService.h"
+#include "server/http/ServedRequest.h"
+#include "server/net/EventLoop.h"
+#include "server/websocket/PocoWebSocket.h"
+#include "server/websocket/WebSocketUpgrade.h"
+
+namespace connector::http {
+
+namespace {
+
+using common::Level;
+using net::Clock;
+using net::IoStatus;
+
+/// A part of a body that is longer is received where it is to stay.
+constexpr std::size_t kInPlace = 16'384;
+
+constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+
+} // namespace
+
+HttpConnection::HttpConnection(int descriptor, const Poco::Net::SocketAddress& peer,
+                               std::unique_ptr<net::Transport> transport, HttpService& service)
+    : Session(descriptor), service_(service), transport_(std::move(transport)), peer_(peer),
+      local_(isLocalAddress(peer.host())),
+      state_(transport_->isSecure() ? State::Handshaking : State::Idle), input_(*transport_),
+      scanner_(service.limits.request)
+{}
+
+HttpConnection::~HttpConnection() = default;
+
+const Poco::Net::SocketAddress& HttpConnection::localAddress()
+{
+    if (!address_.has_value()) {
+        sockaddr_storage storage = {};
+        auto* const address = reinterpret_cast<sockaddr*>(&storage);
+        socklen_t length = sizeof(storage);
+        ::getsockname(descriptor(), address, &length);
+        address_.emplace(address, length);
+    }
+    return *address_;
+}
+
+net::Handle HttpConnection::handle() const
+{
+    return {loop().shared_from_this(), key()};
+}
+
+bool HttpConnection::run(net::Turn& turn) noexcept
+{
+    turn_ = &turn;
+    input_.note(turn);
+    try {
+        if (turn.has(net::kStop)) {
+            stop();
+        }
+        if (turn.has(net::kMakeRoom) && state_ == State::Idle) {
+            close();
+        }
+        if (turn.has(net::kDeadline) && Clock::now() >= deadline_) {
+            timeOut();
+        }
+        while (state_ != State::Ended && step()) {
+        }
+        input_.keep();
+    } catch (const std::exception& failure) {
+        if (serverLogLimits.brokenConnections.admits(kServerLog, Level::Info)) {
+            kServerLog.write(Level::Info, "Connection ended: ", failure.what());
+        }
+        enter(State::Ended);
+    } catch (...) {
+        enter(State::Ended);
+    }
+    turn_ = nullptr;
+    return state_ != State::Ended;
+}
+
+/// @return whether there may be more to do at once.
+bool HttpConnection::step()
+{
+    switch (state_) {
+    case State::Handshaking:
+        return stepHandshake();
+    case State::Idle:
+    case State::ReceivingHead:
+        return stepHead();
+    case State::ReceivingBody:
+        return stepBody();
+    case State::Handling:
+        return stepHandling();
+    case State::Sending:
+        return stepSending();
+    case State::Lingering:
+        return stepLingering();
+    case State::Upgraded:
+        return stepUpgraded();
+    case State::Ended:
+        break;
+    }
+    return false;
+}
+
+bool HttpConnection::stepHandshake()
+{
+    switch (transport_->handshake()) {
+    case IoStatus::Done:
+        enter(State::Idle);
+        return true;
+    case IoStatus::WouldBlock:
+        if (deadline_ == Clock::time_point::max()) {
+            arm(Clock::now() + service_.limits.handshakeTimeout);
+        }
+        return false;
+    default:
+        enter(State::Ended);
+        return false;
+    }
+}
+
+bool HttpConnection::stepHead()
+{
+    try {
+        const auto received = input_.view();
+        if (const auto head = scanner_.scan(received)) {
+            input_.consume(static_cast<std::size_t>(head->data() - received.data()) + head->size());
+            beginRequest(*head);
+            return true;
+        }
+        if (input_.hasEnded() && scanner_.hasHead()) {
+            throw RequestRefusal(400, "The request's head is truncated.");
+        }
+    } catch (const RequestRefusal& refusal) {
+        refuse(refusal);
+        return true;
+    }
+    if (input_.hasEnded()) {
+        close();
+    } else if (input_.receive(turn_->scratch)) {
+        if (state_ == State::Idle) {
+            enter(State::ReceivingHead);
+        }
+    } else {
+        armForHead();
+        return false;
+    }
+    return true;
+}
+
+void HttpConnection::armForHead() noexcept
+{
+    const auto& limits = service_.limits;
+    const auto now = Clock::now();
+    if (state_ == State::Idle) {
+        setIdleSince(now);
+        arm(now + (first_ ? limits.firstByteTimeout : limits.keepAliveTimeout));
+        return;
+    }
+    if (headBegan_ == Clock::time_point()) {
+        headBegan_ = now;
+    }
+    arm(std::min(headBegan_ + limits.headTimeout, now + limits.silenceTimeout));
+}
+
+void HttpConnection::beginRequest(std::string_view head)
+{
+    scanner_ = HeadScanner(service_.limits.request);
+    headBegan_ = {};
+    first_ = false;
+    head_ = std::make_unique<RequestHead>();
+    head_->assign(head, service_.limits.request);
+    ServedRequest request(*this, *service_.parameters);
+    const std::unique_ptr<Poco::Net::HTTPRequestHandler> handler(
+        service_.handlers->createRequestHandler(request));
+    handler->handleRequest(request, request.response());
+    if (exchange_ == nullptr) {
+        close();
+    } else if (exchange_->phase() == RequestExchange::Phase::AwaitsBody) {
+        beginBody();
+    } else {
+        enter(State::Handling);
+    }
+}
+
+void HttpConnection::begin(std::unique_ptr<RequestExchange> exchange)
+{
+    exchange_ = std::move(exchange);
+}
+
+void HttpConnection::beginBody()
+{
+    body_.emplace(head_->framing(), service_.limits.request);
+    received_ = 0;
+    pace_.reset();
+    enter(State::ReceivingBody);
+    if (head_->awaitsContinue() && !body_->isComplete()) {
+        const iovec part = {const_cast<char*>(kContinue.data()), kContinue.size()};
+        if (transport_->send({&part, 1}).bytes != kContinue.size()) {
+            exchange_->sendingFailed();
+            enter(State::Ended);
+        }
+    }
+}
+
+bool HttpConnection::stepBody()
+{
+    try {
+        const auto taken = body_->take(input_.view());
+        input_.consume(taken);
+        received_ += taken;
+        if (body_->isComplete()) {
+            exchange_->dispatch(body_->release());
+            body_.reset();
+            enter(State::Handling);
+            return true;
+        }
+        if (input_.hasEnded()) {
+            throw RequestRefusal(400, "The request body is truncated.");
+        }
+    } catch (const RequestRefusal& refusal) {
+        refuseBody(refusal);
+        return true;
+    }
+    if (receiveBody()) {
+        return true;
+    }
+    arm(pace_.deadline(service_.limits, received_));
+    return false;
+}
+
+/// Receives what is still to come of the body; long parts where they are to stay.
+bool HttpConnection::receiveBody()
+{
+    if (body_->dataLeft() < kInPlace) {
+        return input_.receive(turn_->scratch);
+    }
+    std::size_t count = 0;
+    const auto arrived = input_.receiveInto(body_->prepare(), count);
+    body_->commit(count);
+    received_ += count;
+    return arrived;
+}
+
+void HttpConnection::refuseBody(const RequestRefusal& refusal)
+{
+    exchange_->refuse(refusal);
+    body_.reset();
+    enter(State::Handling);
+}
+
+bool HttpConnection::stepHandling()
+{
+    using Phase = RequestExchange::Phase;
+    if (turn_->has(net::kWoken)) {
+        turn_->events &= static_cast<net::Events>(~net::kWoken);
+        exchange_->proceed();
+    }
+    switch (exchange_->phase()) {
+    case Phase::AwaitsReplyBody:
+        if (input_.isHungUp() && clientIsGone(descriptor(), isSecure())) {
+            exchange_->abandon();
+            return true;
+        }
+        return false;
+    case Phase::Answered:
+        beginAnswer(exchange_->takeAnswer());
+        return true;
+    case Phase::Upgraded:
+        beginUpgrade();
+        return true;
+    case Phase::Unanswered:
+        close();
+        return true;
+    default:
+        return false;
+    }
+}
+
+void HttpConnection::beginAnswer(RequestExchange::Answer&& answer)
+{
+    output_ = OutgoingAnswer(std::move(answer.head), std::move(answer.body), answer.bodySize);
+    closing_ = !answer.keepsAlive;
+    pace_.reset();
+    enter(State::Sending);
+}
+
+bool HttpConnection::stepSending()
+{
+    switch (output_.send(*transport_)) {
+    case IoStatus::Done:
+        finishRequest();
+        return true;
+    case IoStatus::WouldBlock:
+        arm(pace_.deadline(service_.limits, output_.sent()));
+        return false;
+    default:
+        exchange_->sendingFailed();
+        enter(State::Ended);
+        return false;
+    }
+}
+
+void HttpConnection::finishRequest()
+{
+    if (webSocket_ != nullptr) {
+        finishUpgrade();
+        return;
+    }
+    exchange_.reset();
+    head_.reset();
+    output_ = {};
+    if (closing_) {
+        close();
+    } else {
+        enter(State::Idle);
+    }
+}
+
+void HttpConnection::beginUpgrade()
+{
+    webSocket_ = std::make_shared<PocoWebSocket>(*transport_, handle(), input_.takeAll());
+    detectLostClients(descriptor());
+    beginAnswer({makeUpgradeHead(*head_).format(), {}, 0, true});
+}
+
+void HttpConnection::finishUpgrade()
+{
+    head_.reset();
+    output_ = {};
+    enter(State::Upgraded);
+    const auto mark = exchange_->markThread();
+    const auto reply = exchange_->releaseReply();
+    webSocket_->join(static_cast<const WebSocket&>(*reply));
+}
+
+bool HttpConnection::stepUpgraded()
+{
+    const auto mark = exchange_->markThread();
+    if (!webSocketClosing_) {
+        if (webSocket_->receive(*turn_)) {
+            armForWebSocket();
+            return false;
+        }
+        webSocketClosing_ = true;
+        webSocket_->close();
+    }
+    if (webSocket_->finishClosing(*turn_)) {
+        enter(State::Ended);
+    } else {
+        armForWebSocket();
+    }
+    return false;
+}
+
+void HttpConnection::armForWebSocket() noexcept
+{
+    const auto deadline = webSocket_->deadline();
+    if (deadline != deadline_) {
+        arm(deadline);
+    }
+}
+
+void HttpConnection::enter(State state) noexcept
+{
+    if (state_ == State::Idle) {
+        setIdleSince(Clock::time_point::max());
+    }
+    state_ = state;
+    deadline_ = Clock::time_point::max();
+}
+
+void HttpConnection::arm(Clock::time_point deadline) noexcept
+{
+    deadline_ = deadline;
+    setDeadline(deadline);
+}
+
+} // namespace connector::http

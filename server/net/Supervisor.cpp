@@ -1,0 +1,99 @@
+#include "server/net/Supervisor.h"
+
+#include <algorithm>
+
+#include "contract/common/Thread.h"
+#include "server/net/EventLoop.h"
+#include "server/net/Worker.h"
+
+namespace connector::http::net {
+
+namespace {
+
+/// How long a thread may take for one event before it counts as blocked.
+constexpr std::chrono::milliseconds kLookInterval{5};
+/// After that many looks that found a thread waiting, the supervisor sleeps.
+constexpr int kQuietLooks = 100;
+/// Two scans of the deadlines are no closer to each other.
+constexpr std::chrono::milliseconds kScanInterval{50};
+
+} // namespace
+
+void Supervisor::start()
+{
+    thread_ = common::startThread("supervisor", [this] { run(); });
+}
+
+void Supervisor::stop()
+{
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+        changed_.notify_all();
+    }
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+void Supervisor::advanceScan(Clock::time_point deadline) noexcept
+{
+    const std::lock_guard lock(mutex_);
+    if (deadline.time_since_epoch().count() < nextScan_) {
+        nextScan_ = deadline.time_since_epoch().count();
+        changed_.notify_all();
+    }
+}
+
+void Supervisor::beginWatch() noexcept
+{
+    const std::lock_guard lock(mutex_);
+    watching_ = true;
+    changed_.notify_all();
+}
+
+void Supervisor::run()
+{
+    int quietLooks = 0;
+    std::unique_lock lock(mutex_);
+    while (!stopped_) {
+        const auto now = Clock::now();
+        const Clock::time_point nextScan{Clock::duration(nextScan_)};
+        if (now >= nextScan) {
+            nextScan_ = (now + kScanInterval).time_since_epoch().count();
+            lock.unlock();
+            scan(now);
+            lock.lock();
+            continue;
+        }
+        if (watching_) {
+            quietLooks = busy_.exchange(false) ? 0 : quietLooks + 1;
+            watching_ = quietLooks < kQuietLooks;
+            lock.unlock();
+            Worker::replaceBlocked(loop_);
+            lock.lock();
+        }
+        const auto wakeAt = watching_ ? std::min(nextScan, now + kLookInterval) : nextScan;
+        if (stopped_) {
+            break;
+        }
+        if (wakeAt == Clock::time_point::max()) {
+            changed_.wait(lock);
+        } else {
+            changed_.wait_until(lock, wakeAt);
+        }
+    }
+}
+
+void Supervisor::scan(Clock::time_point now)
+{
+    const auto next = loop_.table_.expire(now, [this](Key key) { loop_.raise(key, kDeadline); });
+    const std::lock_guard lock(mutex_);
+    // A deadline that was set meanwhile may have brought the scan forward.
+    const auto due = std::max(next, now + kScanInterval).time_since_epoch().count();
+    nextScan_ = nextScan_ > now.time_since_epoch().count() + Clock::duration(kScanInterval).count()
+                    ? std::min(nextScan_.load(), due)
+                    : due;
+}
+
+} // namespace connector::http::net

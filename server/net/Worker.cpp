@@ -1,0 +1,74 @@
+#include "server/net/Worker.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "server/net/EventLoop.h"
+
+namespace connector::http::net {
+
+Worker::Worker(EventLoop& loop) : loop_(loop)
+{
+    common::setBlockingListener(this);
+    const std::lock_guard lock(loop_.threadsMutex_);
+    loop_.workers_.push_back(this);
+}
+
+Worker::~Worker()
+{
+    common::setBlockingListener(nullptr);
+    const std::lock_guard lock(loop_.threadsMutex_);
+    std::erase(loop_.workers_, this);
+    leaveActive();
+}
+
+void Worker::onBlocking() noexcept
+{
+    if (leaveActive() && loop_.waiting_ == 0) {
+        loop_.startThread();
+    }
+}
+
+bool Worker::becomeActive() noexcept
+{
+    if (!loop_.claimActive()) {
+        return false;
+    }
+    isActive_ = true;
+    return true;
+}
+
+bool Worker::leaveActive() noexcept
+{
+    if (!isActive_.exchange(false)) {
+        return false;
+    }
+    loop_.releaseActive();
+    return true;
+}
+
+bool Worker::hasHandledTheSame() noexcept
+{
+    const auto turn = turn_.load(std::memory_order_relaxed);
+    const auto same = turn == seenTurn_ && turn % 2 == 1;
+    seenTurn_ = turn;
+    return same;
+}
+
+void Worker::replaceBlocked(EventLoop& loop)
+{
+    bool replaced = false;
+    {
+        const std::lock_guard lock(loop.threadsMutex_);
+        for (auto* worker : loop.workers_) {
+            if (worker->hasHandledTheSame() && worker->leaveActive()) {
+                replaced = true;
+            }
+        }
+    }
+    if (replaced && loop.waiting_ == 0) {
+        loop.startThread();
+    }
+}
+
+} // namespace connector::http::net

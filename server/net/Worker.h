@@ -1,0 +1,59 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "contract/common/Blocking.h"
+
+namespace connector::http::net {
+
+class EventLoop;
+
+/// One thread of an event loop, while it is one.
+class Worker final : public common::BlockingListener
+{
+public:
+    /// Makes the calling thread a worker, an active one.
+    explicit Worker(EventLoop& loop);
+    ~Worker();
+
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    /// An event begins and ends; between the two the thread may block.
+    void beginEvent() noexcept { turn_.store(++ownTurn_, std::memory_order_relaxed); }
+
+    /// @return whether the thread is still needed: it has not been replaced meanwhile.
+    bool endEvent() noexcept
+    {
+        turn_.store(++ownTurn_, std::memory_order_relaxed);
+        return isActive_.load(std::memory_order_relaxed) || becomeActive();
+    }
+
+    void onBlocking() noexcept override;
+
+    [[nodiscard]] std::span<char> scratch() noexcept { return scratch_; }
+
+    /// Replaces the workers that have handled the same event since the last call. Called by the
+    /// supervisor.
+    static void replaceBlocked(EventLoop& loop);
+
+private:
+    static constexpr std::size_t kScratchSize = std::size_t{64} << 10U;
+
+    bool becomeActive() noexcept;
+    bool leaveActive() noexcept;
+    bool hasHandledTheSame() noexcept;
+
+    EventLoop& loop_;
+    std::uint32_t ownTurn_ = 0;
+    std::atomic<std::uint32_t> turn_ = 0; ///< Odd while an event is handled.
+    std::atomic<bool> isActive_ = true;
+    std::uint32_t seenTurn_ = 0; ///< By the supervisor.
+    std::array<char, kScratchSize> scratch_;
+};
+
+} // namespace connector::http::net

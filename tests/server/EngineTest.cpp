@@ -1,0 +1,201 @@
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <future>
+#include <gtest/gtest.h>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <semaphore>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "contract/http/MakeHttpResponse.h"
+#include "contract/http/WebSocket.h"
+#include "contract/messaging/LocalConnector.h"
+#include "contract/streams/TransformProcessor.h"
+#include "server/PocoHttpServer.h"
+#include "tests/support/HttpMessages.h"
+#include "tests/support/WebSocketClient.h"
+
+namespace connector::http {
+namespace {
+
+using test::exchange;
+using test::FunctionProvider;
+using test::makeRequest;
+using test::maskedFrame;
+using test::RawClient;
+using test::WebSocketClient;
+using MessagePromise = Promise<std::unique_ptr<Message>>;
+
+std::ptrdiff_t countThreads()
+{
+    return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/task"));
+}
+
+/// How a server uses its threads, and what it grants to its clients.
+class EngineTest : public ::testing::Test
+{
+protected:
+    void start(const ServerLimits& limits = {})
+    {
+        connector_->registerProvider(
+            "app", std::make_shared<FunctionProvider>([this](HttpRequest& request) {
+                if (request.path == "/later") {
+                    const std::lock_guard lock(mutex_);
+                    return later_.emplace_back().getFuture();
+                }
+                if (request.path == "/block") {
+                    entered_.release();
+                    leave_.wait();
+                }
+                if (request.path == "/echo") {
+                    using Echo =
+                        reactive_streams::TransformProcessor<WebSocketFrame, WebSocketFrame>;
+                    const auto echo = std::make_shared<Echo>([](auto&& item) { return item; });
+                    return makeReadyFuture<std::unique_ptr<Message>>(
+                        std::make_unique<WebSocket>(echo, echo));
+                }
+                return makeReadyHttpResponse(200, request.path);
+            }));
+        server_ = std::make_shared<PocoHttpServer>(connector_, test::findFreePort(), limits);
+        server_->setAddress("app");
+        server_->start();
+    }
+
+    void expectService()
+    {
+        EXPECT_EQ(exchange(server_->getPort(), makeRequest("GET", "/now")).body, "/now");
+    }
+
+    std::mutex mutex_; ///< Guards later_.
+    std::vector<MessagePromise> later_;
+    std::counting_semaphore<> entered_{0};
+    std::promise<void> open_;
+    std::shared_future<void> leave_ = open_.get_future().share();
+    std::shared_ptr<LocalConnector> connector_ = std::make_shared<LocalConnector>();
+    std::shared_ptr<PocoHttpServer> server_;
+};
+
+TEST_F(EngineTest, ConnectionsHoldNoThread)
+{
+    start();
+    const auto port = server_->getPort();
+    expectService();
+    const auto threads = countThreads();
+    std::list<RawClient> clients;
+    std::list<WebSocketClient> webSockets;
+    for (int i = 0; i < 80; ++i) {
+        auto& idle = clients.emplace_back(port);
+        idle.send(makeRequest("GET", "/"));
+        idle.readResponse();
+        clients.emplace_back(port).send("GET / HT");
+        clients.emplace_back(port).send(makeRequest("PUT", "/", "Content-Length: 9\r\n") + "part");
+        webSockets.emplace_back(port, "/echo").sendFrame(0x81, "hello");
+    }
+    expectService();
+    for (auto& webSocket : webSockets) {
+        EXPECT_EQ(webSocket.readFrame(), "81:hello");
+    }
+    EXPECT_LE(countThreads(), threads + 4);
+    server_->stop();
+    EXPECT_EQ(webSockets.front().readClose(), 1001U);
+}
+
+TEST_F(EngineTest, RepliesThatComeLaterHoldNoThread)
+{
+    constexpr std::size_t kRequests = 200;
+    start();
+    const auto threads = countThreads();
+    std::list<RawClient> clients;
+    for (std::size_t i = 0; i < kRequests; ++i) {
+        clients.emplace_back(server_->getPort()).send(makeRequest("GET", "/later"));
+    }
+    while (server_->getActiveRequests() < kRequests) {
+        std::this_thread::yield();
+    }
+    expectService();
+    EXPECT_LE(countThreads(), threads + 4);
+    std::vector<MessagePromise> promises;
+    {
+        const std::lock_guard lock(mutex_);
+        promises.swap(later_);
+    }
+    for (auto& promise : promises) {
+        promise.setValue(std::make_unique<HttpResponse>(
+            200, makeBody(common::DataBuffer(std::string_view("late")))));
+    }
+    for (auto& client : clients) {
+        EXPECT_EQ(client.readResponse().body, "late");
+    }
+}
+
+TEST_F(EngineTest, ThreadsThatBlockUnannouncedAreReplacedUpToTheLimit)
+{
+    constexpr int kThreads = 64;
+    start();
+    std::list<RawClient> blocked;
+    for (int i = 0; i < kThreads - 1; ++i) {
+        blocked.emplace_back(server_->getPort()).send(makeRequest("GET", "/block"));
+        entered_.acquire();
+    }
+    expectService(); // by the last thread
+    for (int i = 0; i < 3; ++i) {
+        blocked.emplace_back(server_->getPort()).send(makeRequest("GET", "/block"));
+    }
+    entered_.acquire();
+    EXPECT_FALSE(entered_.try_acquire()) << "more requests run at once than there are threads";
+    open_.set_value();
+    for (auto& client : blocked) {
+        EXPECT_EQ(client.readResponse().body, "/block");
+    }
+    expectService();
+}
+
+TEST_F(EngineTest, TheConnectionThatIsIdleForLongestMakesRoom)
+{
+    constexpr int kConnections = 20; // the server's own probe has gone long before the last one
+    start({.maxConnections = kConnections});
+    std::list<RawClient> clients;
+    for (int i = 0; i < kConnections; ++i) {
+        auto& client = clients.emplace_back(server_->getPort());
+        client.send(makeRequest("GET", "/"));
+        client.readResponse();
+    }
+    clients.front().send(makeRequest("GET", "/"));
+    clients.front().readResponse();
+    expectService();
+    EXPECT_EQ(std::next(clients.begin())->readUntilClosed(), "");
+    for (auto* client : {&clients.front(), &clients.back()}) {
+        client->send(makeRequest("GET", "/kept"));
+        EXPECT_EQ(client->readResponse().body, "/kept");
+    }
+}
+
+TEST_F(EngineTest, ClientsThatAreTooSlowAreCutOff)
+{
+    using std::chrono::milliseconds;
+    constexpr milliseconds kShort{20};
+    const std::string put = makeRequest("PUT", "/", "Content-Length: 9\r\n");
+    const std::tuple<ServerLimits, std::string, std::string> cases[] = {
+        {{.headTimeout = kShort}, "GET / HT", "HTTP/1.1 408 "},
+        {{.silenceTimeout = kShort}, put + "part", "HTTP/1.1 408 "},
+        {{.minRate = 1000, .rateGrace = kShort}, put + "part", "HTTP/1.1 408 "},
+        {{.transferTimeout = kShort}, put + "part", "HTTP/1.1 408 "},
+        {{.firstByteTimeout = kShort}, "", ""},
+        {{.keepAliveTimeout = kShort}, makeRequest("GET", "/"), "HTTP/1.1 200 "},
+    };
+    for (const auto& [limits, sent, answer] : cases) {
+        SCOPED_TRACE(&limits - &std::get<0>(cases[0]));
+        start(limits);
+        RawClient client(server_->getPort());
+        client.send(sent);
+        EXPECT_EQ(client.readUntilClosed().substr(0, answer.size()), answer);
+    }
+}
+
+} // namespace
+} // namespace connector::http
