@@ -3,16 +3,32 @@
 #include <chrono>
 #include <cstddef>
 
-/// The limits of outgoing HTTP, in one place.
+namespace connector::http {
+
+/// How long an upstream server may take. Each is a millisecond to a day.
+struct ClientLimits
+{
+    /// Until the connection is accepted. A machine that is down does not refuse, it is silent.
+    std::chrono::milliseconds connectTimeout = std::chrono::seconds(10);
+
+    /// Without a byte taken or sent: an upstream that hangs. Above what a slow answer takes to
+    /// begin.
+    std::chrono::milliseconds silenceTimeout = std::chrono::seconds(30);
+
+    /// An attempt as a whole, from connecting to the last byte of the answer. It ends an upstream
+    /// that sends a byte now and then, which would hold the thread of its request for hours. Above
+    /// what the largest usual answer takes over the slowest usual line.
+    std::chrono::milliseconds answerTimeout = std::chrono::seconds(120);
+};
+
+} // namespace connector::http
+
+/// The fixed limits of outgoing HTTP, in one place.
 namespace connector::http::client {
 
 /// How often a request is tried.
 inline constexpr int kAttempts = 5;
 
-/// An upstream that does not accept the connection for that long.
-inline constexpr std::chrono::seconds kConnectTimeout{10};
-/// An upstream that takes, or sends, nothing for that long.
-inline constexpr std::chrono::seconds kUpstreamTimeout{30};
 /// Steps of the waits that watch a stop token.
 inline constexpr std::chrono::milliseconds kStopStep{100};
 

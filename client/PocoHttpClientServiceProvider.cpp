@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "client/ClientContext.h"
-#include "client/ClientLimits.h"
 #include "client/ClientLog.h"
 #include "client/ConnectionHeaders.h"
 #include "client/OutgoingRequest.h"
@@ -67,6 +66,7 @@ struct Outgoing
     std::string method;
     std::string head;
     DataBuffer body;
+    ClientLimits limits;
     std::stop_token stopToken;
 };
 
@@ -103,9 +103,10 @@ DataBuffer readRequestBody(const HttpClientRequest& request)
     return body.get();
 }
 
-Outgoing prepare(const HttpClientRequest& request)
+Outgoing prepare(const HttpClientRequest& request, const ClientLimits& limits)
 {
     Outgoing outgoing;
+    outgoing.limits = limits;
     outgoing.url = prepareClient(request.url);
     outgoing.method = upperCased(request.method);
     outgoing.stopToken = request.stopToken;
@@ -138,8 +139,9 @@ exchangeWithRetries(const Outgoing& outgoing, const PocoHttpClientServiceProvide
     for (int n = 0;; ++n) {
         std::string failureText;
         try {
-            return std::make_unique<UpstreamExchange>(
-                outgoing.url, outgoing.head, outgoing.body.view(), outgoing.stopToken, buffer);
+            return std::make_unique<UpstreamExchange>(outgoing.url, outgoing.head,
+                                                      outgoing.body.view(), outgoing.limits,
+                                                      outgoing.stopToken, buffer);
         } catch (const std::exception& failure) {
             failureText = ": " + textOf(failure);
         } catch (...) { // The text below says it.
@@ -201,9 +203,13 @@ std::unique_ptr<HttpClientResponse> makeResponse(ResponseHead& head, const BodyF
 
 } // namespace
 
-PocoHttpClientServiceProvider::PocoHttpClientServiceProvider() : wait_(waitOnTheClock) {}
+PocoHttpClientServiceProvider::PocoHttpClientServiceProvider(const ClientLimits& limits)
+    : PocoHttpClientServiceProvider(waitOnTheClock, limits)
+{}
 
-PocoHttpClientServiceProvider::PocoHttpClientServiceProvider(Wait wait) : wait_(std::move(wait)) {}
+PocoHttpClientServiceProvider::PocoHttpClientServiceProvider(Wait wait, const ClientLimits& limits)
+    : wait_(std::move(wait)), limits_(limits)
+{}
 
 PocoHttpClientServiceProvider::~PocoHttpClientServiceProvider() = default;
 
@@ -212,7 +218,7 @@ PocoHttpClientServiceProvider::handle(std::unique_ptr<HttpClientRequest>&& reque
                                       Address&& /*address*/, std::shared_ptr<Context>&& /*context*/)
 {
     common::announceBlocking();
-    const auto outgoing = prepare(*request);
+    const auto outgoing = prepare(*request, limits_);
     ResponseReader::Buffer buffer; // not initialised
     const auto exchange = exchangeWithRetries(outgoing, wait_, buffer);
     try {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <stop_token>
 
+#include "client/ClientLimits.h"
 #include "contract/common/Export.h"
 #include "contract/http/HttpClientMessages.h"
 
@@ -24,7 +25,8 @@ namespace connector::http {
 /// | can be prepared                   | secure connection                                     |
 /// | the fifth attempt                 | std::runtime_error "Retry limit reached: " + its text |
 /// | the answer's body is malformed,   | std::runtime_error or Poco::Exception; see            |
-/// | too large or breaks off           | ResponseReader::readBody                              |
+/// | too large, breaks off or takes    | ResponseReader::readBody and                          |
+/// | too long                          | UpstreamConnection::receive                           |
 /// | the request's token was stopped   | std::runtime_error "The request was abandoned."       |
 ///
 /// Request headers pass as `formatRequestHead` says. Answer headers pass, names in lower case, but
@@ -38,15 +40,14 @@ public:
     using Wait = std::function<bool(std::chrono::milliseconds, const std::stop_token&)>;
 
     /// Waits on the clock.
-    PocoHttpClientServiceProvider();
+    explicit PocoHttpClientServiceProvider(const ClientLimits& limits = {});
 
-    explicit PocoHttpClientServiceProvider(Wait wait);
+    explicit PocoHttpClientServiceProvider(Wait wait, const ClientLimits& limits = {});
     ~PocoHttpClientServiceProvider() override;
 
-    /// Blocks until the answer is there: up to half a minute of waits between the attempts, and in
-    /// each attempt `kConnectTimeout` and then `kUpstreamTimeout` for every silence of the other
-    /// side. A stop of the request's token ends it within `kStopStep`, but for a look-up of the
-    /// host's name. Any thread, many at once; takes no lock.
+    /// Blocks until the answer is there: up to half a minute of waits between the attempts, and as
+    /// long as the ClientLimits allow in each attempt. A stop of the request's token ends it within
+    /// `kStopStep`, but for a look-up of the host's name. Any thread, many at once; takes no lock.
     /// @return a ready future of an HttpClientResponse.
     Future<std::unique_ptr<Message>> handle(std::unique_ptr<HttpClientRequest>&& request,
                                             Address&& address,
@@ -54,6 +55,7 @@ public:
 
 private:
     const Wait wait_;
+    const ClientLimits limits_;
 };
 
 } // namespace connector::http

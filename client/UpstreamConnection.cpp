@@ -1,10 +1,10 @@
 #include "client/UpstreamConnection.h"
 
 #include <Poco/Exception.h>
+#include <Poco/Net/SSLException.h>
 #include <Poco/Net/SecureStreamSocket.h>
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/Net/StreamSocketImpl.h>
-#include <Poco/Timespan.h>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -14,7 +14,6 @@
 #include <system_error>
 
 #include "client/ClientContext.h"
-#include "client/ClientLimits.h"
 
 namespace connector::http::client {
 
@@ -28,11 +27,6 @@ using Poco::Net::StreamSocket;
 constexpr std::size_t kOneSegment = 1200;
 /// The library counts bytes in int.
 constexpr std::size_t kMaxTransfer = std::size_t{1} << 30U;
-
-Poco::Timespan toTimespan(std::chrono::microseconds duration)
-{
-    return {duration.count() / 1000000, duration.count() % 1000000};
-}
 
 /// Not the library's poll, which makes a descriptor for each call.
 /// @return what has happened; 0 when nothing has.
@@ -73,10 +67,10 @@ StreamSocket beginToConnect(const SocketAddress& address)
 }
 
 void awaitConnection(const StreamSocket& socket, const SocketAddress& address,
+                     std::chrono::steady_clock::time_point deadline,
                      const std::stop_token& stopToken)
 {
     const auto descriptor = socket.impl()->sockfd();
-    const auto deadline = std::chrono::steady_clock::now() + kConnectTimeout;
     auto events = pollFor(descriptor, POLLOUT, kStopStep);
     for (; events == 0; events = pollFor(descriptor, POLLOUT, kStopStep)) {
         if (stopToken.stop_requested()) {
@@ -98,26 +92,39 @@ void UpstreamConnection::ShutDown::operator()() const noexcept
     ::shutdown(descriptor, SHUT_RDWR);
 }
 
-UpstreamConnection::UpstreamConnection(const UpstreamUrl& url, const std::stop_token& stopToken)
-    : secure_(url.secure)
+UpstreamConnection::UpstreamConnection(const UpstreamUrl& url, const ClientLimits& limits,
+                                       const std::stop_token& stopToken)
+    : silenceTimeout_(limits.silenceTimeout), secure_(url.secure)
 {
     const SocketAddress address(url.host, url.port);
+    const auto begin = std::chrono::steady_clock::now();
+    deadline_ = begin + limits.answerTimeout;
     socket_ = beginToConnect(address);
-    awaitConnection(socket_, address, stopToken);
+    awaitConnection(socket_, address, std::min(begin + limits.connectTimeout, deadline_),
+                    stopToken);
     descriptor_ = socket_.impl()->sockfd();
     onStop_.emplace(stopToken, ShutDown{descriptor_});
     if (secure_) {
         socket_.setNoDelay(true);
-        auto plain = socket_;
-        plain.setBlocking(true); // for the handshake
-        plain.setReceiveTimeout(toTimespan(kUpstreamTimeout));
-        plain.setSendTimeout(toTimespan(kUpstreamTimeout));
-        socket_ = SecureStreamSocket::attach(plain, url.host, clientContext());
-        plain.setBlocking(false);
+        completeHandshake(url.host);
     }
 }
 
 UpstreamConnection::~UpstreamConnection() = default;
+
+void UpstreamConnection::completeHandshake(const std::string& host)
+{
+    socket_.setBlocking(false); // POCO does not see how the socket was made
+    auto secure = SecureStreamSocket::attach(socket_, host, clientContext());
+    socket_ = secure;
+    for (auto state = secure.completeHandshake(); state != 1; state = secure.completeHandshake()) {
+        if (state == 0) {
+            throw Poco::Net::SSLConnectionUnexpectedlyClosedException();
+        }
+        receiveEvents_ = state == SecureStreamSocket::ERR_SSL_WANT_WRITE ? POLLOUT : POLLIN;
+        awaitEvents();
+    }
+}
 
 void UpstreamConnection::send(std::string_view head, std::string_view body)
 {
@@ -133,6 +140,7 @@ std::size_t UpstreamConnection::receive(char* into, std::size_t count)
 {
     for (;;) {
         if (receiveEvents_ == 0) {
+            (void)remainingTime(); // an answer that never pauses needs no wait
             if (const auto received = receiveSome(into, count)) {
                 return *received;
             }
@@ -202,9 +210,21 @@ std::optional<std::size_t> UpstreamConnection::receiveSome(char* into, std::size
 void UpstreamConnection::awaitEvents() const
 {
     const auto events = static_cast<short>(sendEvents_ | receiveEvents_);
-    if (pollFor(descriptor_, events, kUpstreamTimeout) == 0) {
+    const auto remaining = remainingTime();
+    if (pollFor(descriptor_, events, std::min(silenceTimeout_, remaining)) == 0 &&
+        silenceTimeout_ <= remaining) {
         throw Poco::TimeoutException();
     }
+}
+
+std::chrono::milliseconds UpstreamConnection::remainingTime() const
+{
+    const auto remaining =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
+    if (remaining.count() <= 0) {
+        throw Poco::TimeoutException("answer timed out");
+    }
+    return remaining;
 }
 
 } // namespace connector::http::client

@@ -12,9 +12,9 @@ constexpr std::uint16_t kFirstErrorStatus = 400;
 } // namespace
 
 UpstreamExchange::UpstreamExchange(const UpstreamUrl& url, const std::string& head,
-                                   std::string_view body, const std::stop_token& stopToken,
-                                   ResponseReader::Buffer& buffer)
-    : connection_(url, stopToken),
+                                   std::string_view body, const ClientLimits& limits,
+                                   const std::stop_token& stopToken, ResponseReader::Buffer& buffer)
+    : connection_(url, limits, stopToken),
       reader_([this](char* into, std::size_t count) { return connection_.receive(into, count); },
               buffer)
 {

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "client/ClientLimits.h"
 #include "client/ResponseReader.h"
 #include "client/UpstreamConnection.h"
 
@@ -20,7 +21,8 @@ public:
     /// exchange.
     /// @throws as UpstreamConnection and `ResponseReader::readHead`.
     UpstreamExchange(const UpstreamUrl& url, const std::string& head, std::string_view body,
-                     const std::stop_token& stopToken, ResponseReader::Buffer& buffer);
+                     const ClientLimits& limits, const std::stop_token& stopToken,
+                     ResponseReader::Buffer& buffer);
 
     /// The head of the answer.
     [[nodiscard]] ResponseHead& head() noexcept { return head_; }

@@ -3,6 +3,7 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketStream.h>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -19,7 +20,8 @@ public:
     {
         Close,
         Reset,
-        Hold ///< Until the client closes.
+        Hold, ///< Until the client closes.
+        Drip  ///< The same, and goes on to send a byte now and then.
     };
     struct Answer
     {
@@ -29,6 +31,7 @@ public:
     enum class Reads
     {
         All,
+        Nothing,
         Head ///< The body, but for what comes with the head, is left unread.
     };
     /// @param request as received: head, and the body that its Content-Length announces.
@@ -64,6 +67,10 @@ private:
             if (then == Then::Reset) {
                 connection.setLinger(true, 0);
             }
+            while (then == Then::Drip) {
+                connection.sendBytes("x", 1, MSG_NOSIGNAL);
+                std::this_thread::sleep_for(std::chrono::milliseconds(5)); // nobody waits for it
+            }
             for (char byte = 0; then == Then::Hold && connection.receiveBytes(&byte, 1) > 0;) {
             }
         } catch (const Poco::IOException&) { // the client has gone
@@ -76,7 +83,8 @@ private:
         Poco::Net::SocketInputStream stream(connection);
         std::string request;
         std::string body;
-        for (std::string line; line != "\r" && std::getline(stream, line);) {
+        for (std::string line;
+             reads_ != Reads::Nothing && line != "\r" && std::getline(stream, line);) {
             request += line + "\n";
             if (reads_ == Reads::All && line.starts_with("Content-Length: ")) {
                 body.resize(std::stoul(line.substr(16)));
