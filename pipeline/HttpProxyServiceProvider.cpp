@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "contract/common/Log.h"
 #include "contract/http/HttpClientMessages.h"
 #include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
@@ -14,6 +15,10 @@
 namespace connector::http {
 
 namespace {
+
+using common::Level;
+
+constexpr common::Log kLog("connector::http");
 
 constexpr const char* kClientService = "connector/http/client";
 /// Step of the wait for a client service that answers later.
@@ -64,32 +69,60 @@ StringMultimap remainingCookies(HttpClientResponse& response)
     return std::move(response.cookies);
 }
 
+std::unique_ptr<Message> makeRefusal(std::chrono::seconds retryAfter)
+{
+    // Without "no-store" the header rules could let clients keep it for long.
+    StringMultimap headers{{"Cache-Control", "no-store"},
+                           {"Retry-After", std::to_string(retryAfter.count())}};
+    return std::make_unique<HttpResponse>(
+        std::uint16_t{503}, std::move(headers), StringMultimap(),
+        makeBody(common::DataBuffer("Too many requests wait for the other server.")));
+}
+
+void logRefusal(const std::string& targetUrl, unsigned limit)
+{
+    if (kLog.enabled(Level::Warning)) {
+        kLog.write(Level::Warning, "Refused a request for " + targetUrl + ": " +
+                                       std::to_string(limit) + " wait for it already");
+    }
+}
+
 } // namespace
 
-HttpProxyServiceProvider::HttpProxyServiceProvider(const std::string& targetUrl)
-    : targetUrl_(targetUrl)
+HttpProxyServiceProvider::HttpProxyServiceProvider(const std::string& targetUrl,
+                                                   const ProxyLimits& limits)
+    : targetUrl_(targetUrl), limits_(limits), bulkhead_(limits.maxRequests)
 {}
 
 Future<std::unique_ptr<Message>>
 HttpProxyServiceProvider::handle(std::unique_ptr<HttpRequest>&& request, Address&& /*address*/,
                                  std::shared_ptr<Context>&& context)
 {
+    const pipeline::Bulkhead::Place place(bulkhead_);
+    if (!place.taken()) {
+        logRefusal(targetUrl_, limits_.maxRequests);
+        return makeReadyFuture(makeRefusal(limits_.retryAfter));
+    }
+    return makeReadyFuture(forward(*request, *context));
+}
+
+std::unique_ptr<Message> HttpProxyServiceProvider::forward(HttpRequest& request,
+                                                           Context& context) const
+{
     // Kept: the "?" is there without a query as well.
     auto outgoing = std::make_unique<HttpClientRequest>(
-        targetUrl_ + percentEncode(request->path, mayStandInPath) + "?" +
-            percentEncode(request->query, mayStandInQuery),
-        request->method, std::move(request->headers), StringMultimap(), std::move(request->body));
-    outgoing->stopToken = request->stopToken;
-    const auto reply =
-        await(context->send(std::move(outgoing), kClientService), request->stopToken);
+        targetUrl_ + percentEncode(request.path, mayStandInPath) + "?" +
+            percentEncode(request.query, mayStandInQuery),
+        request.method, std::move(request.headers), StringMultimap(), std::move(request.body));
+    outgoing->stopToken = request.stopToken;
+    const auto reply = await(context.send(std::move(outgoing), kClientService), request.stopToken);
     auto* response = messageAs<HttpClientResponse>(reply);
     if (response == nullptr) {
-        return makeReadyHttpResponse(500, "Unexpected response type when proxying.");
+        return makeHttpResponse(500, "Unexpected response type when proxying.");
     }
     auto cookies = remainingCookies(*response);
-    return makeReadyFuture<std::unique_ptr<Message>>(
-        std::make_unique<HttpResponse>(response->status, std::move(response->headers),
-                                       std::move(cookies), std::move(response->body)));
+    return std::make_unique<HttpResponse>(response->status, std::move(response->headers),
+                                          std::move(cookies), std::move(response->body));
 }
 
 } // namespace connector::http

@@ -5,6 +5,8 @@
 
 #include "contract/common/Export.h"
 #include "contract/http/HttpServiceProvider.h"
+#include "pipeline/Bulkhead.h"
+#include "pipeline/ProxyLimits.h"
 
 namespace connector::http {
 
@@ -35,12 +37,14 @@ class CONNECTOR_API HttpProxyServiceProvider final : public HttpServiceProvider
 {
 public:
     /// @param targetUrl what the paths are appended to, such as "http://127.0.0.1:8080".
-    explicit HttpProxyServiceProvider(const std::string& targetUrl);
+    explicit HttpProxyServiceProvider(const std::string& targetUrl, const ProxyLimits& limits = {});
 
     /// Blocks until the other server has answered; see PocoHttpClientServiceProvider::handle. A
-    /// stop of the request's token ends that.
-    /// @return a ready future of an HttpResponse: the other server's, or 500 "Unexpected response
-    ///         type when proxying."
+    /// stop of the request's token ends that. Does not block where as many requests as the limits
+    /// allow are blocked here already.
+    /// @return a ready future of an HttpResponse: the other server's; 500 "Unexpected response type
+    ///         when proxying."; beyond the limit 503 "Too many requests wait for the other server."
+    ///         with Retry-After.
     /// @throws what the client service fails with; std::runtime_error "The request was abandoned."
     ///         when the token is stopped.
     Future<std::unique_ptr<Message>> handle(std::unique_ptr<HttpRequest>&& request,
@@ -48,7 +52,11 @@ public:
                                             std::shared_ptr<Context>&& context) override;
 
 private:
+    std::unique_ptr<Message> forward(HttpRequest& request, Context& context) const;
+
     const std::string targetUrl_;
+    const ProxyLimits limits_;
+    pipeline::Bulkhead bulkhead_;
 };
 
 } // namespace connector::http

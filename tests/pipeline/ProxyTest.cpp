@@ -3,6 +3,7 @@
 #include "contract/http/HttpClientMessages.h"
 #include "pipeline/HttpProxyServiceProvider.h"
 #include "tests/pipeline/FakePipeline.h"
+#include "tests/support/FailureText.h"
 
 namespace connector::http {
 namespace {
@@ -28,6 +29,42 @@ protected:
     std::stop_source stopSource_;
     std::shared_ptr<FakeContext<HttpClientRequest>> client_ =
         std::make_shared<FakeContext<HttpClientRequest>>();
+};
+
+/// Sends the next request through the provider while the one before is waited for.
+class NestingContext final : public Context, public std::enable_shared_from_this<NestingContext>
+{
+public:
+    NestingContext(HttpProxyServiceProvider& provider, bool failing)
+        : provider_(provider), failing_(failing)
+    {}
+
+    HttpResponse ask()
+    {
+        return responseOf(provider_.handle(makeRequest("/"), Address(), shared_from_this()));
+    }
+
+    Future<std::unique_ptr<Message>> send(std::unique_ptr<Message>&& /*message*/,
+                                          Address&& /*address*/) override
+    {
+        if (++sent == 64) { // beyond all limits
+            return makeReadyFuture(std::make_unique<Message>());
+        }
+        if (auto response = ask(); response.status == 503) {
+            refusals.push_back(response.headers);
+            if (failing_) {
+                throw std::range_error("client");
+            }
+        }
+        return makeReadyFuture(std::make_unique<Message>());
+    }
+
+    int sent = 0;
+    std::vector<StringMultimap> refusals;
+
+private:
+    HttpProxyServiceProvider& provider_;
+    const bool failing_;
 };
 
 TEST_F(ProxyTest, EncodesPathAndQueryAndAlwaysAddsTheQuestionMark)
@@ -77,6 +114,19 @@ TEST_F(ProxyTest, EveryOtherOutcomeIsAFailure)
     client_->replies.push_front(silent.getFuture());
     stopSource_.request_stop();
     EXPECT_THROW(proxy("/"), std::runtime_error);
+}
+
+TEST(ProxyLimitTest, TheRequestBeyondTheLimitIsRefusedUntilOthersHaveLeftInAnyWay)
+{
+    HttpProxyServiceProvider provider("http://up");
+    for (const bool failing : {false, true, false}) {
+        const auto context = std::make_shared<NestingContext>(provider, failing);
+        const auto outermost = test::failureOf([&] { return context->ask(); });
+        EXPECT_EQ(outermost, failing ? "client" : "");
+        EXPECT_EQ(context->sent, 48);
+        EXPECT_EQ(context->refusals, (std::vector<StringMultimap>{
+                                         {{"Cache-Control", "no-store"}, {"Retry-After", "5"}}}));
+    }
 }
 
 } // namespace
