@@ -21,7 +21,7 @@ Host::Host(const Options& options)
       serializer_(std::make_shared<json::JsonSerializer>()),
       contentJson_(std::make_unique<http::StaticContentManagerJsonSerialization>(serializer_)),
       managerJson_(std::make_unique<http::HttpManagerJsonSerialization>(serializer_)),
-      settings_(configuration_), pipeline_(connector_, configuration_),
+      settings_(configuration_), pipeline_(connector_, configuration_, options_.clientLimits),
       servers_(connector_, administration_)
 {
     // After the pipeline, whose stages give the keys their defaults and so their types.
@@ -38,7 +38,7 @@ Host::Host(const Options& options)
         pipeline_.mountEcho(route);
     }
     for (const auto& proxy : options_.proxies) {
-        pipeline_.mount(proxy);
+        pipeline_.mount(proxy, options_.proxyLimits);
     }
     pipeline_.completeRoutes();
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <set>
@@ -38,6 +39,18 @@ std::uint16_t parsePort(const std::string& text)
         throw std::invalid_argument("\"" + text + "\" is no port from 0 to 65535.");
     }
     return port;
+}
+
+unsigned parseCount(const std::string& text, unsigned max)
+{
+    unsigned count = 0;
+    const auto* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, count);
+    if (error != std::errc() || rest != end || count < 1 || count > max) {
+        throw std::invalid_argument("\"" + text + "\" is no number from 1 to " +
+                                    std::to_string(max) + ".");
+    }
+    return count;
 }
 
 using Accept = std::function<void(const std::string&)>;
@@ -112,6 +125,27 @@ void addRouteOptions(CLI::App& app, Options& options)
         ->type_name("ROUTE=URL");
 }
 
+void addProxyLimits(CLI::App& app, Options& options)
+{
+    constexpr unsigned kMaxRequests = 1000;
+    constexpr unsigned kSecondsPerDay = 86400;
+    addSingle(
+        app, "--proxy-limit",
+        [&options](const std::string& text) {
+            options.proxyLimits.maxRequests = parseCount(text, kMaxRequests);
+        },
+        "Requests that a --proxy route takes at once (48); the next gets 503")
+        ->type_name("N");
+    addSingle(
+        app, "--upstream-timeout",
+        [&options](const std::string& text) {
+            options.clientLimits.answerTimeout =
+                std::chrono::seconds(parseCount(text, kSecondsPerDay));
+        },
+        "How long another server may take for its whole answer (120)")
+        ->type_name("SECONDS");
+}
+
 void addServerOptions(CLI::App& app, Options& options)
 {
     addSingle(
@@ -177,6 +211,7 @@ std::variant<Options, EarlyExit> parseOptions(int argc, const char* const* argv,
     std::string directory;
     app.add_option("directory", directory, "Directory to serve at \"/\"")->type_name("DIRECTORY");
     addRouteOptions(app, options);
+    addProxyLimits(app, options);
     addServerOptions(app, options);
     addOperationOptions(app, options);
     try {

@@ -7,8 +7,10 @@
 #include <variant>
 #include <vector>
 
+#include "client/ClientLimits.h"
 #include "contract/common/Log.h"
 #include "host/RouteSpec.h"
+#include "pipeline/ProxyLimits.h"
 
 namespace connector::host {
 
@@ -19,6 +21,8 @@ struct Options
     std::vector<ConstantRoute> constants;
     std::vector<std::pair<std::string, std::string>> settings; ///< Key and value as text.
     std::vector<ProxyRoute> proxies;
+    http::ProxyLimits proxyLimits; ///< Of each proxy route.
+    http::ClientLimits clientLimits;
     std::vector<std::string> echoes;         ///< Routes.
     std::optional<std::uint16_t> port;       ///< Of the server "main".
     std::optional<std::uint16_t> securePort; ///< Of the server "secure".

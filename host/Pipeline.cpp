@@ -40,13 +40,15 @@ constexpr unsigned short kNotFound = 404;
 } // namespace
 
 Pipeline::Pipeline(std::shared_ptr<LocalConnector> connector,
-                   std::shared_ptr<configuration::Configuration> configuration)
+                   std::shared_ptr<configuration::Configuration> configuration,
+                   const http::ClientLimits& clientLimits)
     : connector_(std::move(connector)), router_(std::make_shared<http::HttpRouterImpl>(
                                             std::vector<std::pair<std::string, Address>>()))
 {
     addStages(configuration);
     addStaticContent(std::move(configuration));
-    connector_->registerProvider(kClient, std::make_shared<http::PocoHttpClientServiceProvider>());
+    connector_->registerProvider(
+        kClient, std::make_shared<http::PocoHttpClientServiceProvider>(clientLimits));
 }
 
 // Providers at one address form a chain in the order of registration: what a stage sends on reaches
@@ -107,9 +109,9 @@ void Pipeline::mountEcho(const std::string& route)
     mountProvider(route, std::make_shared<http::WebSocketEchoServiceProvider>());
 }
 
-void Pipeline::mount(const ProxyRoute& proxy)
+void Pipeline::mount(const ProxyRoute& proxy, const http::ProxyLimits& limits)
 {
-    mountProvider(proxy.route, std::make_shared<http::HttpProxyServiceProvider>(proxy.url));
+    mountProvider(proxy.route, std::make_shared<http::HttpProxyServiceProvider>(proxy.url, limits));
 }
 
 void Pipeline::mountProvider(const std::string& route, std::shared_ptr<ServiceProvider> provider)

@@ -3,10 +3,12 @@
 #include <memory>
 #include <string>
 
+#include "client/ClientLimits.h"
 #include "contract/http/HttpRouter.h"
 #include "contract/messaging/LocalConnector.h"
 #include "contract/platform/Configuration.h"
 #include "host/RouteSpec.h"
+#include "pipeline/ProxyLimits.h"
 
 namespace connector::host {
 
@@ -22,8 +24,10 @@ class Pipeline
 {
 public:
     /// Registers the stages, with no route yet.
+    /// @param clientLimits of the requests that the proxies make.
     Pipeline(std::shared_ptr<LocalConnector> connector,
-             std::shared_ptr<configuration::Configuration> configuration);
+             std::shared_ptr<configuration::Configuration> configuration,
+             const http::ClientLimits& clientLimits);
 
     /// Serves a directory, as AddStaticContentPath does.
     /// @throws std::invalid_argument as that message fails with.
@@ -35,7 +39,8 @@ public:
     void mountEcho(const std::string& route);
 
     /// Hands the requests on to another server.
-    void mount(const ProxyRoute& proxy);
+    /// @param limits of this route alone.
+    void mount(const ProxyRoute& proxy, const http::ProxyLimits& limits);
 
     /// To be called once all routes of the start are mounted: gives a site without a not-found page
     /// of its own, since none of its routes reaches "/pagenotfound.html", a plain one.

@@ -21,6 +21,7 @@ TEST(OptionsTest, EveryOptionArrives)
         {"--content", "/x/=y"},       {"--cached-content", "/lib=/usr/lib"},
         {"--constant", "/none=204,"}, {"--constant", "/ping=200,pong, you"},
         {"--echo", "/echo"},          {"--proxy", "/up=https://[::1]:1/x/"},
+        {"--proxy-limit", "1"},       {"--upstream-timeout", "86400"},
         {"--set", "a.b=c=d"},         {"--log-level", "debug"}};
     for (const auto& [option, value] : valued) {
         arguments.insert(arguments.end(), {option, value});
@@ -43,6 +44,8 @@ TEST(OptionsTest, EveryOptionArrives)
     EXPECT_EQ(options.constants[1].text, "pong, you");
     EXPECT_THAT(options.echoes, testing::ElementsAre("/echo"));
     EXPECT_EQ(options.proxies.at(0).url, "https://[::1]:1/x");
+    EXPECT_EQ(options.proxyLimits.maxRequests, 1U);
+    EXPECT_EQ(options.clientLimits.answerTimeout, std::chrono::hours(24));
     EXPECT_THAT(options.settings,
                 testing::UnorderedElementsAre(testing::Pair("connector.directoryListing", "true"),
                                               testing::Pair("a.b", "c=d")));
@@ -79,6 +82,8 @@ TEST(OptionsTest, AFaultIsNamedAndEndsWithStatusTwo)
         {{"--proxy", "/a=http://host:/"}, "\"\" is no port"},
         {{"--proxy", "/a=https://[::1]:65536/"}, "\"65536\" is no port"},
         {{"--proxy", "/a=http://host/#x"}, "fragment"},
+        {{"--proxy-limit", "0"}, "--proxy-limit: \"0\" is no number from 1 to 1000."},
+        {{"--upstream-timeout", "86401"}, "is no number from 1 to 86400."},
         {{"--secure-port", "https"}, "\"https\" is no port"},
         {{"--set", "key"}, "there is no \"=\""},
         {{"--log-level", "loud"}, "loud"},
