@@ -134,7 +134,7 @@ void addProxyLimits(CLI::App& app, Options& options)
         [&options](const std::string& text) {
             options.proxyLimits.maxRequests = parseCount(text, kMaxRequests);
         },
-        "Requests that a --proxy route takes at once (48); the next gets 503")
+        "Requests that each route of --proxy takes at once (48); the next gets 503")
         ->type_name("N");
     addSingle(
         app, "--upstream-timeout",

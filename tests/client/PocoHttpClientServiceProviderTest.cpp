@@ -149,22 +149,18 @@ TEST_F(PocoHttpClientServiceProviderTest, AStopEndsAStalledUpstream)
 
 TEST_F(PocoHttpClientServiceProviderTest, AnAnswerThatDripsIsCutByTheDeadlineOfAnAttempt)
 {
-    const std::tuple<const char*, std::string, std::string> cases[] = {
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {"https", std::string("\x16\x03\x03\x3F\x00", 5), "Retry limit reached: Timeout"},
         {"http", "HTTP/1.1 200 OK\r\n", "Retry limit reached: Timeout: answer timed out"},
         {"http", "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n", "Timeout"},
     };
     for (const auto& [scheme, begun, text] : cases) {
-        SCOPED_TRACE(scheme + begun);
-        const ScriptedUpstream dripping(
-            [&](const std::string&) {
-                return Answer{begun, Then::Drip};
-            },
-            ScriptedUpstream::Reads::Nothing);
+        const auto drip = [&](const std::string&) { return Answer{begun, Then::Drip}; };
+        const ScriptedUpstream dripping(drip, ScriptedUpstream::Reads::Nothing);
         PocoHttpClientServiceProvider client([](auto, const auto&) { return true; },
                                              {.answerTimeout = std::chrono::milliseconds(50)});
-        const auto url = std::string(scheme) + "://127.0.0.1:" + std::to_string(dripping.port());
-        EXPECT_THAT(failureOf([&] { return ask(url, client); }), StartsWith(text));
+        const auto url = scheme + "://127.0.0.1:" + std::to_string(dripping.port());
+        EXPECT_THAT(failureOf([&] { return ask(url, client); }), StartsWith(text)) << url;
     }
 }
 

@@ -83,7 +83,6 @@ TEST(OptionsTest, AFaultIsNamedAndEndsWithStatusTwo)
         {{"--proxy", "/a=https://[::1]:65536/"}, "\"65536\" is no port"},
         {{"--proxy", "/a=http://host/#x"}, "fragment"},
         {{"--proxy-limit", "0"}, "--proxy-limit: \"0\" is no number from 1 to 1000."},
-        {{"--upstream-timeout", "86401"}, "is no number from 1 to 86400."},
         {{"--secure-port", "https"}, "\"https\" is no port"},
         {{"--set", "key"}, "there is no \"=\""},
         {{"--log-level", "loud"}, "loud"},

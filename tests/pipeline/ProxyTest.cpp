@@ -31,42 +31,6 @@ protected:
         std::make_shared<FakeContext<HttpClientRequest>>();
 };
 
-/// Sends the next request through the provider while the one before is waited for.
-class NestingContext final : public Context, public std::enable_shared_from_this<NestingContext>
-{
-public:
-    NestingContext(HttpProxyServiceProvider& provider, bool failing)
-        : provider_(provider), failing_(failing)
-    {}
-
-    HttpResponse ask()
-    {
-        return responseOf(provider_.handle(makeRequest("/"), Address(), shared_from_this()));
-    }
-
-    Future<std::unique_ptr<Message>> send(std::unique_ptr<Message>&& /*message*/,
-                                          Address&& /*address*/) override
-    {
-        if (++sent == 64) { // beyond all limits
-            return makeReadyFuture(std::make_unique<Message>());
-        }
-        if (auto response = ask(); response.status == 503) {
-            refusals.push_back(response.headers);
-            if (failing_) {
-                throw std::range_error("client");
-            }
-        }
-        return makeReadyFuture(std::make_unique<Message>());
-    }
-
-    int sent = 0;
-    std::vector<StringMultimap> refusals;
-
-private:
-    HttpProxyServiceProvider& provider_;
-    const bool failing_;
-};
-
 TEST_F(ProxyTest, EncodesPathAndQueryAndAlwaysAddsTheQuestionMark)
 {
     const std::tuple<const char*, const char*, const char*> cases[] = {
@@ -116,16 +80,34 @@ TEST_F(ProxyTest, EveryOtherOutcomeIsAFailure)
     EXPECT_THROW(proxy("/"), std::runtime_error);
 }
 
-TEST(ProxyLimitTest, TheRequestBeyondTheLimitIsRefusedUntilOthersHaveLeftInAnyWay)
+/// Sends the next request through the provider while the one before is waited for.
+struct NestingContext final : Context, std::enable_shared_from_this<NestingContext>
 {
-    HttpProxyServiceProvider provider("http://up");
+    Future<std::unique_ptr<Message>> send(std::unique_ptr<Message>&&, Address&&) override
+    {
+        replies.push_back(provider.handle(makeRequest("/"), Address(), shared_from_this()).get());
+        return failing ? makeFailedFuture<std::unique_ptr<Message>>(std::range_error("client"))
+                       : makeReadyFuture(std::make_unique<Message>());
+    }
+
+    HttpProxyServiceProvider provider{"http://up"};
+    bool failing = false;
+    std::vector<std::unique_ptr<Message>> replies; ///< The innermost first.
+};
+
+TEST_F(ProxyTest, RefusesTheRequestBeyondTheLimitUntilOthersHaveLeftInAnyWay)
+{
+    const auto nesting = std::make_shared<NestingContext>();
     for (const bool failing : {false, true, false}) {
-        const auto context = std::make_shared<NestingContext>(provider, failing);
-        const auto outermost = test::failureOf([&] { return context->ask(); });
-        EXPECT_EQ(outermost, failing ? "client" : "");
-        EXPECT_EQ(context->sent, 48);
-        EXPECT_EQ(context->refusals, (std::vector<StringMultimap>{
-                                         {{"Cache-Control", "no-store"}, {"Retry-After", "5"}}}));
+        nesting->replies.clear();
+        nesting->failing = failing;
+        EXPECT_EQ(test::failureOf([&] { return nesting->send(nullptr, Address()).get(); }),
+                  failing ? "client" : "");
+        EXPECT_EQ(nesting->replies.size(), failing ? 1U : 49U);
+        const auto* refusal = messageAs<HttpResponse>(nesting->replies.at(0));
+        EXPECT_EQ(refusal->status, 503);
+        EXPECT_EQ(refusal->headers,
+                  (StringMultimap{{"Cache-Control", "no-store"}, {"Retry-After", "5"}}));
     }
 }
 
