@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "contract/common/Log.h"
+#include "contract/common/LogRateLimit.h"
 #include "contract/http/HttpClientMessages.h"
 #include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
@@ -19,6 +20,8 @@ namespace {
 using common::Level;
 
 constexpr common::Log kLog("connector::http");
+// One limit for the process, as there is one log.
+constinit common::LogRateLimit refusals(1);
 
 constexpr const char* kClientService = "connector/http/client";
 /// Step of the wait for a client service that answers later.
@@ -81,7 +84,7 @@ std::unique_ptr<Message> makeRefusal(std::chrono::seconds retryAfter)
 
 void logRefusal(const std::string& targetUrl, unsigned limit)
 {
-    if (kLog.enabled(Level::Warning)) {
+    if (refusals.admits(kLog, Level::Warning)) {
         kLog.write(Level::Warning, "Refused a request for " + targetUrl + ": " +
                                        std::to_string(limit) + " wait for it already");
     }
