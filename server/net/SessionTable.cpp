@@ -205,7 +205,7 @@ Clock::time_point SessionTable::expire(Clock::time_point now, const std::functio
     const auto used = used_.load(std::memory_order_acquire);
     for (std::uint32_t index = 0; index < used; ++index) {
         auto& slot = this->slot(index);
-        auto deadline = slot.deadline.load(std::memory_order_relaxed);
+        auto deadline = slot.deadline.load();
         if (deadline > limit) {
             next = std::min(next, deadline);
             continue;

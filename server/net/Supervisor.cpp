@@ -60,7 +60,8 @@ void Supervisor::run()
         const auto now = Clock::now();
         const Clock::time_point nextScan{Clock::duration(nextScan_)};
         if (now >= nextScan) {
-            nextScan_ = (now + kScanInterval).time_since_epoch().count();
+            // A deadline that is set from here on brings the next scan forward by itself.
+            nextScan_ = Clock::duration::max().count();
             lock.unlock();
             scan(now);
             lock.lock();
@@ -88,12 +89,9 @@ void Supervisor::run()
 void Supervisor::scan(Clock::time_point now)
 {
     const auto next = loop_.table_.expire(now, [this](Key key) { loop_.raise(key, kDeadline); });
-    const std::lock_guard lock(mutex_);
-    // A deadline that was set meanwhile may have brought the scan forward.
     const auto due = std::max(next, now + kScanInterval).time_since_epoch().count();
-    nextScan_ = nextScan_ > now.time_since_epoch().count() + Clock::duration(kScanInterval).count()
-                    ? std::min(nextScan_.load(), due)
-                    : due;
+    const std::lock_guard lock(mutex_);
+    nextScan_ = std::min(nextScan_.load(), due);
 }
 
 } // namespace connector::http::net

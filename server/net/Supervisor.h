@@ -31,7 +31,7 @@ public:
     /// Has the deadlines looked at by @p deadline. Any thread; mostly one comparison.
     void ensureScanBy(Clock::time_point deadline) noexcept
     {
-        if (deadline.time_since_epoch().count() < nextScan_.load(std::memory_order_relaxed)) {
+        if (deadline.time_since_epoch().count() < nextScan_.load()) {
             advanceScan(deadline);
         }
     }
