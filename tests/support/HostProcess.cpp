@@ -4,6 +4,7 @@
 #include <array>
 #include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <istream>
 #include <iterator>
 #include <ostream>
@@ -119,6 +120,12 @@ std::string ChildProcess::errors() const
 void ChildProcess::signal(int number) const
 {
     kill(pid_, number);
+}
+
+std::string ChildProcess::descriptor(int number) const
+{
+    return std::filesystem::read_symlink("/proc/" + std::to_string(pid_) + "/fd/" +
+                                         std::to_string(number));
 }
 
 int ChildProcess::wait()

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <list>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/wire/Site.h"
 
@@ -117,9 +118,10 @@ TEST(ProcessWireTest, ASignalOrQuitEndsItWhateverClientsDo)
 
 TEST(ProcessWireTest, ClosedStandardStreamsAreNotTakenForOtherDescriptors)
 {
-    ChildProcess host(
-        {"sh", "-c", "exec \"$0\" --no-secure --log-level trace <&- 2>&-", kHostBinary});
+    ChildProcess host({"sh", "-c", "exec \"$0\" --no-secure <&- 2>&-", kHostBinary});
     EXPECT_THAT(host.readLine(), HasSubstr("HTTP: "));
+    EXPECT_EQ(host.descriptor(STDIN_FILENO), "/dev/null");
+    EXPECT_EQ(host.descriptor(STDERR_FILENO), "/dev/null");
     host.signal(SIGTERM);
     EXPECT_EQ(host.wait(), 0);
 }
