@@ -38,9 +38,6 @@ public:
 
     void signal(int number) const;
 
-    /// What its descriptor refers to, such as "/dev/null".
-    [[nodiscard]] std::string descriptor(int number) const;
-
     /// Waits for its end.
     /// @return the exit status, or 128 and the number of the signal that ended it.
     int wait();

@@ -110,15 +110,8 @@ TEST_F(PocoHttpsServerTest, ClientsThatTrustTheCertificateAreServed)
 TEST(ProbeUntilOkTest, AnyExceptionIsAFailedAttempt)
 {
     const test::ScopedLogCapture log;
-    int attempts = 0;
-    const auto probe = [&attempts]() -> int {
-        if (++attempts % 2 == 0) {
-            throw std::runtime_error("no luck");
-        }
-        throw attempts;
-    };
-    EXPECT_FALSE(probeUntilOk(probe));
-    EXPECT_EQ(attempts, 100);
+    EXPECT_FALSE(probeUntilOk([]() -> int { throw std::runtime_error("no luck"); }));
+    EXPECT_FALSE(probeUntilOk([]() -> int { throw 1; }));
     EXPECT_TRUE(log.contains("The HTTPS server does not answer: no luck"));
 }
 
