@@ -61,11 +61,10 @@ std::string takeQuotedValue(std::string_view& text)
     for (; at < text.size() && (quoted || text[at] != ';'); ++at) {
         if (text[at] == '"') {
             quoted = !quoted;
-        } else if (text[at] != '\\') {
-            value += text[at];
-        } else if (++at < text.size()) {
-            value += text[at];
+            continue;
         }
+        at += text[at] == '\\' ? 1 : 0;
+        value += text.substr(std::min(at, text.size()), 1);
     }
     text.remove_prefix(std::min(at + 1, text.size()));
     value.resize(value.find_last_not_of(kBlanks) + 1);

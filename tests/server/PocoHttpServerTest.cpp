@@ -39,10 +39,10 @@ protected:
     }
 
     /// Asks, and leaves once the request has arrived.
-    void askAndLeave(std::promise<void>& arrived)
+    void askAndLeave(std::promise<void>& arrived, const std::string& target = "/slow?q=1")
     {
         RawClient client(server_->getPort());
-        client.send(makeRequest("GET", "/slow?q=1"));
+        client.send(makeRequest("GET", target));
         arrived.get_future().wait();
     }
 
@@ -106,24 +106,19 @@ TEST_F(PocoHttpServerTest, AnswersWhileItStarts)
     {
     public:
         using PocoHttpServer::PocoHttpServer;
-        test::WireResponse head;
-        test::WireResponse next;
-
-    protected:
+        std::string answers;
         bool waitForRunning(unsigned short port) override
         {
             RawClient client(port);
-            client.send(makeRequest("HEAD", "/") + makeRequest("GET", "/"));
-            head = client.readResponse(true);
-            next = client.readResponse();
+            client.send(makeRequest("HEAD", "/") + "GET / HTTP/1.0\r\n\r\n");
+            answers = client.readUntilClosed();
             return true;
         }
     };
     ProbedByHead server(connector_, test::findFreePort());
     server.start();
-    EXPECT_EQ(server.head.header("content-length"), "8");
-    EXPECT_EQ(server.next.status, 200) << "a HEAD has no body";
-    EXPECT_EQ(server.next.body, "starting");
+    EXPECT_NE(server.answers.find("Length: 8\r\n\r\nHTTP/1.0 200 OK"), std::string::npos);
+    EXPECT_TRUE(server.answers.ends_with("Length: 8\r\n\r\nstarting"));
 }
 
 TEST_F(PocoHttpServerTest, DeliversTheRequestAndItsBody)
@@ -279,12 +274,7 @@ TEST_F(PocoHttpServerTest, EndsAnAnswerWhoseClientHasGone)
     askAndLeave(entered);
     cancelled.get_future().wait();
     entered = {};
-    {
-        RawClient client(server_->getPort());
-        client.send(makeRequest("GET", "/large"));
-        entered.get_future().wait();
-        client.reset();
-    }
+    askAndLeave(entered, "/large");
     left.set_value();
     while (!log.contains("/large? [201]") && !log.contains("Error in HTTP request handling")) {
         std::this_thread::yield();
