@@ -34,7 +34,9 @@ read_arguments() {
                 shift
                 ;;
             --certificate=* | --no-secure) wants_certificate=no ;;
-            --port | --secure-port | --set | --log-level | --log-file) shift ;;
+            --port | --secure-port | --set | --log-level | --log-file | --proxy-limit | --upstream-timeout)
+                shift
+                ;;
             --)
                 [ $# -eq 1 ] || wants_site=no
                 break
