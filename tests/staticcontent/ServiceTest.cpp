@@ -81,6 +81,7 @@ TEST_F(DirectoryListingTest, FollowsTheConfiguration)
     EXPECT_EQ(statusWith(false), 404) << "the setting is followed all the same";
 }
 
+#if !defined(__SANITIZE_ADDRESS__) // its check of virtual calls needs descriptors itself
 TEST_F(DirectoryListingTest, AShortageOfDescriptorsIsNoMissingFile)
 {
     directory_.write("x", "");
@@ -95,6 +96,7 @@ TEST_F(DirectoryListingTest, AShortageOfDescriptorsIsNoMissingFile)
     EXPECT_EQ(file.headers["Cache-Control"], "no-store");
     EXPECT_EQ(listing.status, 503);
 }
+#endif
 
 TEST_F(ContentFixture, AMessageMakesADirectoryReachable)
 {
