@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <sys/resource.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -129,6 +130,16 @@ int run(const Options& options)
     }
 }
 
+/// Each connection needs a descriptor, and the usual limit is meant for programs that use select().
+void raiseDescriptorLimit()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -137,6 +148,7 @@ int main(int argc, char** argv)
         complain("Cannot open /dev/null");
         return EXIT_FAILURE;
     }
+    raiseDescriptorLimit();
     keepFreedMemory();
     const auto parsed = parseOptions(argc, argv, pluginValues());
     if (const auto* exit = std::get_if<EarlyExit>(&parsed)) {

@@ -1,8 +1,13 @@
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/ThreadPool.h>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <fcntl.h>
+#include <limits>
+#include <sys/resource.h>
 #include <system_error>
 
 #include "server/PocoHttpServer.h"
@@ -19,21 +24,36 @@ namespace {
 /// How often a stop tells connections that were accepted meanwhile.
 constexpr std::chrono::milliseconds kStopStep{20};
 
+/// Descriptors that connections leave to files, upstreams and the rest of the process.
+constexpr std::size_t kReservedDescriptors = 200;
+
+/// How many connections the process has descriptors for.
+std::size_t allowedConnections()
+{
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return std::numeric_limits<std::uint32_t>::max();
+    }
+    return std::max<std::size_t>(limit.rlim_cur, 2 * kReservedDescriptors) - kReservedDescriptors;
+}
+
 } // namespace
 
 void PocoHttpServer::startLoop()
 {
     serverSocket_->setBlocking(false);
+    // The listening socket is a session as well.
+    const auto maxSessions = std::min(limits_.maxConnections, allowedConnections()) + 1;
     loop_ = std::make_shared<net::EventLoop>(
-        *threadPool_, net::EventLoopSettings{.maxThreads = kMaxThreads,
-                                             .maxSessions = limits_.maxConnections + 1});
+        *threadPool_,
+        net::EventLoopSettings{.maxThreads = kMaxThreads, .maxSessions = maxSessions});
     loop_->start();
     const auto descriptor = ::fcntl(serverSocket_->impl()->sockfd(), F_DUPFD_CLOEXEC, 0);
     if (descriptor < 0) {
         throw std::system_error(errno, std::generic_category());
     }
     loop_->add(std::make_unique<net::Listener>(
-        descriptor, limits_.maxConnections + 1,
+        descriptor, maxSessions,
         [makeTransport = makeTransport_, service = service_.get()](int accepted, const auto& peer) {
             return std::make_unique<HttpConnection>(accepted, peer, makeTransport(accepted),
                                                     *service);
