@@ -8,14 +8,13 @@ namespace connector::common {
 class CONNECTOR_API BlockingListener
 {
 public:
+    BlockingListener() = default;
+    virtual ~BlockingListener() = default;
+    BlockingListener(const BlockingListener&) = delete;
+    BlockingListener& operator=(const BlockingListener&) = delete;
+
     /// The calling thread is about to block. Must not block itself.
     virtual void onBlocking() noexcept = 0;
-
-protected:
-    BlockingListener() = default;
-    ~BlockingListener() = default;
-    BlockingListener(const BlockingListener&) = default;
-    BlockingListener& operator=(const BlockingListener&) = default;
 };
 
 /// Makes @p listener the one that the calling thread tells before it blocks; null for none.

@@ -18,7 +18,7 @@ class Worker final : public common::BlockingListener
 public:
     /// Makes the calling thread a worker, an active one.
     explicit Worker(EventLoop& loop);
-    ~Worker();
+    ~Worker() override;
 
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
