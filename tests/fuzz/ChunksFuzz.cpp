@@ -1,22 +1,38 @@
 #include <array>
 #include <charconv>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
+#include "client/ResponseReader.h"
 #include "server/RequestRefusal.h"
-#include "tests/fuzz/BodySource.h"
-#include "tests/fuzz/ClientChunks.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/ReadBody.h"
 
 namespace connector::fuzz {
 namespace {
 
 std::optional<std::string> readAsServer(std::string_view input, std::size_t step)
 {
-    BodySource source(input, step);
     try {
-        return std::string(http::readBody(source, {true, 0}).view());
+        return readBody(input, step, {true, 0});
     } catch (const http::RequestRefusal&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> readAsClient(std::string_view input, std::size_t step)
+{
+    using namespace http::client;
+    Pieces pieces(input, step);
+    static ResponseReader::Buffer buffer;
+    ResponseReader reader(
+        [&pieces](char* into, std::size_t count) { return pieces.read(into, count); }, buffer);
+    try {
+        return std::string(reader.readBody({BodyFraming::Kind::Chunked, 0}).view());
+    } catch (const std::runtime_error& failure) {
+        require(std::string_view(failure.what()).starts_with("The upstream"),
+                "The client's texts begin so.");
         return std::nullopt;
     }
 }

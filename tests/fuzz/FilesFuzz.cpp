@@ -94,7 +94,7 @@ void checkWhole(const HttpResponse& answer, const std::string& path, const std::
 {
     if (get(answer.headers, "ETag").empty()) {
         const auto prefix = path.starts_with('/') ? path : '/' + path;
-        require(body == renderDirectoryList(prefix, {}, {"a b.txt", "\xC3\xA4.bin"}),
+        require(body == staticcontent::renderDirectoryList(prefix, {}, {"a b.txt", "\xC3\xA4.bin"}),
                 "The listing is that of the directory.");
         return;
     }

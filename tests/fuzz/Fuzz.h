@@ -48,8 +48,6 @@ public:
         return taken;
     }
 
-    [[nodiscard]] std::string_view rest() const { return rest_; }
-
 private:
     std::string_view rest_;
     std::size_t step_;

@@ -1,32 +1,37 @@
 #include <Poco/URI.h>
+#include <array>
 #include <optional>
 #include <string>
 
 #include "contract/common/Text.h"
 #include "contract/http/FieldSyntax.h"
 #include "contract/http/PercentEncode.h"
-#include "server/RequestBody.h"
+#include "server/HeadScanner.h"
 #include "server/RequestHead.h"
 #include "server/RequestParts.h"
 #include "server/RequestRefusal.h"
-#include "tests/fuzz/BodySource.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/ReadBody.h"
 
 namespace connector::http {
 namespace {
 
 using fuzz::require;
 
-/// The end of the head as a connection finds it, that searches whenever a piece has arrived.
-std::optional<std::size_t> findHead(std::string_view input, std::size_t step)
+/// The head as a connection finds it, which searches whenever a piece has arrived.
+std::optional<std::string_view> findHead(std::string_view input, std::size_t step)
 {
-    std::optional<std::size_t> end;
-    for (std::size_t searched = 0; !end && searched < input.size();) {
-        const auto received = input.substr(0, searched + step);
-        end = findHeadEnd(received, searched);
-        searched = received.size();
+    HeadScanner scanner;
+    std::optional<std::string_view> head;
+    try {
+        for (std::size_t received = 0; !head && received < input.size();) {
+            received = std::min(received + step, input.size());
+            head = scanner.scan(input.substr(0, received));
+        }
+    } catch (const RequestRefusal& refusal) {
+        require(refusal.status() == 400 || refusal.status() == 431, "No head: 400, 431.");
     }
-    return end;
+    return head;
 }
 
 bool assign(RequestHead& head, std::string_view text)
@@ -35,7 +40,8 @@ bool assign(RequestHead& head, std::string_view text)
         head.assign(text);
         return true;
     } catch (const RequestRefusal& refusal) {
-        require(refusal.status() == 400 || refusal.status() == 431, "A head's refusal: 400, 431.");
+        require(std::ranges::count(std::array{400, 413, 431, 501}, refusal.status()) == 1,
+                "A head's refusal: 400, 413, 431, 501.");
         return false;
     }
 }
@@ -73,7 +79,7 @@ void checkHead(const RequestHead& head)
 
     const auto text = write(head);
     RequestHead again;
-    require(findHeadEnd(text, 0) == text.size() && assign(again, text) && write(again) == text,
+    require(findHead(text, text.size()) == text && assign(again, text) && write(again) == text,
             "A head that is written and read again is the same.");
     require(again.framing().chunked == framing.chunked && again.framing().length == framing.length,
             "It frames the same body.");
@@ -82,15 +88,24 @@ void checkHead(const RequestHead& head)
 void checkParts(const RequestHead& head)
 {
     require(collectHeaders(head).size() == head.fields().size(), "No field is lost.");
-    for (const auto& [name, value] : collectCookies(head)) {
-        require(!name.empty(), "A cookie has a name.");
-    }
+    StringMultimap cookies;
     StringMultimap parameters;
+    std::string query;
     try {
-        parameters = parseParameters(parseTarget(head.target()).rawQuery);
+        cookies = collectCookies(head);
+        query = parseTarget(head.target()).rawQuery;
+        parameters = parseParameters(query);
+    } catch (const RequestRefusal& refusal) {
+        require(refusal.status() == 400 || refusal.status() == 431, "Too many parts: 400, 431.");
+        return;
     } catch (const Poco::URISyntaxException&) {
         return;
     }
+    require(!cookies.contains(""), "A cookie has a name.");
+    require(query.empty() ? parameters.empty()
+                          : std::ssize(parameters) == 1 + std::ranges::count(query, '&'),
+            "Every piece of a query is a parameter.");
+    require(cookies.size() <= 100 && parameters.size() <= 1000, "No more than the limits.");
     const auto never = [](char) { return false; };
     for (const auto& [name, value] : parameters) {
         require(common::toLowerAscii(name) == name, "Names of parameters are in lower case.");
@@ -100,14 +115,16 @@ void checkParts(const RequestHead& head)
     }
 }
 
-/// The body and what follows it, or the refusal.
+/// The body and what follows it, or why there is none.
 std::string readRest(std::string_view input, std::size_t step, const BodyFraming& framing)
 {
-    fuzz::BodySource source(input, step);
     try {
-        const auto body = readBody(source, framing);
-        require(framing.chunked || body.size() == framing.length, "A body has its length.");
-        return std::string(body.view()).append("|").append(source.rest());
+        const auto body = fuzz::readBody(input, step, framing);
+        if (!body.has_value()) {
+            return "incomplete";
+        }
+        require(framing.chunked || body->size() == framing.length, "A body has its length.");
+        return std::string(*body).append("|").append(input);
     } catch (const RequestRefusal& refusal) {
         require(refusal.status() == 400 || refusal.status() == 413, "A body's refusal: 400, 413.");
         return refusal.what();
@@ -121,15 +138,16 @@ std::string readRest(std::string_view input, std::size_t step, const BodyFraming
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace connector;
-    auto input = fuzz::textOf(data, size);
-    const auto end = fuzz::readInPieces(input, http::findHead);
+    const auto input = fuzz::textOf(data, size);
+    const auto text = fuzz::readInPieces(input, http::findHead);
     static http::RequestHead head; // one for many requests, as on a connection
-    if (!end || !http::assign(head, input.substr(0, *end))) {
+    if (!text || !http::assign(head, *text)) {
         return 0;
     }
     http::checkHead(head);
     http::checkParts(head);
-    fuzz::readInPieces(input.substr(*end), [](std::string_view body, std::size_t step) {
+    const auto rest = input.substr(text->data() + text->size() - input.data());
+    fuzz::readInPieces(rest, [](std::string_view body, std::size_t step) {
         return http::readRest(body, step, head.framing());
     });
     return 0;

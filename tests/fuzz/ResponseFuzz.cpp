@@ -8,7 +8,7 @@
 #include "contract/http/FieldSyntax.h"
 #include "tests/fuzz/Fuzz.h"
 
-namespace connector::http {
+namespace connector::http::client {
 namespace {
 
 using fuzz::require;
@@ -80,7 +80,7 @@ std::string read(std::string_view input, std::size_t step, const std::string& me
 }
 
 } // namespace
-} // namespace connector::http
+} // namespace connector::http::client
 
 /// What an upstream sends.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -88,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace connector;
     for (const char* method : {"GET", "HEAD"}) {
         fuzz::readInPieces(fuzz::textOf(data, size), [method](auto input, auto step) {
-            return http::read(input, step, method);
+            return http::client::read(input, step, method);
         });
     }
     return 0;
