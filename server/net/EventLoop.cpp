@@ -3,8 +3,8 @@
 #include <Poco/ThreadPool.h>
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <limits>
+#include <stdexcept>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <system_error>
@@ -12,7 +12,6 @@
 #include <unistd.h>
 #include <utility>
 
-#include "server/ServerLog.h"
 #include "server/net/Worker.h"
 
 namespace connector::http::net {
@@ -49,9 +48,10 @@ int requireDescriptor(int descriptor)
     return descriptor;
 }
 
-std::size_t activeTarget(std::size_t wanted)
+/// One for each core; the second one goes on while the first is in a provider's code.
+std::size_t activeTarget()
 {
-    return wanted > 0 ? wanted : std::max<std::size_t>(2, std::thread::hardware_concurrency());
+    return std::max<std::size_t>(2, std::thread::hardware_concurrency());
 }
 
 } // namespace
@@ -79,10 +79,9 @@ void Handle::wake() const noexcept
 }
 
 EventLoop::EventLoop(Poco::ThreadPool& pool, const EventLoopSettings& settings)
-    : pool_(pool), activeTarget_(activeTarget(settings.activeThreads)),
-      maxThreads_(settings.maxThreads), table_(settings.maxSessions),
-      work_(*this, &EventLoop::work), events_(requireDescriptor(::epoll_create1(EPOLL_CLOEXEC))),
-      news_(-1), supervisor_(*this)
+    : pool_(pool), activeTarget_(activeTarget()), maxThreads_(settings.maxThreads),
+      table_(settings.maxSessions), work_(*this, &EventLoop::work),
+      events_(requireDescriptor(::epoll_create1(EPOLL_CLOEXEC))), news_(-1), supervisor_(*this)
 {
     news_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     epoll_event event = {};

@@ -24,8 +24,6 @@ class Worker;
 /// How an event loop uses its threads.
 struct EventLoopSettings
 {
-    /// Threads that wait for events and handle them; 0 stands for one each core, at least two.
-    std::size_t activeThreads = 0;
     /// All threads, those that block among them.
     std::size_t maxThreads = 64;
     /// All sessions.
@@ -54,7 +52,7 @@ public:
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
 
-    /// Starts the first thread.
+    /// Starts the active threads and the supervisor.
     /// @throws std::exception if there is none to be had.
     void start();
 
@@ -85,7 +83,6 @@ public:
     bool makeRoom() noexcept;
 
     [[nodiscard]] std::size_t sessions() const noexcept { return table_.size(); }
-    [[nodiscard]] std::size_t threads() const noexcept { return threads_; }
 
     /// Blocks until there are at most @p count sessions, or @p limit has passed.
     bool waitForAtMost(std::size_t count, std::chrono::milliseconds limit)
