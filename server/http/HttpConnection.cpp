@@ -10,7 +10,6 @@
 #include "server/RequestRefusal.h"
 #include "server/ServerLog.h"
 #include "server/http/HttpService.h"
-#include "server/http/ServedRequest.h"
 #include "server/net/EventLoop.h"
 #include "server/websocket/PocoWebSocket.h"
 #include "server/websocket/WebSocketUpgrade.h"
@@ -35,7 +34,7 @@ HttpConnection::HttpConnection(int descriptor, const Poco::Net::SocketAddress& p
     : Session(descriptor), service_(service), transport_(std::move(transport)), peer_(peer),
       local_(isLocalAddress(peer.host())),
       state_(transport_->isSecure() ? State::Handshaking : State::Idle), input_(*transport_),
-      scanner_(service.limits.request)
+      scanner_(service.limits.request), served_(*this, *service.parameters)
 {}
 
 HttpConnection::~HttpConnection() = default;
@@ -179,10 +178,9 @@ void HttpConnection::beginRequest(std::string_view head)
     first_ = false;
     head_ = std::make_unique<RequestHead>();
     head_->assign(head, service_.limits.request);
-    ServedRequest request(*this, *service_.parameters);
     const std::unique_ptr<Poco::Net::HTTPRequestHandler> handler(
-        service_.handlers->createRequestHandler(request));
-    handler->handleRequest(request, request.response());
+        service_.handlers->createRequestHandler(served_));
+    handler->handleRequest(served_, served_.response());
     if (exchange_ == nullptr) {
         close();
     } else if (exchange_->phase() == RequestExchange::Phase::AwaitsBody) {
@@ -273,7 +271,7 @@ bool HttpConnection::stepHandling()
         }
         return false;
     case Phase::Answered:
-        beginAnswer(exchange_->takeAnswer());
+        beginAnswer(exchange_->takeAnswer(), exchange_->keepsAlive());
         return true;
     case Phase::Upgraded:
         beginUpgrade();
@@ -286,10 +284,10 @@ bool HttpConnection::stepHandling()
     }
 }
 
-void HttpConnection::beginAnswer(RequestExchange::Answer&& answer)
+void HttpConnection::beginAnswer(OutgoingAnswer&& answer, bool keepsAlive)
 {
-    output_ = OutgoingAnswer(std::move(answer.head), std::move(answer.body), answer.bodySize);
-    closing_ = !answer.keepsAlive;
+    output_ = std::move(answer);
+    closing_ = !keepsAlive;
     pace_.reset();
     enter(State::Sending);
 }
@@ -330,7 +328,7 @@ void HttpConnection::beginUpgrade()
 {
     webSocket_ = std::make_shared<PocoWebSocket>(*transport_, handle(), input_.takeAll());
     detectLostClients(descriptor());
-    beginAnswer({makeUpgradeHead(*head_).format(), {}, 0, true});
+    beginAnswer({makeUpgradeHead(*head_).format(), {}, 0}, true);
 }
 
 void HttpConnection::finishUpgrade()

@@ -12,6 +12,7 @@
 #include "server/http/ConnectionInput.h"
 #include "server/http/OutgoingAnswer.h"
 #include "server/http/RequestExchange.h"
+#include "server/http/ServedRequest.h"
 #include "server/http/TransferPace.h"
 #include "server/net/Session.h"
 #include "server/net/Transport.h"
@@ -25,18 +26,17 @@ class RequestRefusal;
 /// One connection of a client: a state machine that an event loop runs. A connection holds a thread
 /// while a provider's code handles its request, and at no other time.
 ///
-/// | state         | waits for                    | deadline                        | when it
-/// passes |
-/// |---------------|------------------------------|---------------------------------|----------------|
-/// | Handshaking   | the TLS handshake            | `handshakeTimeout` in all       | closed | |
-/// Idle          | the first byte of a request  | `firstByteTimeout`, later       | closed | | | |
-/// `keepAliveTimeout`              |                | | ReceivingHead | the end of the head |
-/// `headTimeout` in all            | 408, closed    | | ReceivingBody | the end of the body |
-/// `silenceTimeout` without input, | 408, closed    | |               | | or less than `minRate` |
-/// | | Handling      | the reply, then its body     | none                            | | | Sending
-/// | the socket to take more      | the same for the output         | reset          | | Lingering
-/// | the client's end             | `lingerTime` in all             | closed         | | Upgraded
-/// | what PocoWebSocket waits for | see PocoWebSocket               |                |
+/// | state         | waits for                    | deadline                     | then      |
+/// |---------------|------------------------------|------------------------------|-----------|
+/// | Handshaking   | the TLS handshake            | handshakeTimeout             | closed    |
+/// | Idle          | the first byte of a request  | firstByteTimeout, later      | closed    |
+/// |               |                              | keepAliveTimeout             |           |
+/// | ReceivingHead | the end of the head          | headTimeout, silenceTimeout  | 408       |
+/// | ReceivingBody | the end of the body          | TransferPace                 | 408       |
+/// | Handling      | the reply, then its body     | none                         |           |
+/// | Sending       | the socket to take more      | TransferPace                 | reset     |
+/// | Lingering     | the client's end             | lingerTime                   | closed    |
+/// | Upgraded      | what PocoWebSocket waits for | PocoWebSocket::deadline      |           |
 ///
 /// When the server stops, an upgraded connection gets a moment to close; every other one ends with
 /// a reset, which leaves no TIME_WAIT behind.
@@ -89,7 +89,7 @@ private:
 
     void beginRequest(std::string_view head);
     void beginBody();
-    void beginAnswer(RequestExchange::Answer&& answer);
+    void beginAnswer(OutgoingAnswer&& answer, bool keepsAlive);
     void beginUpgrade();
     void finishUpgrade();
     void finishRequest();
@@ -126,6 +126,7 @@ private:
     std::size_t lingered_ = 0;
     TransferPace pace_;
 
+    ServedRequest served_;              ///< What POCO's handlers are given.
     std::unique_ptr<RequestHead> head_; ///< While there is a request.
     std::optional<RequestBody> body_;   ///< While it is received.
     std::unique_ptr<RequestExchange> exchange_;

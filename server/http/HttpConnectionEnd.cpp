@@ -90,7 +90,7 @@ void HttpConnection::close()
     }
     enter(lingers ? State::Lingering : State::Ended);
     if (lingers) {
-        input_.takeAll();
+        input_.consume(input_.view().size());
         arm(Clock::now() + service_.limits.lingerTime);
     }
 }

@@ -231,7 +231,8 @@ void RequestExchange::finish(ResponseHead& head, DataBuffer body)
         head.setKeepAlive(false); // an interim status, and nothing that follows it
     }
     status_ = head.status();
-    answer_ = {head.format(), std::move(body), bodySize, head.keepAlive()};
+    keepsAlive_ = head.keepAlive();
+    answer_ = {head.format(), std::move(body), bodySize};
     phase_ = Phase::Answered;
 }
 

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -17,6 +16,7 @@
 #include "contract/streams/ReducingSubscriber.h"
 #include "server/PocoHttpServer.h"
 #include "server/ResponseHead.h"
+#include "server/http/OutgoingAnswer.h"
 #include "server/net/Session.h"
 
 namespace connector::http {
@@ -46,14 +46,6 @@ public:
         Answered, ///< There is an answer to send.
         Upgraded, ///< The connection becomes a WebSocket.
         Unanswered
-    };
-
-    struct Answer
-    {
-        std::string head;
-        common::DataBuffer body;
-        std::size_t bodySize = 0; ///< How much of the body is sent.
-        bool keepsAlive = false;
     };
 
     /// Counts the request. While the server starts, the request is its own probe and is answered
@@ -86,7 +78,10 @@ public:
     void sendingFailed() noexcept;
 
     /// What to send, in phase Answered.
-    [[nodiscard]] Answer takeAnswer() noexcept { return std::move(answer_); }
+    [[nodiscard]] OutgoingAnswer takeAnswer() noexcept { return std::move(answer_); }
+
+    /// Whether the connection goes on behind the answer.
+    [[nodiscard]] bool keepsAlive() const noexcept { return keepsAlive_; }
 
     /// Marks the calling thread as one that runs the request, which goes on as a WebSocket.
     [[nodiscard]] PocoHttpServer::ServedThread markThread() const
@@ -138,8 +133,8 @@ private:
     const RequestHead& head_;
     PocoHttpServer::RequestScope scope_;
     Phase phase_ = Phase::AwaitsBody;
-    const bool keepsAlive_;
-    bool isReceived_ = false;              ///< The request, to its end.
+    bool keepsAlive_;         ///< As the client asks; from Answered on, as the answer says.
+    bool isReceived_ = false; ///< The request, to its end.
     std::unique_ptr<HttpRequest> request_; ///< Until it is sent.
     std::chrono::steady_clock::time_point sentAt_;
 
@@ -150,7 +145,7 @@ private:
     Future<common::DataBuffer> body_;
     std::shared_ptr<Mailbox<common::DataBuffer>> bodyBox_;
     unsigned status_ = 0; ///< Of the answer.
-    Answer answer_;
+    OutgoingAnswer answer_;
 };
 
 } // namespace connector::http
