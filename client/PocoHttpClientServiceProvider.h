@@ -47,7 +47,8 @@ public:
 
     /// Blocks until the answer is there: up to half a minute of waits between the attempts, and as
     /// long as the ClientLimits allow in each attempt. A stop of the request's token ends it within
-    /// `kStopStep`, but for a look-up of the host's name. Any thread, many at once; takes no lock.
+    /// `kStopStep`, unless the name service is being asked for the host. Several threads may call
+    /// it at once. Takes no lock.
     /// @return a ready future of an HttpClientResponse.
     Future<std::unique_ptr<Message>> handle(std::unique_ptr<HttpClientRequest>&& request,
                                             Address&& address,

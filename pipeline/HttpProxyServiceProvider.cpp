@@ -85,8 +85,8 @@ std::unique_ptr<Message> makeRefusal(std::chrono::seconds retryAfter)
 void logRefusal(const std::string& targetUrl, unsigned limit)
 {
     if (refusals.admits(kLog, Level::Warning)) {
-        kLog.write(Level::Warning, "Refused a request for " + targetUrl + ": " +
-                                       std::to_string(limit) + " wait for it already");
+        kLog.write(Level::Warning, "Refused a request for ", targetUrl, ": ", std::to_string(limit),
+                   " wait for it already");
     }
 }
 

@@ -191,7 +191,7 @@ public:
         static const LibraryEnd end;
     }
 
-    /// Allocates nothing, and goes past the library, which does.
+    /// Writes without Boost.Log, which allocates memory.
     void takeFixed(Level level, const char* channel, std::span<const std::string_view> parts)
     {
         const FixedLine line(level, channel, parts);

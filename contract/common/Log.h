@@ -24,10 +24,11 @@ enum class Level
 /// A named channel of the process' log. Cheap to make and to copy; objects at file scope are safe
 /// to use from the start of the process to its end.
 ///
-/// The parts of a record are joined only if its level is kept; whatever costs to make goes behind
-/// `enabled`:
+/// The parts of a record are joined only if its level is kept:
 ///
 ///     log.write(Level::Debug, "Found file: ", name);
+///
+/// A caller that has to compute a part checks `enabled` first.
 ///
 /// Any thread may call any operation. All records go to one place: standard error until a file is
 /// named. They are queued for it (`QueuedOutput`): no operation waits for a disk or for a reader,

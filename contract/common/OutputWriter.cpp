@@ -231,8 +231,8 @@ OutputWriter::Progress OutputWriter::writeSome(Queue& queue)
     if (::poll(&polled, 1, 0) == 0) {
         return Progress::Blocked;
     }
-    // Making the descriptor non-blocking would change it for everybody who shares it, the
-    // operator's shell included.
+    // The descriptor stays blocking: O_NONBLOCK would also hold for the other processes that share
+    // it, such as the operator's shell.
     const auto chunk =
         nextChunk(std::string_view(queue.taken).substr(queue.written), queue.regularFile);
     const auto count = ::write(queue.descriptor, chunk.data(), chunk.size());

@@ -14,8 +14,8 @@
 
 namespace connector::common {
 
-/// The thread behind every `QueuedOutput`, which is what others use. It starts with the first text
-/// and is never destroyed. Queueing allocates nothing.
+/// The writing thread of all `QueuedOutput` objects; private to them. It starts with the first text
+/// and is never destroyed. Queueing allocates no memory.
 class OutputWriter
 {
 public:
@@ -86,7 +86,7 @@ private:
 
     std::mutex mutex_;                    ///< Guards all below.
     std::condition_variable filled_;      ///< For the writing thread.
-    std::condition_variable_any drained_; ///< For those who wait for outputs to take text.
+    std::condition_variable_any drained_; ///< For `put` and `flush`.
     std::vector<std::shared_ptr<Queue>> busy_;
     bool started_ = false;
     bool inChild_ = false; ///< This process is a fork's child: the thread stayed with the parent.

@@ -20,7 +20,7 @@ void reportDroppedOutput(std::uint64_t lines) noexcept
                "dropped: ", std::to_string(lines));
 }
 
-/// Made as the library is loaded, hence destroyed after what uses it.
+/// Constructed when the library is loaded, so it is destroyed after everything that uses it.
 struct FlushAtEnd
 {
     FlushAtEnd() = default;

@@ -11,8 +11,8 @@
 namespace connector::common {
 
 /// Text on its way to a file, a pipe or a terminal whose reader may have stopped reading. It waits
-/// in a bounded queue, and one thread of the process writes what the descriptors take, so that no
-/// output holds up another one or those who write. What arrives in one call stays together.
+/// in a bounded queue. One thread of the process writes what the descriptors take, so an output
+/// that blocks delays neither another output nor a caller. The text of one call stays together.
 ///
 /// Any thread may call any operation, and also while the process ends: its orderly end waits up to
 /// 200 ms for what is queued. The child of a fork has no such thread; there each call writes

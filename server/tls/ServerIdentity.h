@@ -21,8 +21,8 @@ std::wstring privateKeyLocation(const std::wstring& certLocation);
 /// are. Else a new one, which is saved in these files if they can be written and is used all the
 /// same if they cannot. Files that are there already are kept beside, each under its name followed
 /// by the time in UTC: which of them the program itself made cannot be told for certain. The log
-/// says why, where they are, and what was not written. Blocks for the disk, and some 100 ms for a
-/// new key.
+/// says why, where they are, and what was not written. Blocks while files are read and written, and
+/// while a new key is computed.
 ///
 /// @param certLocation the certificate's file; empty means that every call makes a new identity and
 ///        no file is read or written.

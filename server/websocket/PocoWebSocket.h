@@ -145,6 +145,7 @@ private:
 
     /// Closes the connection for this reason; `receive` tells the provider.
     void fail(const std::exception_ptr& failure, std::optional<websocket::CloseCode> code);
+
     const net::Handle connection_;
     websocket::FrameSender sender_;
     websocket::StreamEnds ends_;
