@@ -1,10 +1,7 @@
 #include "server/PocoRequestHandler.h"
 
-#include <memory>
-
 #include "server/PocoHttpServer.h"
 #include "server/http/HttpConnection.h"
-#include "server/http/RequestExchange.h"
 #include "server/http/ServedRequest.h"
 
 namespace connector::http {
@@ -15,7 +12,7 @@ void PocoRequestHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
                                        Poco::Net::HTTPServerResponse& /*response*/)
 {
     auto& connection = static_cast<ServedRequest&>(request).connection(); // the one kind there is
-    connection.begin(std::make_unique<RequestExchange>(server_, connection));
+    connection.beginExchange(server_);
 }
 
 } // namespace connector::http

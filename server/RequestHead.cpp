@@ -14,6 +14,9 @@ namespace {
 
 using common::equalsIgnoreCaseAscii;
 
+/// Room that is taken in advance; a browser sends about as many.
+constexpr std::size_t kUsualFields = 16;
+
 [[noreturn]] void refuse(const char* text)
 {
     throw RequestRefusal(400, text);
@@ -55,6 +58,7 @@ void RequestHead::assign(std::string_view text, const RequestLimits& limits)
 {
     text_ = text;
     fields_.clear();
+    fields_.reserve(kUsualFields);
     std::string_view rest = text_;
     parseRequestLine(takeLine(rest));
     for (auto line = takeLine(rest); !line.empty(); line = takeLine(rest)) {

@@ -20,8 +20,7 @@ struct BodyFraming
     [[nodiscard]] bool hasBody() const noexcept { return chunked || length > 0; }
 };
 
-/// The head of the request that a connection is at: checked, and cut into its parts. One object
-/// serves all requests of a connection in turn, so that its memory is taken once.
+/// The head of a request: checked, and cut into its parts.
 class RequestHead
 {
 public:

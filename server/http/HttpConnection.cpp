@@ -176,23 +176,17 @@ void HttpConnection::beginRequest(std::string_view head)
     scanner_ = HeadScanner(service_.limits.request);
     headBegan_ = {};
     first_ = false;
-    head_ = std::make_unique<RequestHead>();
-    head_->assign(head, service_.limits.request);
+    head_.emplace().assign(head, service_.limits.request);
     const std::unique_ptr<Poco::Net::HTTPRequestHandler> handler(
         service_.handlers->createRequestHandler(served_));
     handler->handleRequest(served_, served_.response());
-    if (exchange_ == nullptr) {
+    if (!exchange_.has_value()) {
         close();
     } else if (exchange_->phase() == RequestExchange::Phase::AwaitsBody) {
         beginBody();
     } else {
         enter(State::Handling);
     }
-}
-
-void HttpConnection::begin(std::unique_ptr<RequestExchange> exchange)
-{
-    exchange_ = std::move(exchange);
 }
 
 void HttpConnection::beginBody()

@@ -61,8 +61,8 @@ public:
 
     [[nodiscard]] net::Handle handle() const;
 
-    /// The exchange of the current request; set by its handler.
-    void begin(std::unique_ptr<RequestExchange> exchange);
+    /// Begins the exchange of the current request.
+    void beginExchange(PocoHttpServer& server) { exchange_.emplace(server, *this); }
 
 private:
     enum class State
@@ -126,10 +126,10 @@ private:
     std::size_t lingered_ = 0;
     TransferPace pace_;
 
-    ServedRequest served_;              ///< What POCO's handlers are given.
-    std::unique_ptr<RequestHead> head_; ///< While there is a request.
-    std::optional<RequestBody> body_;   ///< While it is received.
-    std::unique_ptr<RequestExchange> exchange_;
+    ServedRequest served_;            ///< What POCO's handlers are given.
+    std::optional<RequestHead> head_; ///< While there is a request.
+    std::optional<RequestBody> body_; ///< While it is received.
+    std::optional<RequestExchange> exchange_;
     OutgoingAnswer output_;
 
     std::shared_ptr<PocoWebSocket> webSocket_; ///< From the upgrade on.

@@ -33,7 +33,7 @@ void HttpConnection::stop()
     if (state_ == State::Upgraded) {
         return;
     }
-    if (exchange_ != nullptr) {
+    if (exchange_.has_value()) {
         exchange_->abandon();
     }
     abort();
