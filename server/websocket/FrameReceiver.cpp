@@ -41,7 +41,7 @@ std::optional<WebSocketFrame> FrameReceiver::next()
 
 FrameReceiver::Input FrameReceiver::receive(std::span<char> scratch, std::size_t limit)
 {
-    early_ = {};
+    std::string().swap(early_); // an assignment would keep the memory
     return namingLackOfMemory([&] { return doReceive(scratch, limit); });
 }
 

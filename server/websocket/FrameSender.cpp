@@ -11,12 +11,26 @@ namespace connector::http::websocket {
 
 namespace {
 
-/// What is loaded at a time: pongs overtake the rest.
+/// Data frames that are loaded at a time. Pongs can overtake the others.
 constexpr std::size_t kLoadPieces = 64;
 constexpr std::size_t kLoadBytes = 262'144;
 
 /// What one flush sends at most.
 constexpr std::size_t kFlushBytes = 4'194'304;
+
+/// Releases a lock as long as it lives.
+class Unlocked
+{
+public:
+    explicit Unlocked(std::unique_lock<std::mutex>& lock) : lock_(lock) { lock_.unlock(); }
+    ~Unlocked() { lock_.lock(); }
+
+    Unlocked(const Unlocked&) = delete;
+    Unlocked& operator=(const Unlocked&) = delete;
+
+private:
+    std::unique_lock<std::mutex>& lock_;
+};
 
 } // namespace
 
@@ -44,17 +58,37 @@ FrameSender::Flushed FrameSender::send(WebSocketFrame&& frame)
 
 void FrameSender::doQueue(WebSocketFrame&& frame)
 {
+    if (frame.payload.size() > kSendFrameSize) {
+        doQueueFragments(std::move(frame));
+        return;
+    }
+    const auto body = frame.payload.view();
+    doPush({FrameHead(frame.flags, body.size()), body, std::move(frame.payload), true, true});
+}
+
+/// Queues all fragments or, short of memory, none: the last one owns the payload of the others.
+void FrameSender::doQueueFragments(WebSocketFrame&& frame)
+{
+    std::vector<Piece> fragments;
     auto rest = frame.payload.view();
     auto flags = frame.flags;
     while (rest.size() > kSendFrameSize) {
-        const auto fragment = rest.substr(0, kSendFrameSize);
-        doPush({FrameHead(flags & ~kFinalBit, fragment.size()), fragment, {}, false, true});
-        rest.remove_prefix(fragment.size());
+        const auto body = rest.substr(0, kSendFrameSize);
+        fragments.push_back({FrameHead(flags & ~kFinalBit, body.size()), body, {}, false, true});
+        rest.remove_prefix(body.size());
         flags = Continuation;
     }
-    // A fragment that a provider hands on is not the message's last.
+    // A provider may itself send one message in several frames: only its last one has the bit.
     flags = static_cast<std::uint8_t>(flags | (frame.flags & kFinalBit));
-    doPush({FrameHead(flags, rest.size()), rest, std::move(frame.payload), true, true});
+    fragments.push_back(
+        {FrameHead(flags, rest.size()), rest, std::move(frame.payload), true, true});
+    std::size_t cost = 0;
+    for (const auto& fragment : fragments) {
+        cost += fragment.cost();
+    }
+    data_.insert(data_.end(), std::move_iterator(fragments.begin()),
+                 std::move_iterator(fragments.end()));
+    queuedBytes_ += cost;
 }
 
 void FrameSender::doPush(Piece&& piece)
@@ -62,7 +96,7 @@ void FrameSender::doPush(Piece&& piece)
     const auto cost = piece.cost();
     if (flushing_ || doHasLoaded() || !data_.empty() || !pongs_.empty()) {
         data_.push_back(std::move(piece));
-    } else { // mostly; saves the way through the queue
+    } else { // the usual case, which needs no queue
         loaded_.clear();
         current_ = 0;
         loaded_.push_back(std::move(piece));
@@ -117,39 +151,43 @@ FrameSender::Flushed FrameSender::doFlush(std::unique_lock<std::mutex>& lock)
 {
     flushing_ = true;
     blocked_ = false;
-    std::size_t sent = 0;
-    while (!blocked_ && doLoad()) {
-        lock.unlock();
-        std::size_t written = 0;
-        std::size_t released = 0;
-        std::string failure;
-        try {
-            written = writeLoaded();
-            released = discardSent(written);
-        } catch (const std::exception& thrown) {
-            failure = thrown.what();
+    try {
+        std::size_t sent = 0;
+        while (!blocked_ && doLoad()) {
+            const auto written = doWrite(lock);
+            sent += written;
+            if (written == 0 && !stalled_) {
+                stalledSince_ = Clock::now();
+            }
+            stalled_ = written == 0;
+            // The thread has other things to do as well.
+            blocked_ = stalled_ || (sent >= kFlushBytes && doLoad());
         }
-        lock.lock();
-        if (!failure.empty()) {
-            doFail(failure);
-            break;
-        }
-        sent += written;
-        queuedBytes_ -= released;
-        if (written == 0 && !stalled_) {
-            stalledSince_ = Clock::now();
-        }
-        stalled_ = written == 0;
-        // The thread has other things to do as well.
-        blocked_ = stalled_ || (sent >= kFlushBytes && doLoad());
+    } catch (const std::exception& failure) {
+        doFail(failure.what());
     }
     flushing_ = false;
     if (ended_) {
         flushed_.notify_all();
     }
     auto flushed = doTellRoom();
-    flushed.stuck = blocked_ || !failure_.empty();
+    flushed.stuck = blocked_ || failed_;
     return flushed;
+}
+
+/// Writes once what is loaded, without the lock.
+/// @return how many bytes.
+std::size_t FrameSender::doWrite(std::unique_lock<std::mutex>& lock)
+{
+    std::size_t written = 0;
+    std::size_t released = 0;
+    {
+        const Unlocked unlocked(lock);
+        written = writeLoaded();
+        released = discardSent(written);
+    }
+    queuedBytes_ -= released;
+    return written;
 }
 
 FrameSender::Flushed FrameSender::doTellRoom()
@@ -169,6 +207,7 @@ bool FrameSender::doLoad()
     if (pongs_.empty() && data_.empty()) {
         return false;
     }
+    loaded_.reserve(pongs_.size() + std::min(data_.size(), kLoadPieces)); // nothing fails below
     std::move(pongs_.begin(), pongs_.end(), std::back_inserter(loaded_));
     pongs_.clear();
     pongBytes_ = 0;
@@ -216,16 +255,28 @@ std::size_t FrameSender::discardSent(std::size_t count)
     return released;
 }
 
-void FrameSender::doFail(const std::string& reason)
+void FrameSender::doFail(const char* reason) noexcept
 {
-    const auto& piece = loaded_.at(current_);
-    const auto headSize = piece.head.view().size();
-    failure_ = piece.isLast ? "Unable to send final frame of websocket data: "
-                            : "Unable to send websocket continuation frame: ";
-    failure_ += std::to_string(offset_ - std::min(offset_, headSize)) + " of " +
-                std::to_string(piece.body.size()) + " bytes sent, " + reason;
+    try {
+        failure_ = doDescribeFailure(reason);
+    } catch (const std::exception&) {
+        failure_ = "Out of memory!"; // needs none: it fits into the string object
+    }
     failed_ = true;
     doDrop();
+}
+
+std::string FrameSender::doDescribeFailure(const char* reason) const
+{
+    if (!doHasLoaded()) {
+        return reason;
+    }
+    const auto& piece = loaded_[current_];
+    const auto headSize = piece.head.view().size();
+    return std::string(piece.isLast ? "Unable to send final frame of websocket data: "
+                                    : "Unable to send websocket continuation frame: ") +
+           std::to_string(offset_ - std::min(offset_, headSize)) + " of " +
+           std::to_string(piece.body.size()) + " bytes sent, " + reason;
 }
 
 void FrameSender::doDrop()

@@ -24,7 +24,7 @@ namespace connector::http::websocket {
 /// queued meanwhile it takes along.
 ///
 /// Pongs overtake data between two frames, the close frame comes last. A failed write ends the
-/// sender: it drops what is queued and takes nothing more.
+/// sender: it drops what is queued and takes nothing more. So does a lack of memory while it sends.
 class FrameSender
 {
 public:
@@ -85,7 +85,7 @@ private:
     {
         FrameHead head;
         std::string_view body;
-        common::DataBuffer owner; ///< Of the body; of an earlier piece's too.
+        common::DataBuffer owner; ///< Holds the body, and those of the fragments in front.
         bool isLast;              ///< Of the frame that was queued.
         bool isData;              ///< Counted in `queuedBytes_`.
 
@@ -96,14 +96,17 @@ private:
     };
 
     void doQueue(WebSocketFrame&& frame);
+    void doQueueFragments(WebSocketFrame&& frame);
     void doPush(Piece&& piece);
     Flushed doFlush(std::unique_lock<std::mutex>& lock);
+    std::size_t doWrite(std::unique_lock<std::mutex>& lock);
     Flushed doTellRoom();
     bool doLoad();
     bool doHasLoaded() const { return current_ < loaded_.size(); }
-    void doFail(const std::string& reason);
+    void doFail(const char* reason) noexcept;
+    [[nodiscard]] std::string doDescribeFailure(const char* reason) const;
     void doDrop();
-    bool doTakesMore() const { return !closing_ && !ended_ && failure_.empty(); }
+    bool doTakesMore() const { return !closing_ && !ended_ && !failed_; }
     std::size_t writeLoaded();
     std::size_t discardSent(std::size_t count);
 

@@ -6,6 +6,7 @@
 #include "server/websocket/FrameReceiver.h"
 #include "server/websocket/FrameSender.h"
 #include "server/websocket/WebSocketLimits.h"
+#include "tests/support/FailingMemory.h"
 #include "tests/support/FailureText.h"
 
 namespace connector::http::websocket {
@@ -143,6 +144,31 @@ TEST_F(WebSocketSenderTest, NamesALackOfMemoryForAFrame)
 {
     FrameReceiver receiver(transport, "", kReceiveLimit);
     EXPECT_EQ(test::failureOf([&] { return receiver.receive({}, 1); }), "Out of memory!");
+    transport.allowed = 0;
+    sender.send(frame(1));
+    bool queued = false;
+    for (int allowed = 0; !queued; ++allowed) { // all fragments are queued, or none
+        auto large = frame(5'000'000);
+        const test::FailingMemory shortage(allowed);
+        try {
+            sender.queue(std::move(large));
+            queued = true;
+        } catch (const std::bad_alloc&) {
+        }
+    }
+    transport.allowed = std::size_t{1} << 30U;
+    while (sender.resume().stuck) {
+    }
+    EXPECT_EQ(transport.written.size(), 3 + 5'000'000 + 30);
+    for (int i = 0; i < 100; ++i) {
+        sender.queue(frame(1));
+    }
+    {
+        const test::FailingMemory shortage;
+        EXPECT_TRUE(sender.flush().stuck);
+    }
+    EXPECT_EQ(sender.failure(), "std::bad_alloc");
+    sender.end(); // would hang if the flush had not ended
 }
 
 TEST_F(WebSocketSenderTest, TellsWhichFrameFailedAndWhere)
