@@ -109,9 +109,9 @@ Parameter decodeParameter(std::string_view piece)
     return {common::toLowerAscii(decode(name)), decode(value)};
 }
 
-/// Adds many parameters at no more than the cost of sorting them, whatever their names: a client
-/// may have chosen names of one hash value. Equal names follow each other, so that none is searched
-/// for behind others of its bucket, and a bucket takes few different names.
+/// Adds many parameters at about the cost of sorting them. A client may choose names that share one
+/// bucket of the hash table, which each insertion searches: equal names are inserted one after
+/// another, and a bucket with many different names is refused.
 void addSorted(std::vector<Parameter> parameters, StringMultimap& into)
 {
     constexpr int kMaxNamesInBucket = 32;
@@ -139,8 +139,8 @@ RequestTarget parseTarget(std::string_view target)
     const auto mark = std::min(target.find('?'), target.size());
     const auto path = target.substr(0, mark);
     const auto query = target.substr(std::min(mark + 1, target.size()));
-    // The common target needs no decoding, and a "//" in front would be an authority's: a tenth of
-    // the library's instructions.
+    // The common target needs no decoding by POCO, which takes far longer. A leading "//" would
+    // begin an authority.
     if (path.starts_with('/') && !path.starts_with("//") && isPlain(path) && isPlain(query)) {
         return {std::string(path), std::string(query), std::string(query)};
     }
@@ -173,7 +173,7 @@ std::string normalisePath(std::string path)
 
 StringMultimap parseParameters(std::string_view rawQuery, const RequestLimits& limits)
 {
-    /// So few that their names don't matter.
+    /// Up to so many, colliding names are cheap.
     constexpr std::size_t kFew = 32;
     StringMultimap parameters;
     if (rawQuery.empty()) {
@@ -218,13 +218,14 @@ StringMultimap collectCookies(const RequestHead& head, const RequestLimits& limi
     return cookies;
 }
 
-std::unique_ptr<HttpRequest> makeRequest(const RequestHead& head, std::string baseUrl, bool local)
+std::unique_ptr<HttpRequest> makeRequest(const RequestHead& head, std::string baseUrl, bool local,
+                                         const RequestLimits& limits)
 {
     auto target = parseTarget(head.target());
     return std::make_unique<HttpRequest>(
         std::move(baseUrl), normalisePath(std::move(target.path)), std::move(target.query),
         common::toLowerAscii(std::string(head.method())), collectHeaders(head),
-        collectCookies(head), parseParameters(target.rawQuery), local, nullptr);
+        collectCookies(head, limits), parseParameters(target.rawQuery, limits), local, nullptr);
 }
 
 bool isLocalAddress(const Poco::Net::IPAddress& address)

@@ -46,7 +46,8 @@ StringMultimap collectCookies(const RequestHead& head, const RequestLimits& limi
 /// @param baseUrl goes into the message as it is.
 /// @param local whether the client is on this machine.
 /// @throws what the functions above throw.
-std::unique_ptr<HttpRequest> makeRequest(const RequestHead& head, std::string baseUrl, bool local);
+std::unique_ptr<HttpRequest> makeRequest(const RequestHead& head, std::string baseUrl, bool local,
+                                         const RequestLimits& limits);
 
 /// Whether a client at @p address is on this machine: a loopback address, or the IPv4 loopback
 /// address 127.0.0.1 as an IPv6 socket shows it.

@@ -45,7 +45,9 @@ RequestExchange::RequestExchange(PocoHttpServer& server, HttpConnection& connect
         answerStarting();
         return;
     }
-    guard([this] { request_ = makeRequest(head_, baseUrl(), connection_.isLocal()); });
+    guard([this] {
+        request_ = makeRequest(head_, baseUrl(), connection_.isLocal(), server_.limits_.request);
+    });
 }
 
 RequestExchange::~RequestExchange()

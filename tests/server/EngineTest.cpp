@@ -175,7 +175,7 @@ TEST_F(EngineTest, TheConnectionThatIsIdleForLongestMakesRoom)
     }
 }
 
-TEST_F(EngineTest, ClientsThatAreTooSlowAreCutOff)
+TEST_F(EngineTest, ClientsBeyondALimitAreCutOff)
 {
     using std::chrono::milliseconds;
     constexpr milliseconds kShort{20};
@@ -187,6 +187,8 @@ TEST_F(EngineTest, ClientsThatAreTooSlowAreCutOff)
         {{.transferTimeout = kShort}, put + "part", "HTTP/1.1 408 "},
         {{.firstByteTimeout = kShort}, "", ""},
         {{.keepAliveTimeout = kShort}, makeRequest("GET", "/"), "HTTP/1.1 200 "},
+        {{.request = {.parameters = 1}}, makeRequest("GET", "/?a&b"), "HTTP/1.1 400 "},
+        {{.request = {.cookies = 0}}, makeRequest("GET", "/", "Cookie: a=1\r\n"), "HTTP/1.1 431 "},
     };
     for (const auto& [limits, sent, answer] : cases) {
         SCOPED_TRACE(&limits - &std::get<0>(cases[0]));
