@@ -1,43 +1,15 @@
 #include "server/RequestHead.h"
 
-#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
-#include <new>
+#include <optional>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "server/HeadScanner.h"
 #include "server/RequestRefusal.h"
-
-namespace {
-
-thread_local bool memoryIsFull = false;
-
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    auto* const memory = memoryIsFull ? nullptr : std::malloc(size);
-    return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
-{
-    return std::malloc(size);
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
+#include "tests/support/FailingMemory.h"
 
 namespace connector::http {
 namespace {
@@ -169,18 +141,18 @@ TEST(RequestHead, RefusesWithoutMemory)
 {
     RequestHead head;
     head.assign("GET /a HTTP/1.1\r\nHost: a\r\n\r\n"); // takes what it needs for the next
-    memoryIsFull = true;
+    std::optional<RefusalAnswer> answer;
+    std::optional<test::FailingMemory> shortage(0);
     try {
         head.assign("GET / HTTP/1.1\r\nHost: @\r\n\r\n");
     } catch (const RequestRefusal& refusal) {
-        const RefusalAnswer answer(refusal);
-        memoryIsFull = false;
-        EXPECT_THAT(std::string(answer.text()),
-                    testing::StartsWith("HTTP/1.1 400 Bad Request\r\n"));
-        EXPECT_THAT(std::string(answer.text()),
-                    testing::EndsWith("Content-Length: 21\r\n\r\nMalformed Host field."));
+        answer.emplace(refusal);
     }
-    EXPECT_FALSE(std::exchange(memoryIsFull, false)) << "not refused";
+    shortage.reset();
+    EXPECT_THAT(
+        std::string(answer.value().text()),
+        testing::AllOf(testing::StartsWith("HTTP/1.1 400 Bad Request\r\n"),
+                       testing::EndsWith("Content-Length: 21\r\n\r\nMalformed Host field.")));
 }
 
 } // namespace

@@ -21,6 +21,12 @@ void* operator new(std::size_t size)
     return FailingMemory::allocate(size);
 }
 
+// Replaced as well: otherwise AddressSanitizer would have its own, whose memory is not to be freed.
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    return std::malloc(size);
+}
+
 void operator delete(void* memory) noexcept
 {
     std::free(memory);
