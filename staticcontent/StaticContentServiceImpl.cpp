@@ -7,6 +7,7 @@
 #include <boost/regex.hpp>
 
 #include "contract/common/Log.h"
+#include "contract/common/LogRateLimit.h"
 #include "contract/common/Text.h"
 #include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
@@ -25,6 +26,7 @@ namespace {
 using configuration::Value;
 
 constexpr common::Log kLog("connector::http::staticContent");
+constinit common::LogRateLimit shortages; // one for the process, as there is one log
 constexpr const char* kDirectoryListingKey = "connector.directoryListing";
 
 void requireAlphanumeric(const std::string& route)
@@ -116,11 +118,9 @@ void StaticContentServiceImpl::followDirectoryListing()
         *configuration_->subscribe(kDirectoryListingKey),
         [flag = directoryListing_, attached](Value&& value) {
             if (!*attached && boost::get<bool>(&value) == nullptr) {
-                // Thrown from here, it would leave the constructor, and nothing would be
-                // subscribed.
-                kLog.write(common::Level::Error, std::string("The setting ") +
-                                                     kDirectoryListingKey +
-                                                     " is no boolean and is ignored.");
+                // Still in the constructor, which would fail by the exception below.
+                kLog.write(common::Level::Error, "The setting ", kDirectoryListingKey,
+                           " is no boolean and is ignored.");
                 return;
             }
             *flag = boost::get<bool>(value);
@@ -144,7 +144,9 @@ Future<std::unique_ptr<Message>> StaticContentServiceImpl::doGetHead(const HttpR
             break;
         }
     } catch (const filesystem::ResourceShortage& shortage) {
-        kLog.write(common::Level::Error, std::string("Cannot serve a file: ") + shortage.what());
+        if (shortages.admits(kLog, common::Level::Error)) {
+            kLog.write(common::Level::Error, "Cannot serve a file: ", shortage.what());
+        }
         return makeShortageResponse();
     } catch (const std::bad_alloc&) {
         return makeShortageResponse();
