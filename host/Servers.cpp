@@ -73,7 +73,7 @@ Servers::~Servers()
         // The manager holds the bus, and the bus its providers.
         connector_->unregisterProvider(kServerManager, manager_);
     } catch (const std::exception& failure) {
-        kLog.write(common::Level::Error, std::string("Cannot stop the servers: ") + failure.what());
+        kLog.write(common::Level::Error, "Cannot stop the servers: ", failure.what());
     }
 }
 

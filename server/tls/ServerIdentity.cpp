@@ -96,7 +96,8 @@ void requireUsable(const ServerIdentity& identity, const std::wstring& keyFile)
     std::string reason;
     if (EVP_PKEY_get_base_id(identity.key.get()) != EVP_PKEY_RSA) {
         reason = "not an RSA key";
-    } else if (SSL_CTX_use_certificate(trial.get(), identity.certificate.get()) != 1 ||
+    } else if (trial == nullptr ||
+               SSL_CTX_use_certificate(trial.get(), identity.certificate.get()) != 1 ||
                SSL_CTX_use_PrivateKey(trial.get(), identity.key.get()) != 1) {
         reason = errors.takeReason();
     }
