@@ -23,13 +23,13 @@ using Poco::Net::SecureStreamSocket;
 using Poco::Net::SocketAddress;
 using Poco::Net::StreamSocket;
 
-/// What every network carries in one piece.
+/// Bytes that fit into one TCP segment on every usual network.
 constexpr std::size_t kOneSegment = 1200;
-/// The library counts bytes in int.
+/// POCO counts bytes in int.
 constexpr std::size_t kMaxTransfer = std::size_t{1} << 30U;
 
-/// Not the library's poll, which makes a descriptor for each call.
-/// @return what has happened; 0 when nothing has.
+/// Used instead of POCO's poll, which opens a descriptor for each call.
+/// @return the events; 0 after the timeout.
 short pollFor(int descriptor, short events, std::chrono::milliseconds timeout)
 {
     pollfd watched{descriptor, events, 0};
@@ -140,7 +140,7 @@ std::size_t UpstreamConnection::receive(char* into, std::size_t count)
 {
     for (;;) {
         if (receiveEvents_ == 0) {
-            (void)remainingTime(); // an answer that never pauses needs no wait
+            static_cast<void>(remainingTime()); // the deadline also ends an answer without pauses
             if (const auto received = receiveSome(into, count)) {
                 return *received;
             }

@@ -96,7 +96,7 @@ void Shutdown::wait() const
 void Shutdown::ending(const std::string& what)
 {
     const std::lock_guard lock(mutex_);
-    late_ = "connector-host: " + what + " did not end in time.\n";
+    lateLine_ = "connector-host: " + what + " did not end in time.\n";
 }
 
 void Shutdown::watch()
@@ -108,7 +108,7 @@ void Shutdown::watch()
     if (!changed_.wait_for(lock, kLongestEnd, [this] { return ended_; })) {
         pollfd errors = {STDERR_FILENO, POLLOUT, 0};
         if (poll(&errors, 1, 0) == 1) { // otherwise nobody reads it, and the write would block
-            static_cast<void>(!write(STDERR_FILENO, late_.data(), late_.size()));
+            static_cast<void>(!write(STDERR_FILENO, lateLine_.data(), lateLine_.size()));
         }
         std::_Exit(kForcedEnd);
     }

@@ -58,7 +58,7 @@ private:
     std::stop_source requested_;
     std::mutex mutex_; ///< Guards the next two.
     bool ended_ = false;
-    std::string late_; ///< The whole line, since the end may come for want of memory.
+    std::string lateLine_; ///< Built in advance: a forced end may find no memory.
     std::condition_variable changed_;
     std::thread watcher_;
 };

@@ -10,7 +10,7 @@ namespace connector::http {
 namespace {
 
 /// The size of the head that @p input begins with, its empty line included.
-/// @param searched how much of @p input earlier calls have searched in vain.
+/// @param searched how many bytes of @p input earlier calls have searched without a result.
 std::optional<std::size_t> findHeadEnd(std::string_view input, std::size_t searched)
 {
     // The line end before the empty line may have been searched already.

@@ -61,10 +61,11 @@ public:
 
     [[nodiscard]] bool isHttp10() const noexcept { return version_ == "HTTP/1.0"; }
 
-    /// Whether the client means to send further requests on its connection (RFC 9112 section 9.3).
+    /// Whether the connection persists behind the answer (RFC 9112 section 9.3).
     [[nodiscard]] bool keepsAlive() const noexcept;
 
-    /// Whether the client waits for leave to send the body (RFC 9110 section 10.1.1).
+    /// Whether the client waits for 100 Continue before it sends the body (RFC 9110
+    /// section 10.1.1).
     [[nodiscard]] bool awaitsContinue() const noexcept;
 
 private:

@@ -22,7 +22,7 @@ constexpr int kReaderCheckMs = 50;
 
 constexpr std::size_t kMaxPolled = 4;
 
-/// More outputs than these make a queueing allocate.
+/// Queueing allocates memory only if more outputs than these have text.
 constexpr std::size_t kExpectedOutputs = 16;
 
 bool isRegularFile(int descriptor)
@@ -37,8 +37,9 @@ std::uint64_t countLines(std::string_view text)
     return static_cast<std::uint64_t>(std::ranges::count(text, '\n'));
 }
 
-/// What goes out in one call. A file takes everything. Elsewhere a readable end is only certain to
-/// take PIPE_BUF bytes without blocking, and whole lines do not mix with those of other processes.
+/// The part of @p text to write in one call. A file takes all of it. A pipe that is ready takes
+/// PIPE_BUF bytes for certain without blocking; whole lines do not mix with those of other
+/// processes.
 std::string_view nextChunk(std::string_view text, bool regularFile)
 {
     if (regularFile || text.size() <= PIPE_BUF) {
@@ -80,7 +81,7 @@ OutputWriter::Queue::~Queue()
 
 OutputWriter& OutputWriter::instance()
 {
-    static auto& writer = *new OutputWriter; // kept for ever on purpose
+    static auto& writer = *new OutputWriter; // never destroyed, on purpose
     return writer;
 }
 
@@ -133,16 +134,16 @@ bool OutputWriter::put(const std::shared_ptr<Queue>& queue, std::string_view tex
     return true;
 }
 
-bool OutputWriter::flush(std::chrono::milliseconds patience)
+bool OutputWriter::flush(std::chrono::milliseconds timeout)
 {
     Lock lock(mutex_);
     if (!busy_.empty()) {
         doStart(lock);
     }
-    return drained_.wait_for(lock, patience, [this] { return busy_.empty(); });
+    return drained_.wait_for(lock, timeout, [this] { return busy_.empty(); });
 }
 
-/// Should there be no thread to be had, the next text tries again.
+/// If no thread can be started, the next text tries again.
 void OutputWriter::doStart(Lock& /*lock*/)
 {
     if (!started_) {
@@ -180,20 +181,21 @@ void OutputWriter::run()
     }
 }
 
-/// Serves each output once. @return whether one of them went on.
+/// Serves each output once.
+/// @return whether any of them took text.
 bool OutputWriter::doRound(Lock& lock)
 {
-    auto wentOn = false;
+    auto progressed = false;
     for (std::size_t index = 0; index < busy_.size(); ++index) {
         const auto queue = busy_[index]; // others may be added meanwhile
-        wentOn |= doServe(lock, queue);
+        progressed |= doServe(lock, queue);
     }
     std::erase_if(busy_, [](const std::shared_ptr<Queue>& queue) { return !queue->busy; });
     drained_.notify_all();
-    return wentOn;
+    return progressed;
 }
 
-/// Lets go of the lock while it writes.
+/// Releases the lock while it writes.
 bool OutputWriter::doServe(Lock& lock, const std::shared_ptr<Queue>& queue)
 {
     if (!queue->writing) {

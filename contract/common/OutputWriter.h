@@ -61,7 +61,7 @@ public:
              const std::stop_token& stop);
 
     /// See QueuedOutput::flush.
-    bool flush(std::chrono::milliseconds patience);
+    bool flush(std::chrono::milliseconds timeout);
 
 private:
     using Lock = std::unique_lock<std::mutex>;

@@ -11,13 +11,13 @@ namespace {
 
 constexpr Log kLog("connector::common");
 
-/// What an end of the process in order waits for outputs that are not read.
-constexpr std::chrono::milliseconds kLastPatience{200};
+/// How long a normal end of the process waits for outputs that are not read.
+constexpr std::chrono::milliseconds kFlushTimeout{200};
 
 void reportDroppedOutput(std::uint64_t lines) noexcept
 {
-    kLog.write(Level::Warning, "Lines of standard output that nobody read in time and that were ",
-               "dropped: ", std::to_string(lines));
+    kLog.write(Level::Warning, "Dropped lines of standard output, which nobody read in time: ",
+               std::to_string(lines));
 }
 
 /// Constructed when the library is loaded, so it is destroyed after everything that uses it.
@@ -30,7 +30,7 @@ struct FlushAtEnd
     ~FlushAtEnd()
     {
         try {
-            QueuedOutput::flush(kLastPatience);
+            QueuedOutput::flush(kFlushTimeout);
         } catch (...) { // NOLINT(bugprone-empty-catch)
             // The process ends, and has nobody to tell.
         }
@@ -51,7 +51,7 @@ QueuedOutput::QueuedOutput(int descriptor, Ownership ownership,
 
 QueuedOutput& QueuedOutput::standardOutput()
 {
-    static auto& output = // kept for ever on purpose
+    static auto& output = // never destroyed, on purpose
         *new QueuedOutput(STDOUT_FILENO, Ownership::Borrowed, &reportDroppedOutput);
     return output;
 }
@@ -70,9 +70,9 @@ bool QueuedOutput::put(std::string_view text, const std::stop_token& stop) const
     return OutputWriter::instance().put(queue_, text, stop);
 }
 
-bool QueuedOutput::flush(std::chrono::milliseconds patience)
+bool QueuedOutput::flush(std::chrono::milliseconds timeout)
 {
-    return OutputWriter::instance().flush(patience);
+    return OutputWriter::instance().flush(timeout);
 }
 
 } // namespace connector::common

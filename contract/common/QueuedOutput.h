@@ -42,13 +42,13 @@ public:
 
     /// Queues text and blocks until it is written, or lost because the output failed: for a thread
     /// whose only business is this output.
-    /// @param stop gives up the wait. What is queued by then stays so, the rest is dropped.
-    /// @return whether it was not given up.
+    /// @param stop ends the wait. What is queued by then stays queued, the rest is dropped.
+    /// @return false if the wait was ended so.
     bool put(std::string_view text, const std::stop_token& stop) const;
 
     /// Waits until all outputs of the process have written what is queued.
-    /// @return false if that took longer than @p patience.
-    static bool flush(std::chrono::milliseconds patience);
+    /// @return false if that took longer than @p timeout.
+    static bool flush(std::chrono::milliseconds timeout);
 
 private:
     const std::shared_ptr<OutputWriter::Queue> queue_;

@@ -22,10 +22,9 @@ namespace connector::common {
 /// Whether `utf8ToWide` would take @p text. Runs of ASCII pass eight bytes at a time.
 [[nodiscard]] CONNECTOR_API bool isValidUtf8(std::string_view text) noexcept;
 
-/// @return @p text with its control characters (C0, DEL, C1) escaped, "\n" as two characters and
-/// the
-///         bytes of others as "\x1B". In a text that is not UTF-8 every byte from 0x80 on is
-///         escaped.
+/// @return @p text with its control characters (C0, DEL, C1) escaped: a line feed as "\n", the
+/// bytes
+///         of others as "\x1B". In a text that is not UTF-8 every byte from 0x80 on is escaped.
 [[nodiscard]] CONNECTOR_API std::string escapeControls(std::string text);
 
 /// Lower-cases A-Z and nothing else.

@@ -12,9 +12,8 @@ namespace connector::http {
 /// file, which `removeUnfinished` removes. Blocks for the disk.
 ///
 /// @param path where the file is, UTF-8; a symbolic link there is replaced, not followed.
-/// @param mode the permissions of the file, whatever the process' mask. It has no other at any
-/// time,
-///        except that it begins with 0600.
+/// @param mode the permissions of the file, whatever the process' mask. Until they are set, the
+///        file has 0600.
 /// @throws std::system_error "Cannot write " + path + ": " + reason; the old content stays.
 void replaceFile(const std::string& path, std::string_view content, mode_t mode);
 

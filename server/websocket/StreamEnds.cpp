@@ -21,7 +21,7 @@ bool StreamEnds::connectUpstream(const std::shared_ptr<Subscription>& subscripti
 
 void StreamEnds::releaseUpstream()
 {
-    std::shared_ptr<Subscription> released; // outside the lock
+    std::shared_ptr<Subscription> released; // destroyed without the lock
     const std::lock_guard lock(mutex_);
     released.swap(upstream_);
 }
@@ -76,7 +76,7 @@ void StreamEnds::addDemand(std::uint64_t n)
 
 void StreamEnds::cancelDownstream()
 {
-    std::shared_ptr<FrameSubscriber> released; // outside the lock
+    std::shared_ptr<FrameSubscriber> released; // destroyed without the lock
     const std::lock_guard lock(mutex_);
     cancelled_ = true;
     released.swap(downstream_);
