@@ -44,14 +44,6 @@ TEST(Text, RefusesWhatIsNotUnicode)
     }
 }
 
-TEST(Text, LowerCasesAsciiAlone)
-{
-    EXPECT_EQ(toLowerAscii("AZ az @[ \xC3\x84"), "az az @[ \xC3\x84");
-    EXPECT_TRUE(equalsIgnoreCaseAscii("Content-TYPE", "content-type"));
-    EXPECT_FALSE(equalsIgnoreCaseAscii("a", "ab"));
-    EXPECT_FALSE(equalsIgnoreCaseAscii("@", "`"));
-}
-
 TEST(RandomString, DrawsFromItsAlphabetAndRepeatsInNoThread)
 {
     std::array<std::set<std::string>, 2> made;

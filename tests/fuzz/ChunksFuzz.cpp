@@ -1,12 +1,10 @@
 #include <array>
 #include <charconv>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
-#include "client/ResponseReader.h"
 #include "server/RequestRefusal.h"
-#include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/ReadAnswer.h"
 #include "tests/fuzz/ReadBody.h"
 
 namespace connector::fuzz {
@@ -23,18 +21,14 @@ std::optional<std::string> readAsServer(std::string_view input, std::size_t step
 
 std::optional<std::string> readAsClient(std::string_view input, std::size_t step)
 {
-    using namespace http::client;
-    Pieces pieces(input, step);
-    static ResponseReader::Buffer buffer;
-    ResponseReader reader(
-        [&pieces](char* into, std::size_t count) { return pieces.read(into, count); }, buffer);
-    try {
-        return std::string(reader.readBody({BodyFraming::Kind::Chunked, 0}).view());
-    } catch (const std::runtime_error& failure) {
-        require(std::string_view(failure.what()).starts_with("The upstream"),
-                "The client's texts begin so.");
-        return std::nullopt;
-    }
+    auto complete = false;
+    auto body = readAnswer(input, step, [&complete](http::client::ResponseReader& reader) {
+        using http::client::BodyFraming;
+        std::string all(reader.readBody({BodyFraming::Kind::Chunked, 0}).view());
+        complete = true;
+        return all;
+    });
+    return complete ? std::optional(std::move(body)) : std::nullopt;
 }
 
 /// A body in chunks of sizes that its first byte chooses.

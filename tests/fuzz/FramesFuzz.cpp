@@ -35,12 +35,12 @@ public:
         if (opcode == Close) {
             checkClose(frame.payload.view());
         }
-        seen_ += static_cast<char>(frame.flags);
-        seen_ += std::to_string(frame.payload.size()) + ":";
-        seen_ += frame.payload.view();
+        seen += static_cast<char>(frame.flags);
+        seen += std::to_string(frame.payload.size()) + ":";
+        seen += frame.payload.view();
     }
 
-    [[nodiscard]] std::string seen() const { return seen_; }
+    std::string seen;
 
 private:
     void addToMessage(std::string_view payload, std::uint8_t opcode, bool isFinal)
@@ -56,18 +56,12 @@ private:
 
     static void checkClose(std::string_view payload)
     {
-        try {
-            const auto code = parseClosePayload(payload);
-            require(payload.empty() ? code == NoStatus
-                                    : payload.starts_with(makeClosePayload(code).view()),
-                    "A close code that is written is the one that was read.");
-        } catch (const ClientFault& fault) {
-            require(fault.code() == ProtocolError || fault.code() == InvalidPayload,
-                    "A close frame's faults.");
-        }
+        const auto code = parseClosePayload(payload);
+        require(payload.empty() ? code == NoStatus
+                                : payload.starts_with(makeClosePayload(code).view()),
+                "A close code that is written is the one that was read.");
     }
 
-    std::string seen_;
     std::string message_;
     bool inMessage_ = false;
     bool isText_ = false;
@@ -94,12 +88,9 @@ std::string parse(std::string_view bytes, std::size_t step, bool inPlace)
             }
         }
     } catch (const ClientFault& fault) {
-        require(fault.code() == ProtocolError || fault.code() == InvalidPayload ||
-                    fault.code() == MessageTooBig,
-                "A frame's faults.");
-        return frames.seen() + "!" + std::to_string(fault.code()) + fault.what();
+        return frames.seen + "!" + std::to_string(fault.code()) + fault.what();
     }
-    return frames.seen() + (parser.isAtBoundary() ? "" : "...");
+    return frames.seen + (parser.isAtBoundary() ? "" : "...");
 }
 
 } // namespace
@@ -109,12 +100,12 @@ std::string parse(std::string_view bytes, std::size_t step, bool inPlace)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace connector;
-    const auto copied = fuzz::readInPieces(fuzz::textOf(data, size), [](auto bytes, auto step) {
-        return http::websocket::parse(bytes, step, false);
-    });
-    const auto inPlace = fuzz::readInPieces(fuzz::textOf(data, size), [](auto bytes, auto step) {
-        return http::websocket::parse(bytes, step, true);
-    });
-    fuzz::require(copied == inPlace, "Frames received in place are the same.");
+    std::string seen[2];
+    for (const bool inPlace : {false, true}) {
+        seen[inPlace] = fuzz::readInPieces(fuzz::textOf(data, size), [=](auto bytes, auto step) {
+            return http::websocket::parse(bytes, step, inPlace);
+        });
+    }
+    fuzz::require(seen[0] == seen[1], "Frames received in place are the same.");
     return 0;
 }

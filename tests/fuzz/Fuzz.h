@@ -33,26 +33,6 @@ inline std::string_view takeUntil(std::string_view& text, char mark)
     return part;
 }
 
-/// A text that arrives in pieces.
-class Pieces
-{
-public:
-    /// @param step the largest piece, in bytes.
-    Pieces(std::string_view text, std::size_t step) : rest_(text), step_(step) {}
-
-    /// @return how many bytes; 0 at the end of the text.
-    std::size_t read(char* into, std::size_t count)
-    {
-        const auto taken = rest_.copy(into, std::min(count, step_));
-        rest_.remove_prefix(taken);
-        return taken;
-    }
-
-private:
-    std::string_view rest_;
-    std::size_t step_;
-};
-
 /// The result of read(text, step), which must not depend on the size of the pieces.
 template <typename Read>
 auto readInPieces(std::string_view text, Read read)

@@ -1,25 +1,15 @@
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "client/ResponseReader.h"
 #include "contract/common/Text.h"
 #include "contract/http/FieldSyntax.h"
-#include "tests/fuzz/Fuzz.h"
+#include "tests/fuzz/ReadAnswer.h"
 
 namespace connector::http::client {
 namespace {
 
 using fuzz::require;
-
-constexpr std::string_view kFailures[] = {
-    "The upstream closed the connection before the end of its answer.",
-    "The upstream's answer is malformed.",
-    "The upstream's answer is too large.",
-    "The upstream switched protocols.",
-    "The upstream sends interim answers without end.",
-};
 
 std::string write(const ResponseHead& head)
 {
@@ -33,16 +23,7 @@ std::string write(const ResponseHead& head)
     return text + "\r\n";
 }
 
-ResponseHead readHead(std::string_view text)
-{
-    fuzz::Pieces pieces(text, text.size());
-    ResponseReader::Buffer buffer;
-    return ResponseReader([&](char* into, std::size_t count) { return pieces.read(into, count); },
-                          buffer)
-        .readHead();
-}
-
-/// No exception leaves it for `read` to catch.
+/// A failure in here is none of the answer.
 void checkHead(const ResponseHead& head) noexcept
 {
     require(head.status >= 200 && head.status <= 999, "A final answer has a status.");
@@ -55,28 +36,21 @@ void checkHead(const ResponseHead& head) noexcept
         }
     }
     const auto text = write(head);
-    require(write(readHead(text)) == text, "A head that is written and read again is the same.");
+    const auto again = fuzz::readAnswer(
+        text, text.size(), [](ResponseReader& reader) { return write(reader.readHead()); });
+    require(again == text, "A head that is written and read again is the same.");
 }
 
-/// Head and body, or the failure.
-std::string read(std::string_view input, std::size_t step, const std::string& method)
+/// Head and body.
+std::string read(ResponseReader& reader, const std::string& method)
 {
-    fuzz::Pieces pieces(input, step);
-    static ResponseReader::Buffer buffer;
-    ResponseReader reader(
-        [&pieces](char* into, std::size_t count) { return pieces.read(into, count); }, buffer);
-    try {
-        const auto head = reader.readHead();
-        checkHead(head);
-        const auto framing = bodyFramingOf(head, method);
-        const auto body = reader.readBody(framing);
-        require(framing.kind != BodyFraming::Kind::Length || body.size() == framing.length,
-                "A body has its length.");
-        return write(head).append(body.view());
-    } catch (const std::runtime_error& failure) {
-        require(std::ranges::count(kFailures, failure.what()) == 1, "The client's texts.");
-        return failure.what();
-    }
+    const auto head = reader.readHead();
+    checkHead(head);
+    const auto framing = bodyFramingOf(head, method);
+    const auto body = reader.readBody(framing);
+    require(framing.kind != BodyFraming::Kind::Length || body.size() == framing.length,
+            "A body has its length.");
+    return write(head).append(body.view());
 }
 
 } // namespace
@@ -88,7 +62,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace connector;
     for (const char* method : {"GET", "HEAD"}) {
         fuzz::readInPieces(fuzz::textOf(data, size), [method](auto input, auto step) {
-            return http::client::read(input, step, method);
+            return fuzz::readAnswer(input, step, [method](http::client::ResponseReader& reader) {
+                return http::client::read(reader, method);
+            });
         });
     }
     return 0;

@@ -78,16 +78,5 @@ TEST_F(HttpManagerJsonSerializationTest, StrangeValuesReadAsStated)
     EXPECT_THROW(roundTrip("CreateHttpServer", R"({"address":[["a"]]})"), Poco::BadCastException);
 }
 
-TEST_F(HttpManagerJsonSerializationTest, AStatusWritesItsAddressButDoesNotReadIt)
-{
-    const HttpServerStatusResponse status("main", "a/b", "http", "h", "r", "s", 7,
-                                          static_cast<ServerType>(2), true, true);
-    const auto json = serializer_->toText(status);
-    EXPECT_NE(json.find(R"("address":["a","b"])"), std::string::npos) << json;
-    EXPECT_NE(json.find(R"("serverType":"")"), std::string::npos) << json;
-    const auto read = serializer_->fromText("connector/http/HttpServerStatusResponse", json);
-    EXPECT_TRUE(messageAs<HttpServerStatusResponse>(read)->address.empty());
-}
-
 } // namespace
 } // namespace connector::http

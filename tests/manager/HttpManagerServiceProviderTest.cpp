@@ -140,27 +140,5 @@ TEST_F(HttpManagerServiceProviderTest, RequestsOfTwoServersCanStopEachOthersServ
     EXPECT_EQ(outcomes[1], "The server of this request is being stopped.");
 }
 
-TEST_F(HttpManagerServiceProviderTest, AStopDoesNotWaitForARequestThatWaitsForTheManager)
-{
-    std::latch inside(1);
-    std::string answer;
-    answer_ = [&](const std::string&) {
-        inside.count_down();
-        const auto stopToken = PocoHttpServer::currentStopToken();
-        while (!stopToken.stop_requested()) {
-            std::this_thread::yield();
-        }
-        answer = failureOf(std::make_unique<ListHttpServers>()); // the stop holds the turn
-        return answer;
-    };
-    create("main");
-    const auto port = start("main");
-    test::RawClient client(port);
-    client.send(makeRequest("GET", "/"));
-    inside.wait();
-    EXPECT_FALSE(status<StopHttpServer>("main").started);
-    EXPECT_EQ(answer, "The server of this request is being stopped.");
-}
-
 } // namespace
 } // namespace connector::http

@@ -29,10 +29,6 @@ TEST(NetworkInterfacesTest, EveryInterfaceIsABlockOfThreeLines)
          "#lo (Wire)\n"
          "     IPv4 192.168.1.7 (192.168.1.255)\n"
          "    [IPv4 isIPv4Compatible isIPv4Mapped isSiteLocal isUnicast]\n"},
-        {NetworkInterface("lo", "lo", "lo", IPAddress("fe80::1"), 3U),
-         "#lo (lo)\n"
-         "     IPv6 fe80::1 (0.0.0.0)\n"
-         "    [IPv6 isLinkLocal isUnicast]\n"},
     };
     for (const auto& [interface, expected] : cases) {
         EXPECT_EQ(describeInterface(interface), expected);

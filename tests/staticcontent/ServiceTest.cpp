@@ -111,7 +111,11 @@ TEST_F(ContentFixture, AMessageMakesADirectoryReachable)
     const auto answer = manager.deliver(std::move(message), {}, nullptr).get();
     EXPECT_NE(messageAs<Message>(answer), nullptr);
     EXPECT_EQ(get("/docs/a.txt").headers["Cache-Control"], "max-age=2592000");
-    EXPECT_EQ(get("/docs/a.txt", {}, "post").headers["Allow"], "GET, HEAD");
+    for (const auto* method : {"post", "GET", ""}) {
+        auto refusal = get("/docs/a.txt", {}, method);
+        EXPECT_EQ(refusal.headers["Allow"], "GET, HEAD");
+        EXPECT_EQ(refusal.body, "Method not allowed.");
+    }
     for (const auto* route : {"", "/my-app", "/a_b", "/a b", "/a\n", "/\xC3\xA4", "/.."}) {
         EXPECT_EQ(test::failureOf([&] { return mount(route, ""), 0; }),
                   "URL path must be alpha-numeric");

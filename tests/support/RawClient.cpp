@@ -105,11 +105,6 @@ void RawClient::reset()
     socket_.close();
 }
 
-bool RawClient::waitForInput(std::chrono::seconds time)
-{
-    return socket_.poll({time.count(), 0}, Poco::Net::Socket::SELECT_READ);
-}
-
 bool RawClient::receiveMore()
 {
     std::array<char, 64 * 1024> bytes;

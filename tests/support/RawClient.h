@@ -46,9 +46,6 @@ public:
 
     void reset();
 
-    /// @return whether something arrives before the time is over.
-    bool waitForInput(std::chrono::seconds time);
-
 private:
     bool receiveMore();
 

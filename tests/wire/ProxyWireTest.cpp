@@ -1,4 +1,3 @@
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -98,21 +97,6 @@ TEST(ProxyWireTest, ARealServerIsReachedThroughOneConnection)
         EXPECT_THAT(page.head, Not(HasSubstr("et-Cookie: a=1")));
         EXPECT_THAT(page.head, Not(HasSubstr("ransfer-")));
     }
-}
-
-TEST(ProxyWireTest, ARefusedConnectionFailsAfterHalfAMinuteWhileOthersAreServed)
-{
-    HostProcess host(kHostBinary, {"--no-secure", "--proxy", proxyTo("/dead", findFreePort()),
-                                   "--constant", "/ping=200,pong"});
-    RawClient client(host.port());
-    client.send(makeRequest("GET", "/dead"));
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(exchange(host.port(), makeRequest("GET", "/ping")).body, "pong");
-    ASSERT_TRUE(client.waitForInput(std::chrono::seconds(50)));
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(29));
-    const auto failure = client.readResponse();
-    EXPECT_EQ(failure.status, 500);
-    EXPECT_THAT(failure.body, HasSubstr("Retry limit reached: Connection refused"));
 }
 
 TEST(ProxyWireTest, TheHostEndsWhileUpstreamsStallAndRefuse)

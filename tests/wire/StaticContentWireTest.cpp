@@ -38,6 +38,27 @@ TEST_F(StaticContentWireTest, APathLeadsToItsFileAndNoneLeavesTheSite)
     }
 }
 
+TEST_F(StaticContentWireTest, PassesEveryStageOfThePipeline)
+{
+    const auto cookie = served_.get("/ping").header("set-cookie");
+    EXPECT_THAT(cookie, testing::MatchesRegex("JSESSIONID=[^;]{16}; Path=/; HttpOnly"));
+    const auto sent = "Cookie: theme=dark; " + cookie.substr(0, cookie.find(';')) + "\r\n";
+    EXPECT_EQ(served_.get("/ping", sent).header("set-cookie"), "(none)");
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"/ping/PAGE.HTML", "no-cache, no-store, must-revalidate", "0"},
+        {"/ping/a.b/site.css", "private, max-age=2592000", "(none)"},
+        {"/missing.html", "no-cache", "0"}, // the not-found page is a file as well
+        {"/lib/guide.html", "max-age=2592000", "0"},
+        {"/ping/run.exe", "(none)", "(none)"},
+    };
+    for (const auto& [target, cacheControl, expires] : cases) {
+        const auto response = served_.get(target);
+        EXPECT_EQ(response.header("cache-control"), cacheControl) << target;
+        EXPECT_EQ(response.header("expires"), expires) << target;
+        EXPECT_EQ(response.status == 403, response.header("set-cookie") == "(none)") << target;
+    }
+}
+
 TEST_F(StaticContentWireTest, AnAnswerWithoutABodyKeepsTheConnectionInStep)
 {
     const auto whole = served_.get("/ten.json");

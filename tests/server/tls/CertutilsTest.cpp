@@ -65,23 +65,5 @@ TEST_F(CertutilsTest, KeyFileIsAContainerOfTheKeyAloneForItsOwner)
     EXPECT_TRUE(verifyPrivateKeyAndCertMatch(read.get(), certificate_.get()));
 }
 
-TEST_F(CertutilsTest, CertificateMatchesItsOwnKeyOnly)
-{
-    const OpenSslPtr<EVP_PKEY> other(generateKeyPair());
-    EXPECT_TRUE(verifyPrivateKeyAndCertMatch(key_.get(), certificate_.get()));
-    EXPECT_FALSE(verifyPrivateKeyAndCertMatch(other.get(), certificate_.get()));
-    EXPECT_FALSE(verifyPrivateKeyAndCertMatch(nullptr, certificate_.get()));
-    EXPECT_FALSE(verifyPrivateKeyAndCertMatch(key_.get(), nullptr));
-}
-
-TEST(BioToStringTest, ReadsAllThatWaitsUpToTheFirstNul)
-{
-    const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
-    EXPECT_EQ(bioToString(bio.get()), "");
-    BIO_write(bio.get(), "ab\0cd", 5);
-    EXPECT_EQ(bioToString(bio.get()), "ab");
-    EXPECT_EQ(BIO_ctrl_pending(bio.get()), 0U);
-}
-
 } // namespace
 } // namespace connector::http::certutils
