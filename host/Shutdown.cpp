@@ -16,16 +16,10 @@ namespace connector::host {
 
 namespace {
 
+using common::FileDescriptor;
+
 /// Of the two seconds that an operator is promised, the process needs some to end.
 constexpr std::chrono::milliseconds kLongestEnd{1800};
-
-int requireDescriptor(int descriptor)
-{
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    return descriptor;
-}
 
 bool isIgnored(int signal)
 {
@@ -62,8 +56,8 @@ Shutdown::Shutdown()
     const auto handled = endingSignals();
     pthread_sigmask(SIG_BLOCK, &handled, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    signals_ = requireDescriptor(signalfd(-1, &handled, SFD_CLOEXEC));
-    event_ = requireDescriptor(eventfd(0, EFD_CLOEXEC));
+    signals_ = FileDescriptor::require(signalfd(-1, &handled, SFD_CLOEXEC));
+    event_ = FileDescriptor::require(eventfd(0, EFD_CLOEXEC));
     watcher_ = std::thread([this] { watch(); });
 }
 
@@ -76,20 +70,18 @@ Shutdown::~Shutdown()
     changed_.notify_all();
     request();
     watcher_.join();
-    close(signals_);
-    close(event_);
 }
 
 void Shutdown::request() noexcept
 {
     if (requested_.request_stop()) {
-        eventfd_write(event_, 1);
+        eventfd_write(event_.get(), 1);
     }
 }
 
 void Shutdown::wait() const
 {
-    std::array<pollfd, 1> polled = {pollfd{event_, POLLIN, 0}};
+    std::array<pollfd, 1> polled = {pollfd{event_.get(), POLLIN, 0}};
     waitForAny(polled);
 }
 
@@ -101,7 +93,8 @@ void Shutdown::ending(const std::string& what)
 
 void Shutdown::watch()
 {
-    std::array<pollfd, 2> polled = {pollfd{signals_, POLLIN, 0}, pollfd{event_, POLLIN, 0}};
+    std::array<pollfd, 2> polled = {pollfd{signals_.get(), POLLIN, 0},
+                                    pollfd{event_.get(), POLLIN, 0}};
     waitForAny(polled);
     request();
     std::unique_lock lock(mutex_);

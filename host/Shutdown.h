@@ -6,6 +6,8 @@
 #include <string>
 #include <thread>
 
+#include "contract/common/FileDescriptor.h"
+
 namespace connector::host {
 
 /// Exit status of a program that did not end in time.
@@ -41,7 +43,7 @@ public:
     [[nodiscard]] std::stop_token token() const noexcept { return requested_.get_token(); }
 
     /// Becomes readable once the end was asked for, for those who wait in `poll`.
-    [[nodiscard]] int descriptor() const noexcept { return event_; }
+    [[nodiscard]] int descriptor() const noexcept { return event_.get(); }
 
     /// Blocks until the end was asked for.
     void wait() const;
@@ -53,8 +55,8 @@ public:
 private:
     void watch();
 
-    int signals_ = -1;
-    int event_ = -1;
+    common::FileDescriptor signals_;
+    common::FileDescriptor event_;
     std::stop_source requested_;
     std::mutex mutex_; ///< Guards the next two.
     bool ended_ = false;

@@ -6,7 +6,7 @@
 
 namespace connector::http {
 
-bool clientIsGone(int descriptor, bool encrypted)
+bool peerDisconnected(int descriptor, bool encrypted)
 {
     pollfd watched = {descriptor, POLLIN | POLLOUT | POLLRDHUP, 0};
     if (::poll(&watched, 1, 0) < 0) {

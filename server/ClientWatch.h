@@ -5,8 +5,8 @@ namespace connector::http {
 /// Whether the client at the other end of @p descriptor has closed or lost the connection: the
 /// socket has an error, takes no more data, or is at its end. Input that waits is left alone. Does
 /// not block.
-/// @param encrypted the client may have said so, which waits as input: the end behind it counts.
-bool clientIsGone(int descriptor, bool encrypted);
+/// @param encrypted for TLS, unread input may be a close_notify: the end of the input counts.
+bool peerDisconnected(int descriptor, bool encrypted);
 
 /// Whether the client has closed its side of the connection or lost it. It may still take an answer
 /// then. Does not block.

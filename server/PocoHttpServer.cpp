@@ -39,8 +39,8 @@ thread_local PocoHttpServer* servedServer = nullptr;
 PocoHttpServer::RequestScope::RequestScope(PocoHttpServer& server) : server_(server)
 {
     const std::lock_guard lock(server_.stateMutex_);
-    running_ = server_.state_ == State::Running;
-    if (running_) {
+    state_ = server_.state_;
+    if (isRunning()) {
         server_.incrementActiveRequests();
         server_.incrementTotalRequests();
         address = server_.address_;
@@ -50,7 +50,7 @@ PocoHttpServer::RequestScope::RequestScope(PocoHttpServer& server) : server_(ser
 
 PocoHttpServer::RequestScope::~RequestScope()
 {
-    if (running_) {
+    if (isRunning()) {
         const std::lock_guard lock(server_.stateMutex_);
         server_.decrementActiveRequests();
     }

@@ -54,9 +54,9 @@ public:
     ///         the last error. The server is stopped then.
     void start() override;
 
-    /// Has `HttpRequest::stopToken` stopped, gives open WebSockets 0.6 seconds to close, ends every
-    /// other connection with a reset, and waits for every request to return: usually a tenth of a
-    /// second, and as long as a provider blocks its thread.
+    /// Has `HttpRequest::stopToken` stopped, gives open WebSockets a quarter of a second to close,
+    /// ends every other connection with a reset, and waits for every request to return: usually a
+    /// tenth of a second, and as long as a provider blocks its thread.
     /// @throws std::logic_error "A server can not be stopped from one of its own requests."
     void stop() override;
 
@@ -142,15 +142,17 @@ private:
         RequestScope(const RequestScope&) = delete;
         RequestScope& operator=(const RequestScope&) = delete;
 
-        /// False while the server starts: its own probe is not counted.
-        [[nodiscard]] bool isRunning() const noexcept { return running_; }
+        /// Only then the request is counted.
+        [[nodiscard]] bool isRunning() const noexcept { return state_ == State::Running; }
+        /// The request is the server's own probe.
+        [[nodiscard]] bool isStarting() const noexcept { return state_ == State::Starting; }
 
         Address address;           ///< Where the request goes.
         std::stop_token stopToken; ///< Tells it that the server stops.
 
     private:
         PocoHttpServer& server_;
-        bool running_ = false;
+        State state_;
     };
 
     /// Marks the calling thread as one that runs a request of the server.
@@ -181,8 +183,9 @@ private:
     /// Ends the listener and every thread of it.
     void endListener();
     void startLoop();
-    void endLoop();
     /// The same, but for the threads of the pool that have nothing to do.
+    void endLoop();
+    void closeServerSocket();
 
     const std::shared_ptr<Connector> connector_;
     const ServerLimits limits_;

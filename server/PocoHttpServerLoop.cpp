@@ -1,14 +1,13 @@
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/ThreadPool.h>
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <fcntl.h>
 #include <limits>
 #include <sys/resource.h>
-#include <system_error>
+#include <utility>
 
 #include "server/PocoHttpServer.h"
 #include "server/http/HttpConnection.h"
@@ -48,14 +47,14 @@ void PocoHttpServer::startLoop()
         *threadPool_,
         net::EventLoopSettings{.maxThreads = kMaxThreads, .maxSessions = maxSessions});
     loop_->start();
-    const auto descriptor = ::fcntl(serverSocket_->impl()->sockfd(), F_DUPFD_CLOEXEC, 0);
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
     loop_->add(std::make_unique<net::Listener>(
-        descriptor, maxSessions,
-        [makeTransport = makeTransport_, service = service_.get()](int accepted, const auto& peer) {
-            return std::make_unique<HttpConnection>(accepted, peer, makeTransport(accepted),
+        common::FileDescriptor::require(
+            ::fcntl(serverSocket_->impl()->sockfd(), F_DUPFD_CLOEXEC, 0)),
+        maxSessions,
+        [makeTransport = makeTransport_, service = service_.get()](
+            common::FileDescriptor accepted, const Poco::Net::SocketAddress& peer) {
+            auto transport = makeTransport(accepted.get());
+            return std::make_unique<HttpConnection>(std::move(accepted), peer, std::move(transport),
                                                     *service);
         }));
 }
@@ -71,6 +70,7 @@ void PocoHttpServer::endListener()
 
 void PocoHttpServer::endLoop()
 {
+    closeServerSocket();
     if (loop_ != nullptr) {
         do { // again, since a connection may have been accepted meanwhile
             loop_->raiseAll(net::kStop);
@@ -80,12 +80,16 @@ void PocoHttpServer::endLoop()
     if (threadPool_ != nullptr) {
         threadPool_->joinAll();
     }
+    loop_.reset();
+}
+
+void PocoHttpServer::closeServerSocket()
+{
     const std::lock_guard lock(stateMutex_);
     if (serverSocket_ != nullptr) {
         serverSocket_->close();
+        serverSocket_.reset();
     }
-    loop_.reset();
-    serverSocket_.reset();
 }
 
 } // namespace connector::http

@@ -37,10 +37,26 @@ struct RequestLimits
     std::uint64_t body = std::uint64_t{1} << 30U;
 };
 
+/// The limits of one WebSocket connection.
+struct WebSocketLimits
+{
+    /// Bytes of a frame's payload from the client; a longer one closes the connection (1009).
+    std::uint64_t frame = 8'000'000;
+    /// A provider is asked for its next frame while less than this waits to be sent, in bytes. With
+    /// a client that does not read, the connection holds that much and one frame.
+    std::size_t sendQueue = 8'000'000;
+    /// A client that takes nothing of what waits for it for that long is cut off.
+    std::chrono::milliseconds sendTimeout = std::chrono::seconds(30);
+    /// A client that sends nothing for that long, not even an answer to the ping that it gets after
+    /// half of it, is cut off. 0: it may be silent for ever.
+    std::chrono::milliseconds pingTimeout{0};
+};
+
 /// The limits of one server.
 struct ServerLimits
 {
     RequestLimits request = {};
+    WebSocketLimits webSocket = {};
 
     /// A request's head as a whole, from its first byte on, be it of an empty line.
     std::chrono::milliseconds headTimeout = std::chrono::seconds(20);
@@ -55,7 +71,7 @@ struct ServerLimits
     /// A request's body as a whole; an answer as a whole.
     std::chrono::milliseconds transferTimeout = std::chrono::hours(1);
     /// A body or an answer that is slower than that is cut off, in bytes a second, once
-    /// `rateGrace` has passed.
+    /// `rateGrace` has passed. 0: no such limit.
     std::size_t minRate = 500;
     std::chrono::milliseconds rateGrace = std::chrono::seconds(10);
     /// How long a connection that closes with input unread goes on reading it, so that the client

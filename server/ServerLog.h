@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "contract/common/Log.h"
 #include "contract/common/LogRateLimit.h"
 
@@ -18,8 +20,22 @@ struct ServerLogLimits
     common::LogRateLimit socketErrors;
     common::LogRateLimit brokenConnections;
     common::LogRateLimit qtWebKit; ///< Lines of standard output.
+
+    // Limits of the server that clients have reached: a line a minute, with the count.
+    common::LogRateLimit connections{1};
+    common::LogRateLimit shortages{1}; ///< Of descriptors or memory.
+    common::LogRateLimit slowClients{1};
+    common::LogRateLimit sizes{1}; ///< Of heads and bodies.
 };
 
 inline constinit ServerLogLimits serverLogLimits;
+
+/// Logs a limit that clients have reached.
+inline void logReached(common::LogRateLimit& limit, std::string_view text)
+{
+    if (limit.admits(kServerLog, common::Level::Warning)) {
+        kServerLog.write(common::Level::Warning, text);
+    }
+}
 
 } // namespace connector::http

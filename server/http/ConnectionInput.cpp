@@ -11,6 +11,7 @@ void ConnectionInput::note(const net::Turn& turn) noexcept
 {
     readable_ = readable_ || turn.has(net::kReadable | net::kHangUp | net::kBroken);
     hungUp_ = hungUp_ || turn.has(net::kHangUp | net::kBroken);
+    broken_ = broken_ || turn.has(net::kBroken);
 }
 
 std::string ConnectionInput::takeAll()
@@ -59,7 +60,7 @@ void ConnectionInput::noteReceived(const net::IoResult& result, std::size_t aske
 void ConnectionInput::keep()
 {
     if (input_.empty()) {
-        kept_ = {};
+        std::string().swap(kept_); // frees its memory, as an assignment would not
     } else if (input_.data() >= kept_.data() && input_.data() < kept_.data() + kept_.size()) {
         kept_.erase(0, static_cast<std::size_t>(input_.data() - kept_.data()));
     } else {
@@ -68,7 +69,7 @@ void ConnectionInput::keep()
     input_ = kept_;
 }
 
-bool ConnectionInput::isLeft(int descriptor) const noexcept
+bool ConnectionInput::hasUnread(int descriptor) const noexcept
 {
     int waiting = 0;
     return !input_.empty() ||

@@ -47,8 +47,11 @@ public:
     /// Whether the client has finished sending; some of what it sent may still be to receive.
     [[nodiscard]] bool isHungUp() const noexcept { return hungUp_; }
 
-    /// Whether there is input that nobody will take.
-    [[nodiscard]] bool isLeft(int descriptor) const noexcept;
+    /// Whether the connection has an error, or both sides have finished.
+    [[nodiscard]] bool isBroken() const noexcept { return broken_; }
+
+    /// Whether there is input that nobody has taken.
+    [[nodiscard]] bool hasUnread(int descriptor) const noexcept;
 
 private:
     void noteReceived(const net::IoResult& result, std::size_t asked);
@@ -59,6 +62,7 @@ private:
     bool readable_ = true; ///< A receive may find something.
     bool ended_ = false;
     bool hungUp_ = false;
+    bool broken_ = false;
 };
 
 } // namespace connector::http

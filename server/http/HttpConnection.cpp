@@ -22,6 +22,9 @@ using common::Level;
 using net::Clock;
 using net::IoStatus;
 
+/// A client that always has more to handle lets others have the thread after so many steps.
+constexpr int kStepsPerRun = 64;
+
 /// A part of a body that is longer is received where it is to stay.
 constexpr std::size_t kInPlace = 16'384;
 
@@ -29,15 +32,21 @@ constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
 } // namespace
 
-HttpConnection::HttpConnection(int descriptor, const Poco::Net::SocketAddress& peer,
+HttpConnection::HttpConnection(common::FileDescriptor descriptor,
+                               const Poco::Net::SocketAddress& peer,
                                std::unique_ptr<net::Transport> transport, HttpService& service)
-    : Session(descriptor), service_(service), transport_(std::move(transport)), peer_(peer),
-      local_(isLocalAddress(peer.host())),
+    : Session(std::move(descriptor)), service_(service), transport_(std::move(transport)),
+      peer_(peer), local_(isLocalAddress(peer.host())),
       state_(transport_->isSecure() ? State::Handshaking : State::Idle), input_(*transport_),
       scanner_(service.limits.request), served_(*this, *service.parameters)
 {}
 
-HttpConnection::~HttpConnection() = default;
+HttpConnection::~HttpConnection()
+{
+    if (webSocket_ != nullptr) {
+        webSocket_->endOutput(); // its publisher may still write
+    }
+}
 
 const Poco::Net::SocketAddress& HttpConnection::localAddress()
 {
@@ -70,7 +79,12 @@ bool HttpConnection::run(net::Turn& turn) noexcept
         if (turn.has(net::kDeadline) && Clock::now() >= deadline_) {
             timeOut();
         }
+        int steps = 0;
         while (state_ != State::Ended && step()) {
+            if (++steps == kStepsPerRun) {
+                loop().raise(key(), net::kWoken); // goes on after the other connections
+                break;
+            }
         }
         input_.keep();
     } catch (const std::exception& failure) {
@@ -150,6 +164,9 @@ bool HttpConnection::stepHead()
             enter(State::ReceivingHead);
         }
     } else {
+        if (state_ == State::Idle && !input_.view().empty()) { // came with the request before
+            enter(State::ReceivingHead);
+        }
         armForHead();
         return false;
     }
@@ -197,7 +214,8 @@ void HttpConnection::beginBody()
     enter(State::ReceivingBody);
     if (head_->awaitsContinue() && !body_->isComplete()) {
         const iovec part = {const_cast<char*>(kContinue.data()), kContinue.size()};
-        if (transport_->send({&part, 1}).bytes != kContinue.size()) {
+        const auto sent = transport_->send({&part, 1}).bytes;
+        if (sent != 0 && sent != kContinue.size()) { // without it the client waits a little longer
             exchange_->sendingFailed();
             enter(State::Ended);
         }
@@ -245,6 +263,7 @@ bool HttpConnection::receiveBody()
 
 void HttpConnection::refuseBody(const RequestRefusal& refusal)
 {
+    refused_ = true;
     exchange_->refuse(refusal);
     body_.reset();
     enter(State::Handling);
@@ -258,8 +277,14 @@ bool HttpConnection::stepHandling()
         exchange_->proceed();
     }
     switch (exchange_->phase()) {
+    case Phase::AwaitsReply:
+        if (input_.isBroken()) {
+            exchange_->abandon();
+            return true;
+        }
+        return false;
     case Phase::AwaitsReplyBody:
-        if (input_.isHungUp() && clientIsGone(descriptor(), isSecure())) {
+        if (input_.isHungUp() && peerDisconnected(descriptor(), isSecure())) {
             exchange_->abandon();
             return true;
         }
@@ -280,7 +305,7 @@ bool HttpConnection::stepHandling()
 
 void HttpConnection::beginAnswer(OutgoingAnswer&& answer, bool keepsAlive)
 {
-    output_ = std::move(answer);
+    output_.emplace(std::move(answer));
     closing_ = !keepsAlive;
     pace_.reset();
     enter(State::Sending);
@@ -288,12 +313,12 @@ void HttpConnection::beginAnswer(OutgoingAnswer&& answer, bool keepsAlive)
 
 bool HttpConnection::stepSending()
 {
-    switch (output_.send(*transport_)) {
+    switch (output_->send(*transport_)) {
     case IoStatus::Done:
         finishRequest();
         return true;
     case IoStatus::WouldBlock:
-        arm(pace_.deadline(service_.limits, output_.sent()));
+        arm(pace_.deadline(service_.limits, output_->sent()));
         return false;
     default:
         exchange_->sendingFailed();
@@ -310,7 +335,7 @@ void HttpConnection::finishRequest()
     }
     exchange_.reset();
     head_.reset();
-    output_ = {};
+    output_.reset();
     if (closing_) {
         close();
     } else {
@@ -320,7 +345,9 @@ void HttpConnection::finishRequest()
 
 void HttpConnection::beginUpgrade()
 {
-    webSocket_ = std::make_shared<PocoWebSocket>(*transport_, handle(), input_.takeAll());
+    webSocket_ = std::make_shared<PocoWebSocket>(
+        *transport_, handle(), PocoWebSocket::Received{input_.takeAll(), input_.isHungUp()},
+        service_.limits.webSocket);
     detectLostClients(descriptor());
     beginAnswer({makeUpgradeHead(*head_).format(), {}, 0}, true);
 }
@@ -328,7 +355,7 @@ void HttpConnection::beginUpgrade()
 void HttpConnection::finishUpgrade()
 {
     head_.reset();
-    output_ = {};
+    output_.reset();
     enter(State::Upgraded);
     const auto mark = exchange_->markThread();
     const auto reply = exchange_->releaseReply();

@@ -33,19 +33,23 @@ class RequestRefusal;
 /// |               |                              | keepAliveTimeout             |           |
 /// | ReceivingHead | the end of the head          | headTimeout, silenceTimeout  | 408       |
 /// | ReceivingBody | the end of the body          | TransferPace                 | 408       |
-/// | Handling      | the reply, then its body     | none                         |           |
+/// | Handling      | the reply, then its body     | none: ended by the reply, a  |           |
+/// |               |                              | reset or a stop              |           |
 /// | Sending       | the socket to take more      | TransferPace                 | reset     |
 /// | Lingering     | the client's end             | lingerTime                   | closed    |
 /// | Upgraded      | what PocoWebSocket waits for | PocoWebSocket::deadline      |           |
+///
+/// The first event of a connection tells that its socket is writable; it arms the first deadline.
+/// From any state a broken connection or a stop leads to the end.
 ///
 /// When the server stops, an upgraded connection gets a moment to close; every other one ends with
 /// a reset, which leaves no TIME_WAIT behind.
 class HttpConnection final : public net::Session
 {
 public:
-    /// Takes the descriptor over.
+    /// @param transport of the descriptor.
     /// @param service outlives the connection.
-    HttpConnection(int descriptor, const Poco::Net::SocketAddress& peer,
+    HttpConnection(common::FileDescriptor descriptor, const Poco::Net::SocketAddress& peer,
                    std::unique_ptr<net::Transport> transport, HttpService& service);
     ~HttpConnection() override;
 
@@ -118,6 +122,7 @@ private:
     net::Clock::time_point deadline_ = net::Clock::time_point::max();
     bool first_ = true;    ///< No request has come yet.
     bool closing_ = false; ///< Ends after the answer.
+    bool refused_ = false; ///< More of the refused request may be on its way.
 
     ConnectionInput input_;
     HeadScanner scanner_;
@@ -130,7 +135,7 @@ private:
     std::optional<RequestHead> head_; ///< While there is a request.
     std::optional<RequestBody> body_; ///< While it is received.
     std::optional<RequestExchange> exchange_;
-    OutgoingAnswer output_;
+    std::optional<OutgoingAnswer> output_; ///< While it is sent.
 
     std::shared_ptr<PocoWebSocket> webSocket_; ///< From the upgrade on.
     bool webSocketClosing_ = false;

@@ -41,6 +41,9 @@ void HttpConnection::stop()
 
 void HttpConnection::timeOut()
 {
+    if (state_ != State::Idle && state_ != State::Lingering && state_ != State::Upgraded) {
+        logReached(serverLogLimits.slowClients, "A client was too slow and is cut off.");
+    }
     switch (state_) {
     case State::ReceivingHead:
         if (scanner_.hasHead()) {
@@ -71,12 +74,16 @@ void HttpConnection::timeOut()
 /// Answers what is no request, and closes.
 void HttpConnection::refuse(const RequestRefusal& refusal)
 {
+    if (refusal.status() == 431) {
+        logReached(serverLogLimits.sizes, refusal.what());
+    }
     if (serverLogLimits.refusals.admits(kServerLog, Level::Info)) {
         kServerLog.write(Level::Info, refusal.what());
     }
     const RefusalAnswer answer(refusal);
     const iovec part = {const_cast<char*>(answer.text().data()), answer.text().size()};
     transport_->send({&part, 1});
+    refused_ = true;
     close();
 }
 
@@ -84,7 +91,7 @@ void HttpConnection::refuse(const RequestRefusal& refusal)
 /// reset that unread input causes (RFC 9112 section 9.6).
 void HttpConnection::close()
 {
-    const auto lingers = input_.isLeft(descriptor());
+    const auto lingers = (refused_ && !input_.hasEnded()) || input_.hasUnread(descriptor());
     if (lingers || isSecure()) {
         transport_->endOutput();
     }

@@ -41,8 +41,12 @@ RequestExchange::RequestExchange(PocoHttpServer& server, HttpConnection& connect
     : server_(server), connection_(connection), head_(connection.head()), scope_(server),
       keepsAlive_(head_.keepsAlive())
 {
-    if (!scope_.isRunning()) {
+    if (scope_.isStarting()) {
         answerStarting();
+        return;
+    }
+    if (!scope_.isRunning()) { // the server stops
+        phase_ = Phase::Unanswered;
         return;
     }
     guard([this] {
@@ -66,6 +70,9 @@ void RequestExchange::guard(Function function) noexcept
         try {
             function();
         } catch (const RequestRefusal& refusal) {
+            if (refusal.status() == 413) {
+                logReached(serverLogLimits.sizes, refusal.what());
+            }
             if (serverLogLimits.refusals.admits(kServerLog, Level::Info)) {
                 kServerLog.write(Level::Info, "HTTP Request refused: ", url(),
                                  " error: ", refusal.what());

@@ -28,9 +28,13 @@ public:
             last_ = now;
             bytes_ = bytes;
         }
-        const std::chrono::seconds earned(bytes / std::max<std::size_t>(limits.minRate, 1));
-        return std::min({last_ + limits.silenceTimeout, began_ + limits.rateGrace + earned,
-                         began_ + limits.transferTimeout});
+        const auto latest =
+            std::min(last_ + limits.silenceTimeout, began_ + limits.transferTimeout);
+        if (limits.minRate == 0) {
+            return latest;
+        }
+        const std::chrono::seconds earned(bytes / limits.minRate);
+        return std::min(latest, began_ + limits.rateGrace + earned);
     }
 
 private:

@@ -18,7 +18,9 @@ namespace connector::http::net {
 
 namespace {
 
-constexpr std::uint64_t kNews = std::numeric_limits<std::uint64_t>::max();
+using common::FileDescriptor;
+
+constexpr std::uint64_t kWakeup = std::numeric_limits<std::uint64_t>::max();
 
 std::uint64_t toData(Key key)
 {
@@ -40,14 +42,6 @@ Events toEvents(std::uint32_t polled)
     return events;
 }
 
-int requireDescriptor(int descriptor)
-{
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    return descriptor;
-}
-
 /// One for each core; the second one goes on while the first is in a provider's code.
 std::size_t activeTarget()
 {
@@ -55,11 +49,6 @@ std::size_t activeTarget()
 }
 
 } // namespace
-
-Session::~Session()
-{
-    ::close(descriptor_);
-}
 
 void Session::setDeadline(Clock::time_point deadline) noexcept
 {
@@ -81,25 +70,19 @@ void Handle::wake() const noexcept
 EventLoop::EventLoop(Poco::ThreadPool& pool, const EventLoopSettings& settings)
     : pool_(pool), activeTarget_(activeTarget()), maxThreads_(settings.maxThreads),
       table_(settings.maxSessions), work_(*this, &EventLoop::work),
-      events_(requireDescriptor(::epoll_create1(EPOLL_CLOEXEC))), news_(-1), supervisor_(*this)
+      epoll_(FileDescriptor::require(::epoll_create1(EPOLL_CLOEXEC))),
+      wakeup_(FileDescriptor::require(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))), supervisor_(*this)
 {
-    news_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    workers_.reserve(maxThreads_); // a worker that begins needs no memory
     epoll_event event = {};
     event.events = EPOLLIN | EPOLLET;
-    event.data.u64 = kNews;
-    if (news_ < 0 || ::epoll_ctl(events_, EPOLL_CTL_ADD, news_, &event) != 0) {
-        const std::system_error failure(errno, std::generic_category());
-        ::close(news_);
-        ::close(events_);
-        throw failure;
+    event.data.u64 = kWakeup;
+    if (::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wakeup_.get(), &event) != 0) {
+        throw std::system_error(errno, std::generic_category());
     }
 }
 
-EventLoop::~EventLoop()
-{
-    ::close(news_);
-    ::close(events_);
-}
+EventLoop::~EventLoop() = default;
 
 void EventLoop::start()
 {
@@ -132,7 +115,7 @@ bool EventLoop::add(std::unique_ptr<Session> session)
     epoll_event event = {};
     event.events = EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET;
     event.data.u64 = toData(*key);
-    if (::epoll_ctl(events_, EPOLL_CTL_ADD, descriptor, &event) != 0) {
+    if (::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, descriptor, &event) != 0) {
         const auto error = errno;
         raise(*key, kStop);
         throw std::system_error(error, std::generic_category());
@@ -175,13 +158,16 @@ void EventLoop::work()
 {
     {
         Worker worker(*this);
-        while (const auto key = next()) {
+        while (const auto key = next(worker)) {
             worker.beginEvent();
-            table_.run(*key, worker.scratch());
+            if (table_.run(*key, worker.scratch())) {
+                table_.enqueue(*key);
+            }
             if (!worker.endEvent()) {
                 break;
             }
         }
+        passQueuedOn();
     }
     if (stopped_) {
         wakeThread();
@@ -191,10 +177,10 @@ void EventLoop::work()
     threadEnded_.notify_all();
 }
 
-std::optional<Key> EventLoop::next()
+std::optional<Key> EventLoop::next(Worker& worker)
 {
     while (!stopped_) {
-        if (auto key = table_.dequeue()) {
+        if (const auto key = takeQueued(worker)) {
             return key;
         }
         ++waiting_;
@@ -211,31 +197,62 @@ std::optional<Key> EventLoop::next()
     return std::nullopt;
 }
 
+/// A queued session, or one with a new event: they take turns, so that neither sort waits for all
+/// of the other.
+std::optional<Key> EventLoop::takeQueued(Worker& worker)
+{
+    if (!table_.hasQueued()) {
+        return std::nullopt;
+    }
+    auto key = worker.prefersEvent() ? takeEvent(0) : std::nullopt;
+    if (!key.has_value()) {
+        key = table_.dequeue();
+    }
+    if (key.has_value()) {
+        passQueuedOn();
+    }
+    return key;
+}
+
+/// Has another thread look after what is queued: a session that runs may block.
+void EventLoop::passQueuedOn() noexcept
+{
+    if (waiting_ == 0) {
+        ensureWaitingThread();
+    } else if (table_.hasQueued()) {
+        wakeThread();
+    }
+}
+
 std::optional<Key> EventLoop::awaitEvent()
 {
-    epoll_event event = {};
-    const auto count = ::epoll_wait(events_, &event, 1, -1);
+    const auto key = takeEvent(-1);
     const auto othersWait = waiting_.fetch_sub(1) > 1;
-    if (count != 1 || event.data.u64 == kNews) {
+    if (key.has_value() && !othersWait) {
+        ensureWaitingThread();
+    }
+    return key;
+}
+
+/// @param timeout in milliseconds; -1 for none.
+/// @return the session that the event makes run; nothing if there is none, or it runs already.
+std::optional<Key> EventLoop::takeEvent(int timeout)
+{
+    epoll_event event = {};
+    if (::epoll_wait(epoll_.get(), &event, 1, timeout) != 1 || event.data.u64 == kWakeup) {
         return std::nullopt;
     }
     const auto key = toKey(event.data.u64);
-    if (!table_.raise(key, toEvents(event.events))) {
-        return std::nullopt;
-    }
-    if (!othersWait) {
-        onNoneWaiting();
-    }
-    return key;
+    return table_.raise(key, toEvents(event.events)) ? std::optional(key) : std::nullopt;
 }
 
 void EventLoop::wakeThread() noexcept
 {
     const std::uint64_t one = 1;
-    static_cast<void>(!::write(news_, &one, sizeof(one)));
+    static_cast<void>(!::write(wakeup_.get(), &one, sizeof(one)));
 }
 
-void EventLoop::onNoneWaiting() noexcept
+void EventLoop::ensureWaitingThread() noexcept
 {
     if (active_.load(std::memory_order_relaxed) < activeTarget_) {
         startThread();
@@ -259,8 +276,9 @@ void EventLoop::startThread() noexcept
     }
     try {
         pool_.start(work_);
-    } catch (...) {
+    } catch (...) { // the pool is still taking a thread back, or there is none to be had
         releaseActive();
+        supervisor_.watch(); // tries again
         const std::lock_guard lock(threadsMutex_);
         --threads_;
         threadEnded_.notify_all();

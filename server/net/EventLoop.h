@@ -10,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "contract/common/FileDescriptor.h"
 #include "server/net/SessionTable.h"
 #include "server/net/Supervisor.h"
 
@@ -32,7 +33,8 @@ struct EventLoopSettings
 
 /// Runs sessions on the threads of a pool, whenever their descriptors have events.
 ///
-/// A thread that finds an event handles it to its end, without handing it over. As many threads as
+/// A thread that finds an event runs its session, without handing it over. A session runs for a
+/// bounded time; one that has more to do is queued behind the others. As many threads as
 /// there are cores are active: they wait for events or handle them. A thread that blocks is not
 /// active, and is replaced when no thread waits for events any more: at once if it announces it
 /// (`common::announceBlocking`), else after a few milliseconds, by the supervisor. More than
@@ -95,11 +97,15 @@ private:
     friend class Supervisor;
 
     void work();
-    std::optional<Key> next();
+    std::optional<Key> next(Worker& worker);
+    std::optional<Key> takeQueued(Worker& worker);
+    void passQueuedOn() noexcept;
     std::optional<Key> awaitEvent();
+    std::optional<Key> takeEvent(int timeout);
     void wakeThread() noexcept;
-    /// No thread waits for events: starts one, or has the supervisor look after the active ones.
-    void onNoneWaiting() noexcept;
+    /// Has a thread wait for events if there is none: starts one, or has the supervisor look after
+    /// those that are busy.
+    void ensureWaitingThread() noexcept;
     void startThread() noexcept;
     bool claimActive() noexcept;
     void releaseActive() noexcept;
@@ -109,8 +115,9 @@ private:
     const std::size_t maxThreads_;
     SessionTable table_;
     Poco::RunnableAdapter<EventLoop> work_;
-    int events_; ///< The epoll descriptor.
-    int news_;   ///< An eventfd: wakes a thread that waits for events.
+    common::FileDescriptor
+        epoll_; ///< An epoll descriptor: tells of the events of the sessions' descriptors.
+    common::FileDescriptor wakeup_; ///< An eventfd in it: wakes a thread that waits for events.
 
     std::atomic<bool> stopped_ = false;
     std::atomic<std::size_t> waiting_ = 0; ///< Threads that wait for events.

@@ -7,7 +7,7 @@
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
-#include <unistd.h>
+#include <system_error>
 #include <utility>
 
 #include "server/ServerLog.h"
@@ -28,8 +28,10 @@ constexpr std::chrono::milliseconds kRetryInterval{20};
 
 } // namespace
 
-Listener::Listener(int descriptor, std::size_t maxSessions, MakeSession makeSession)
-    : Session(descriptor), maxSessions_(maxSessions), makeSession_(std::move(makeSession))
+Listener::Listener(common::FileDescriptor descriptor, std::size_t maxSessions,
+                   MakeSession makeSession)
+    : Session(std::move(descriptor)), maxSessions_(maxSessions),
+      makeSession_(std::move(makeSession))
 {}
 
 bool Listener::run(Turn& turn) noexcept
@@ -62,10 +64,9 @@ bool Listener::hasRoom()
     if (::poll(&waiting, 1, 0) == 0) {
         return false; // an event tells of the next one
     }
-    const auto wanted = std::clamp<std::size_t>(maxSessions_ / kIdleShare, 1, kAcceptsPerRun);
-    for (std::size_t ended = 0; ended < wanted && loop().makeRoom(); ++ended) {
-    }
-    setDeadline(Clock::now() + kRetryInterval);
+    logReached(serverLogLimits.connections,
+               "The limit of connections is reached: " + std::to_string(maxSessions_ - 1));
+    makeRoom();
     return false;
 }
 
@@ -75,25 +76,34 @@ bool Listener::acceptOne()
     sockaddr_storage storage = {};
     auto* const address = reinterpret_cast<sockaddr*>(&storage);
     socklen_t length = sizeof(storage);
-    const auto descriptor = ::accept4(this->descriptor(), address, &length, SOCK_CLOEXEC);
-    if (descriptor < 0) {
+    common::FileDescriptor accepted(::accept4(this->descriptor(), address, &length, SOCK_CLOEXEC));
+    if (accepted.get() < 0) {
         if (errno == EINTR || errno == ECONNABORTED) {
             return true;
         }
         if (errno != EAGAIN && errno != EWOULDBLOCK) {
-            setDeadline(Clock::now() + kRetryInterval);
+            retryWithRoom(errno);
         }
         return false;
     }
-    std::unique_ptr<Session> session;
-    try {
-        session = makeSession_(descriptor, Poco::Net::SocketAddress(address, length));
-    } catch (...) {
-        ::close(descriptor);
-        throw;
-    }
-    loop().add(std::move(session));
+    loop().add(makeSession_(std::move(accepted), Poco::Net::SocketAddress(address, length)));
     return true;
+}
+
+/// Descriptors or memory are short: the sessions that have been idle for longest give theirs back.
+void Listener::retryWithRoom(int error)
+{
+    logReached(serverLogLimits.shortages,
+               "No connection can be accepted: " + std::generic_category().message(error));
+    makeRoom();
+}
+
+void Listener::makeRoom()
+{
+    const auto wanted = std::clamp<std::size_t>(maxSessions_ / kIdleShare, 1, kAcceptsPerRun);
+    for (std::size_t ended = 0; ended < wanted && loop().makeRoom(); ++ended) {
+    }
+    setDeadline(Clock::now() + kRetryInterval);
 }
 
 } // namespace connector::http::net

@@ -13,20 +13,22 @@ namespace connector::http::net {
 class Listener final : public Session
 {
 public:
-    /// Makes the session of an accepted connection, which takes the descriptor over.
+    /// Makes the session of an accepted connection.
     using MakeSession = std::function<std::unique_ptr<Session>(
-        int descriptor, const Poco::Net::SocketAddress& peer)>;
+        common::FileDescriptor descriptor, const Poco::Net::SocketAddress& peer)>;
 
-    /// @param descriptor a listening socket that does not block; taken over.
+    /// @param descriptor a listening socket that does not block.
     /// @param maxSessions of the loop, this one included. At that limit the sessions that have been
     ///        idle for longest make room; if none is idle, new connections wait in the backlog.
-    Listener(int descriptor, std::size_t maxSessions, MakeSession makeSession);
+    Listener(common::FileDescriptor descriptor, std::size_t maxSessions, MakeSession makeSession);
 
     bool run(Turn& turn) noexcept override;
 
 private:
     bool hasRoom();
     bool acceptOne();
+    void retryWithRoom(int error);
+    void makeRoom();
 
     const std::size_t maxSessions_;
     const MakeSession makeSession_;

@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
+
+#include "contract/common/FileDescriptor.h"
 
 namespace connector::http::net {
 
@@ -44,10 +47,12 @@ struct Key
 class Session
 {
 public:
-    explicit Session(int descriptor) noexcept : descriptor_(descriptor) {}
+    explicit Session(common::FileDescriptor descriptor) noexcept
+        : descriptor_(std::move(descriptor))
+    {}
 
     /// Closes the descriptor.
-    virtual ~Session();
+    virtual ~Session() = default;
 
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -57,7 +62,7 @@ public:
     /// @return whether the session goes on; if not, the loop destroys it.
     virtual bool run(Turn& turn) noexcept = 0;
 
-    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
 protected:
     [[nodiscard]] EventLoop& loop() const noexcept { return *loop_; }
@@ -74,7 +79,7 @@ private:
     friend class EventLoop;
     friend class SessionTable;
 
-    const int descriptor_;
+    const common::FileDescriptor descriptor_;
     EventLoop* loop_ = nullptr; ///< Set by the loop before the first run.
     Key key_;
 };

@@ -132,26 +132,23 @@ std::optional<Key> SessionTable::dequeue() noexcept
     return Key{index, generationOf(slot.state.load(std::memory_order_relaxed))};
 }
 
-void SessionTable::run(Key key, std::span<char> scratch) noexcept
+bool SessionTable::run(Key key, std::span<char> scratch) noexcept
 {
     auto& slot = this->slot(key.index);
     auto state = slot.state.fetch_and(~kEventBits, std::memory_order_acq_rel);
-    for (;;) {
-        Turn turn = {static_cast<Events>(state & kEventBits), scratch};
-        if (!slot.session->run(turn)) {
-            end(slot, key);
-            return;
-        }
-        state = slot.state.load(std::memory_order_relaxed);
-        while ((state & kEventBits) == 0) {
-            if (slot.state.compare_exchange_weak(state, state & ~kRunning,
-                                                 std::memory_order_acq_rel,
-                                                 std::memory_order_relaxed)) {
-                return;
-            }
-        }
-        state = slot.state.fetch_and(~kEventBits, std::memory_order_acq_rel);
+    Turn turn = {static_cast<Events>(state & kEventBits), scratch};
+    if (!slot.session->run(turn)) {
+        end(slot, key);
+        return false;
     }
+    state = slot.state.load(std::memory_order_relaxed);
+    while ((state & kEventBits) == 0) {
+        if (slot.state.compare_exchange_weak(state, state & ~kRunning, std::memory_order_acq_rel,
+                                             std::memory_order_relaxed)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void SessionTable::end(Slot& slot, Key key) noexcept
@@ -171,7 +168,9 @@ void SessionTable::end(Slot& slot, Key key) noexcept
 
 void SessionTable::setDeadline(Key key, Clock::time_point deadline) noexcept
 {
-    slot(key.index).deadline.store(deadline.time_since_epoch().count(), std::memory_order_relaxed);
+    // Sequentially consistent, as the load in `expire` is: the caller reads next when the next scan
+    // is due, and that scan must not miss the deadline.
+    slot(key.index).deadline.store(deadline.time_since_epoch().count());
 }
 
 void SessionTable::setIdleSince(Key key, Clock::time_point since) noexcept

@@ -49,8 +49,9 @@ public:
 
     [[nodiscard]] bool hasQueued() const noexcept { return queued_ > 0; }
 
-    /// Runs a session until it has no more events. Destroys it once it has ended.
-    void run(Key key, std::span<char> scratch) noexcept;
+    /// Runs a session once. Destroys it if it has ended.
+    /// @return whether it has got events meanwhile: the caller has to see that it is run again.
+    [[nodiscard]] bool run(Key key, std::span<char> scratch) noexcept;
 
     /// @param deadline of a session that is running on the calling thread.
     void setDeadline(Key key, Clock::time_point deadline) noexcept;

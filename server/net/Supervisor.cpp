@@ -11,9 +11,9 @@ namespace connector::http::net {
 namespace {
 
 /// How long a thread may take for one event before it counts as blocked.
-constexpr std::chrono::milliseconds kLookInterval{5};
-/// After that many looks that found a thread waiting, the supervisor sleeps.
-constexpr int kQuietLooks = 100;
+constexpr std::chrono::milliseconds kCheckInterval{5};
+/// After that many checks in a row that found a thread waiting, the supervisor sleeps.
+constexpr int kChecksBeforeSleep = 100;
 /// Two scans of the deadlines are no closer to each other.
 constexpr std::chrono::milliseconds kScanInterval{50};
 
@@ -54,12 +54,11 @@ void Supervisor::beginWatch() noexcept
 
 void Supervisor::run()
 {
-    int quietLooks = 0;
+    int quietChecks = 0;
     std::unique_lock lock(mutex_);
     while (!stopped_) {
         const auto now = Clock::now();
-        const Clock::time_point nextScan{Clock::duration(nextScan_)};
-        if (now >= nextScan) {
+        if (now >= nextScan()) {
             // A deadline that is set from here on brings the next scan forward by itself.
             nextScan_ = Clock::duration::max().count();
             lock.unlock();
@@ -68,16 +67,18 @@ void Supervisor::run()
             continue;
         }
         if (watching_) {
-            quietLooks = busy_.exchange(false) ? 0 : quietLooks + 1;
-            watching_ = quietLooks < kQuietLooks;
+            quietChecks = busy_.exchange(false) ? 0 : quietChecks + 1;
+            watching_ = quietChecks < kChecksBeforeSleep;
+            watching_ = watching_ || busy_.load(); // set by a thread that still saw it watching
             lock.unlock();
             Worker::replaceBlocked(loop_);
             lock.lock();
         }
-        const auto wakeAt = watching_ ? std::min(nextScan, now + kLookInterval) : nextScan;
         if (stopped_) {
             break;
         }
+        // Read now: the lock was released meanwhile.
+        const auto wakeAt = watching_ ? std::min(nextScan(), now + kCheckInterval) : nextScan();
         if (wakeAt == Clock::time_point::max()) {
             changed_.wait(lock);
         } else {

@@ -28,7 +28,7 @@ public:
     void start();
     void stop();
 
-    /// Has the deadlines looked at by @p deadline. Any thread; mostly one comparison.
+    /// Has the deadlines looked at by @p deadline. Any thread. Cheap unless it is the earliest one.
     void ensureScanBy(Clock::time_point deadline) noexcept
     {
         if (deadline.time_since_epoch().count() < nextScan_.load()) {
@@ -36,10 +36,12 @@ public:
         }
     }
 
-    /// All active threads are busy. Any thread; mostly one load.
+    /// All active threads are busy. Any thread. Cheap while the supervisor watches.
     void watch() noexcept
     {
-        busy_.store(true, std::memory_order_relaxed);
+        if (!busy_.load()) { // no write to a shared cache line for each event
+            busy_ = true;
+        }
         if (!watching_.load()) {
             beginWatch();
         }
@@ -50,11 +52,15 @@ private:
     void advanceScan(Clock::time_point deadline) noexcept;
     void beginWatch() noexcept;
     void scan(Clock::time_point now);
+    [[nodiscard]] Clock::time_point nextScan() const noexcept
+    {
+        return Clock::time_point(Clock::duration(nextScan_));
+    }
 
     EventLoop& loop_;
     std::atomic<Clock::rep> nextScan_{Clock::duration::max().count()};
-    std::atomic<bool> busy_ = false;     ///< All active threads were busy since the last look.
-    std::atomic<bool> watching_ = false; ///< Looks at the threads every few milliseconds.
+    std::atomic<bool> busy_ = false;     ///< All active threads were busy since the last check.
+    std::atomic<bool> watching_ = false; ///< Checks the threads every few milliseconds.
 
     std::mutex mutex_; ///< Guards what follows, and changes of the atomics that `run` waits for.
     std::condition_variable changed_;

@@ -47,7 +47,7 @@ bool Worker::leaveActive() noexcept
     return true;
 }
 
-bool Worker::hasHandledTheSame() noexcept
+bool Worker::isInSameTurn() noexcept
 {
     const auto turn = turn_.load(std::memory_order_relaxed);
     const auto same = turn == seenTurn_ && turn % 2 == 1;
@@ -57,16 +57,15 @@ bool Worker::hasHandledTheSame() noexcept
 
 void Worker::replaceBlocked(EventLoop& loop)
 {
-    bool replaced = false;
     {
         const std::lock_guard lock(loop.threadsMutex_);
         for (auto* worker : loop.workers_) {
-            if (worker->hasHandledTheSame() && worker->leaveActive()) {
-                replaced = true;
+            if (worker->isInSameTurn()) {
+                worker->leaveActive();
             }
         }
     }
-    if (replaced && loop.waiting_ == 0) {
+    if (loop.waiting_ == 0) { // does nothing while enough threads are active
         loop.startThread();
     }
 }

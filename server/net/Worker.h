@@ -35,9 +35,12 @@ public:
 
     void onBlocking() noexcept override;
 
+    /// Whether it is the turn of a new event, before the sessions that are queued.
+    [[nodiscard]] bool prefersEvent() noexcept { return prefersEvent_ = !prefersEvent_; }
+
     [[nodiscard]] std::span<char> scratch() noexcept { return scratch_; }
 
-    /// Replaces the workers that have handled the same event since the last call. Called by the
+    /// Replaces the workers that are in the same turn as at the last call. Called by the
     /// supervisor.
     static void replaceBlocked(EventLoop& loop);
 
@@ -46,10 +49,11 @@ private:
 
     bool becomeActive() noexcept;
     bool leaveActive() noexcept;
-    bool hasHandledTheSame() noexcept;
+    bool isInSameTurn() noexcept;
 
     EventLoop& loop_;
     std::uint32_t ownTurn_ = 0;
+    bool prefersEvent_ = false;
     std::atomic<std::uint32_t> turn_ = 0; ///< Odd while an event is handled.
     std::atomic<bool> isActive_ = true;
     std::uint32_t seenTurn_ = 0; ///< By the supervisor.

@@ -14,7 +14,10 @@ bool ClosingHandshake::proceed(std::span<char> scratch, bool& readable)
 
 void ClosingHandshake::forgetInput(std::span<char> scratch, bool& readable)
 {
-    for (int steps = 0; readable && !inputEnded_ && steps < kReceivesPerTurn; ++steps) {
+    if (inputEnded_) { // later events tell of the end again
+        readable = false;
+    }
+    for (int steps = 0; readable && steps < kReceivesPerTurn; ++steps) {
         const auto result = transport_.discard(scratch);
         readable = result.status == net::IoStatus::Done;
         inputEnded_ = !readable && result.status != net::IoStatus::WouldBlock;
@@ -27,10 +30,11 @@ void ClosingHandshake::forgetInput(std::span<char> scratch, bool& readable)
 /// @return false if waiting is of no use: the client takes nothing, or was not told of the end.
 bool ClosingHandshake::sendRest()
 {
+    hasMore_ = false;
     if (sentAt_.has_value()) {
         return true;
     }
-    sender_.resume();
+    hasMore_ = sender_.resume().more;
     sender_.failIfStalled(kClosingSendTimeout);
     if (sender_.hasFailed()) {
         return false;

@@ -30,6 +30,9 @@ public:
     /// @return whether the handshake has ended.
     bool proceed(std::span<char> scratch, bool& readable);
 
+    /// Whether `proceed` has to be called soon: the socket takes more of what is queued.
+    [[nodiscard]] bool hasMore() const noexcept { return hasMore_; }
+
     /// When `proceed` has to be called, whatever happens.
     [[nodiscard]] net::Clock::time_point deadline() const;
 
@@ -44,6 +47,7 @@ private:
     FrameSender& sender_;
     bool hasClose_ = false;
     bool inputEnded_ = false;
+    bool hasMore_ = false;
     std::optional<Clock::time_point> sentAt_; ///< All that was queued.
     Clock::time_point silentSince_;
 };

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kLoadPieces = 64;
 constexpr std::size_t kLoadBytes = 262'144;
 
-/// What one flush sends at most.
+/// What one flush sends at most, before others get the thread.
 constexpr std::size_t kFlushBytes = 4'194'304;
 
 /// Releases a lock as long as it lives.
@@ -41,7 +41,7 @@ bool FrameSender::queue(WebSocketFrame&& frame)
         return false;
     }
     doQueue(std::move(frame));
-    roomAwaited_ = queuedBytes_ >= kSendQueueLimit;
+    roomAwaited_ = queuedBytes_ >= queueLimit_;
     return !roomAwaited_;
 }
 
@@ -106,6 +106,16 @@ void FrameSender::doPush(Piece&& piece)
 
 void FrameSender::queuePong(common::DataBuffer&& payload)
 {
+    queueControl(Pong, std::move(payload));
+}
+
+void FrameSender::queuePing()
+{
+    queueControl(Ping, {});
+}
+
+void FrameSender::queueControl(std::uint8_t opcode, common::DataBuffer&& payload)
+{
     const std::lock_guard lock(mutex_);
     if (!doTakesMore()) {
         return;
@@ -116,7 +126,7 @@ void FrameSender::queuePong(common::DataBuffer&& payload)
     }
     const auto body = payload.view();
     pongs_.push_back(
-        {FrameHead(kFinalBit | Pong, body.size()), body, std::move(payload), true, false});
+        {FrameHead(kFinalBit | opcode, body.size()), body, std::move(payload), true, false});
     pongBytes_ += pongs_.back().cost();
 }
 
@@ -151,6 +161,7 @@ FrameSender::Flushed FrameSender::doFlush(std::unique_lock<std::mutex>& lock)
 {
     flushing_ = true;
     blocked_ = false;
+    auto more = false;
     try {
         std::size_t sent = 0;
         while (!blocked_ && doLoad()) {
@@ -160,8 +171,8 @@ FrameSender::Flushed FrameSender::doFlush(std::unique_lock<std::mutex>& lock)
                 stalledSince_ = Clock::now();
             }
             stalled_ = written == 0;
-            // The thread has other things to do as well.
-            blocked_ = stalled_ || (sent >= kFlushBytes && doLoad());
+            more = !stalled_ && sent >= kFlushBytes && doLoad();
+            blocked_ = stalled_ || more;
         }
     } catch (const std::exception& failure) {
         doFail(failure.what());
@@ -171,7 +182,8 @@ FrameSender::Flushed FrameSender::doFlush(std::unique_lock<std::mutex>& lock)
         flushed_.notify_all();
     }
     auto flushed = doTellRoom();
-    flushed.stuck = blocked_ || failed_;
+    flushed.more = more && !failed_;
+    flushed.stuck = (blocked_ && !more) || failed_;
     return flushed;
 }
 
@@ -192,9 +204,9 @@ std::size_t FrameSender::doWrite(std::unique_lock<std::mutex>& lock)
 
 FrameSender::Flushed FrameSender::doTellRoom()
 {
-    const auto roomAgain = roomAwaited_ && queuedBytes_ < kSendQueueLimit && doTakesMore();
+    const auto roomAgain = roomAwaited_ && queuedBytes_ < queueLimit_ && doTakesMore();
     roomAwaited_ = roomAwaited_ && !roomAgain;
-    return {false, roomAgain};
+    return {.roomAgain = roomAgain};
 }
 
 bool FrameSender::doLoad()

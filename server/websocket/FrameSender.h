@@ -13,6 +13,7 @@
 
 #include "contract/http/WebSocket.h"
 #include "contract/streams/DataBuffer.h"
+#include "server/ServerLimits.h"
 #include "server/net/Transport.h"
 #include "server/websocket/FrameFormat.h"
 #include "server/websocket/WebSocketLimits.h"
@@ -33,11 +34,16 @@ public:
     struct Flushed
     {
         bool stuck = false;     ///< Sending failed, or needs `resume` once the socket is ready.
+        bool more = false;      ///< Needs `resume` at once: the socket may take more.
         bool roomAgain = false; ///< There is room for a next frame: told once for each.
     };
 
     /// @param transport outlives the sender, or its `end`.
-    explicit FrameSender(net::Transport& transport) : transport_(transport) {}
+    /// @param queueLimit bytes that are queued before there is no room for a next frame.
+    explicit FrameSender(net::Transport& transport,
+                         std::size_t queueLimit = WebSocketLimits().sendQueue)
+        : transport_(transport), queueLimit_(queueLimit)
+    {}
 
     /// Queues a frame, cut into fragments of `kSendFrameSize`. Its final bit goes out with its last
     /// fragment.
@@ -48,6 +54,7 @@ public:
     Flushed send(WebSocketFrame&& frame);
 
     void queuePong(common::DataBuffer&& payload);
+    void queuePing();
 
     /// Queues the close frame; whatever is queued after it is dropped.
     void queueClose(common::DataBuffer&& payload);
@@ -98,6 +105,7 @@ private:
     void doQueue(WebSocketFrame&& frame);
     void doQueueFragments(WebSocketFrame&& frame);
     void doPush(Piece&& piece);
+    void queueControl(std::uint8_t opcode, common::DataBuffer&& payload);
     Flushed doFlush(std::unique_lock<std::mutex>& lock);
     std::size_t doWrite(std::unique_lock<std::mutex>& lock);
     Flushed doTellRoom();
@@ -111,11 +119,12 @@ private:
     std::size_t discardSent(std::size_t count);
 
     net::Transport& transport_;
+    const std::size_t queueLimit_;
 
     mutable std::mutex mutex_; ///< Guards the members up to the next remark.
     std::condition_variable flushed_;
     std::deque<Piece> data_;
-    std::deque<Piece> pongs_;
+    std::deque<Piece> pongs_;           ///< And pings.
     std::size_t queuedBytes_ = 0;       ///< Cost of data that is not sent yet, what is loaded too.
     std::size_t pongBytes_ = 0;         ///< Cost of the pongs.
     bool roomAwaited_ = false;          ///< It was not told yet that there is room.

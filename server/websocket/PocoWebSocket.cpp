@@ -51,9 +51,11 @@ private:
     const std::weak_ptr<PocoWebSocket> bridge_;
 };
 
-PocoWebSocket::PocoWebSocket(net::Transport& transport, net::Handle connection, std::string early)
-    : connection_(std::move(connection)), sender_(transport), closing_(transport, sender_),
-      receiver_(transport, std::move(early), kReceiveLimit)
+PocoWebSocket::PocoWebSocket(net::Transport& transport, net::Handle connection, Received received,
+                             const WebSocketLimits& limits)
+    : connection_(std::move(connection)), limits_(limits), sender_(transport, limits.sendQueue),
+      closing_(transport, sender_), receiver_(transport, std::move(received.input), limits.frame),
+      hungUp_(received.hungUp), heardAt_(Clock::now())
 {}
 
 PocoWebSocket::~PocoWebSocket() = default;
@@ -207,10 +209,14 @@ void PocoWebSocket::receiveAll(net::Turn& turn)
         sendWaiting();
         if (ends_.isClosed() || (!receiveOnce(turn) && !requestsLeft_)) {
             watchForHangUp();
+            watchForSilence();
+            if (!undelivered_.empty() && !ends_.isPaused()) {
+                connection_.wake(); // this thread itself gave the demand
+            }
             return;
         }
     }
-    connection_.wake(); // after the other connections
+    connection_.wake(); // goes on after the other connections
 }
 
 /// @return whether there is input to handle.
@@ -231,14 +237,21 @@ bool PocoWebSocket::receiveOnce(net::Turn& turn)
         }
         ends_.close(std::nullopt);
     }
-    return input == FrameReceiver::Input::Some;
+    if (input != FrameReceiver::Input::Some) {
+        return false;
+    }
+    if (limits_.pingTimeout.count() > 0) {
+        heardAt_ = Clock::now();
+        pinged_ = false;
+    }
+    return true;
 }
 
 void PocoWebSocket::sendWaiting()
 {
     if (sender_.isBlocked()) {
         afterFlush(sender_.resume());
-        sender_.failIfStalled(kSendTimeout);
+        sender_.failIfStalled(limits_.sendTimeout);
     }
     if (sender_.hasFailed()) {
         throw SendFailure(sender_.failure());
@@ -263,6 +276,24 @@ void PocoWebSocket::watchForHangUp()
     }
 }
 
+/// Pings a client that has been silent, and gives one up that answers no ping. A client that still
+/// has to take what is sent may not see the ping: `sendTimeout` is for that one.
+void PocoWebSocket::watchForSilence()
+{
+    if (limits_.pingTimeout.count() == 0 || sender_.isBlocked()) {
+        return;
+    }
+    const auto silence = Clock::now() - heardAt_;
+    if (silence >= limits_.pingTimeout && pinged_) {
+        throw std::runtime_error("The client answered no ping.");
+    }
+    if (silence >= limits_.pingTimeout / 2 && !pinged_) {
+        pinged_ = true;
+        sender_.queuePing();
+        afterFlush(sender_.flush());
+    }
+}
+
 net::Clock::time_point PocoWebSocket::deadline() const
 {
     auto earliest = Clock::time_point::max();
@@ -276,7 +307,10 @@ net::Clock::time_point PocoWebSocket::deadline() const
         return std::min(earliest, closing_.deadline());
     }
     if (sender_.isBlocked()) {
-        consider(sender_.stalledSince(), kSendTimeout);
+        consider(sender_.stalledSince(), limits_.sendTimeout);
+    } else if (limits_.pingTimeout.count() > 0) {
+        const auto& limit = limits_.pingTimeout;
+        consider(std::optional(heardAt_), pinged_ ? limit : limit / 2);
     }
     consider(hungUpAt_, kUndeliveredTime);
     return earliest;
@@ -302,8 +336,8 @@ bool PocoWebSocket::finishClosing(net::Turn& turn)
     const auto finished = isTimeUp || closing_.proceed(turn.scratch, readable_);
     if (finished) {
         sender_.end();
-    } else if (readable_) {
-        connection_.wake(); // after the other connections
+    } else if (readable_ || closing_.hasMore()) {
+        connection_.wake(); // goes on after the other connections
     }
     return finished;
 }
@@ -365,7 +399,9 @@ void PocoWebSocket::requestFrame()
 
 void PocoWebSocket::afterFlush(FrameSender::Flushed flushed)
 {
-    if (flushed.stuck) {
+    if (flushed.more) {
+        connection_.wake(); // goes on after the other connections
+    } else if (flushed.stuck) {
         wake();
     }
     if (flushed.roomAgain) {

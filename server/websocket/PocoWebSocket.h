@@ -35,8 +35,8 @@ namespace connector::http {
 /// - To the client: the provider is asked for one frame at a time while less than 8,000,000 bytes
 ///   wait to be sent, so a client that does not read costs that and one frame. At that bound the
 ///   provider is asked for no more until the client reads; after 30 seconds in which it took
-///   nothing the connection is failed. Receiving goes on meanwhile. The bound counts heads and the
-///   memory to keep a frame as well as payloads.
+///   nothing the connection is failed (`WebSocketLimits`). Receiving goes on meanwhile. The bound
+///   counts heads and the memory to keep a frame as well as payloads.
 /// - From the client: without demand of the subscriber at most one frame is received ahead, and
 ///   64 KB of what follows it. Pings and a close among that are handled at once; frames that wait
 ///   are dropped by a close. Then the socket is not read. A client that hangs up meanwhile is given
@@ -49,16 +49,24 @@ namespace connector::http {
 /// | `close`: the server stops                 | onComplete | 1001                               |
 /// | the client hangs up between two frames    | onComplete | none                               |
 /// | the client breaks the protocol            | onError    | 1002, 1007 or 1009                 |
-/// | receiving or sending fails                | onError    | none                               |
+/// | receiving or sending fails, or the client | onError    | none                               |
+/// | answers no ping                           |            |                                    |
 /// | the subscriber or the publisher throws    | onError    | 1011                               |
 class PocoWebSocket final : public reactive_streams::ProcessorAPI<WebSocketFrame, WebSocketFrame>,
                             public std::enable_shared_from_this<PocoWebSocket>
 {
 public:
-    /// @param transport the bytes of the upgraded connection; outlives `finishClosing`.
+    /// What came of the client before the handshake was answered.
+    struct Received
+    {
+        std::string input;
+        bool hungUp = false; ///< The end of its input waits behind that.
+    };
+
+    /// @param transport the bytes of the upgraded connection; outlives `endOutput`.
     /// @param connection has the connection run.
-    /// @param early what the client sent before the handshake was answered.
-    PocoWebSocket(net::Transport& transport, net::Handle connection, std::string early);
+    PocoWebSocket(net::Transport& transport, net::Handle connection, Received received,
+                  const WebSocketLimits& limits);
     ~PocoWebSocket() override;
 
     /// Connects both streams of @p reply. If one of them throws, `receive` ends the connection.
@@ -88,6 +96,9 @@ public:
     /// of the close frame.
     /// @return whether the connection can be closed; if not, to be called again.
     bool finishClosing(net::Turn& turn);
+
+    /// Nothing is written any more once this has returned. Waits for a thread that is writing.
+    void endOutput() { sender_.end(); }
 
     /// When the connection has to run, whatever happens.
     [[nodiscard]] net::Clock::time_point deadline() const;
@@ -124,6 +135,7 @@ private:
     void sendWaiting();
     [[nodiscard]] bool receivesMore() const;
     void watchForHangUp();
+    void watchForSilence();
     void handleInput();
     void handleFrame(WebSocketFrame&& frame);
 
@@ -147,6 +159,7 @@ private:
     void fail(const std::exception_ptr& failure, std::optional<websocket::CloseCode> code);
 
     const net::Handle connection_;
+    const WebSocketLimits limits_;
     websocket::FrameSender sender_;
     websocket::StreamEnds ends_;
     std::atomic<std::thread::id> thread_; ///< Runs the connection now.
@@ -156,9 +169,11 @@ private:
     websocket::FrameReceiver receiver_;
     websocket::UndeliveredFrames undelivered_;
     bool readable_ = true; ///< A receive may find something.
-    bool hungUp_ = false;  ///< The end of the input waits behind what is there.
+    bool hungUp_;          ///< The end of the input waits behind what is there.
     bool broken_ = false;
     std::optional<Clock::time_point> hungUpAt_; ///< While frames are undelivered.
+    Clock::time_point heardAt_;                 ///< Of the client; if pings are on.
+    bool pinged_ = false;                       ///< Since then.
     bool queued_ = false;                       ///< A frame is queued and not flushed yet.
     bool collecting_ = false; ///< More frames follow the one that the subscriber has now.
     /// The provider published so many frames in a row that the rest had to wait.

@@ -4,29 +4,22 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The limits of WebSocket connections, in one place.
+/// What bounds WebSocket connections beside `WebSocketLimits`, which a server may change.
 namespace connector::http::websocket {
-
-/// Longest payload of a frame from a client, in bytes; a longer one closes the connection (1009).
-inline constexpr std::uint64_t kReceiveLimit = 8'000'000;
 
 /// Longest payload of a frame to a client, in bytes; what is longer leaves in fragments.
 inline constexpr std::uint32_t kSendFrameSize = 2'000'000;
 
-/// A provider is asked for its next frame while less than this waits to be sent, in bytes. With a
-/// client that does not read, the connection holds that much and one frame.
-inline constexpr std::size_t kSendQueueLimit = 8'000'000;
-
 /// Bytes of unsent pongs beyond which only the newest is kept (RFC 6455 section 5.5.3).
 inline constexpr std::size_t kPongQueueLimit = 65'536;
 
-/// What both limits count for a frame beside its head and payload: the memory to keep it queued. So
-/// they bound the number of frames as well, however short those are.
+/// What `WebSocketLimits::sendQueue` and the limit of pongs count for a frame beside its head and
+/// payload: the memory to keep it queued. So they bound the number of frames as well, however short
+/// those are.
 inline constexpr std::size_t kQueuedFrameCost = 128;
 
-/// A client that takes nothing of what waits for it for that long is cut off; and for that long
-/// only once the connection is closing.
-inline constexpr std::chrono::seconds kSendTimeout{30};
+/// Once the connection is closing, a client that takes nothing of what waits for it for that long
+/// is cut off.
 inline constexpr std::chrono::seconds kClosingSendTimeout{2};
 
 /// How long frames of a client that has hung up wait for a subscriber to request them.
@@ -43,7 +36,7 @@ inline constexpr std::chrono::milliseconds kStopTime{250};
 inline constexpr std::size_t kReadAhead = 65'536;
 
 /// How often a connection receives in a row, before others get its thread.
-inline constexpr int kReceivesPerTurn = 64;
+inline constexpr int kReceivesPerTurn = 4;
 
 /// How many frames a provider publishes in a row, each within the request for it, before the
 /// connection's thread looks at the socket again.

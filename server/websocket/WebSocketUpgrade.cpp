@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kVersion = "13";
 
 /// A connection whose client fell silent is probed by TCP, so that one that vanished without a word
-/// does not hold its thread for ever.
+/// does not hold its connection for ever.
 constexpr int kProbeAfterSeconds = 60;
 constexpr int kProbeIntervalSeconds = 10;
 constexpr int kProbes = 6;

@@ -3,11 +3,15 @@
 #include <cstddef>
 #include <filesystem>
 #include <future>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <list>
 #include <memory>
 #include <mutex>
+#include <ranges>
 #include <semaphore>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -36,6 +40,31 @@ std::ptrdiff_t countThreads()
     return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/task"));
 }
 
+std::unique_ptr<Message> makeEcho()
+{
+    using Echo = reactive_streams::TransformProcessor<WebSocketFrame, WebSocketFrame>;
+    const auto echo = std::make_shared<Echo>([](auto&& item) { return item; });
+    return std::make_unique<WebSocket>(echo, echo);
+}
+
+/// A body that blocks the thread that subscribes to it, without announcing it.
+class BlockingBody final : public reactive_streams::PublisherAPI<common::DataBuffer>
+{
+public:
+    explicit BlockingBody(std::shared_future<void> leave) : leave_(std::move(leave)) {}
+
+    void
+    subscribe(std::shared_ptr<reactive_streams::SubscriberAPI<common::DataBuffer>> /*subscriber*/)
+        override
+    {
+        leave_.wait();
+        throw std::runtime_error("left");
+    }
+
+private:
+    const std::shared_future<void> leave_;
+};
+
 /// How a server uses its threads, and what it grants to its clients.
 class EngineTest : public ::testing::Test
 {
@@ -53,17 +82,34 @@ protected:
                     leave_.wait();
                 }
                 if (request.path == "/echo") {
-                    using Echo =
-                        reactive_streams::TransformProcessor<WebSocketFrame, WebSocketFrame>;
-                    const auto echo = std::make_shared<Echo>([](auto&& item) { return item; });
-                    return makeReadyFuture<std::unique_ptr<Message>>(
-                        std::make_unique<WebSocket>(echo, echo));
+                    return makeReadyFuture<std::unique_ptr<Message>>(makeEcho());
                 }
                 return makeReadyHttpResponse(200, request.path);
             }));
         server_ = std::make_shared<PocoHttpServer>(connector_, test::findFreePort(), limits);
         server_->setAddress("app");
         server_->start();
+    }
+
+    /// Sends a request whose reply comes later.
+    RawClient& sendLater(std::list<RawClient>& clients, const std::string& rest)
+    {
+        auto& client = clients.emplace_back(server_->getPort());
+        client.send("GET /later HTTP/1.1\r\nHost: x\r\n" + rest);
+        for (std::unique_lock lock(mutex_); later_.size() < clients.size(); lock.lock()) {
+            lock.unlock();
+            std::this_thread::yield();
+        }
+        return client;
+    }
+
+    void awaitNoRequest()
+    {
+        const auto end = std::chrono::steady_clock::now() + RawClient::kDeadline;
+        while (server_->getActiveRequests() > 0 && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(server_->getActiveRequests(), 0U);
     }
 
     void expectService()
@@ -133,6 +179,44 @@ TEST_F(EngineTest, RepliesThatComeLaterHoldNoThread)
     }
 }
 
+TEST_F(EngineTest, RepliesThatBlockTheirThreadHoldUpNobody)
+{
+    start();
+    std::list<RawClient> clients;
+    for (int i = 0; i < 6; ++i) {
+        sendLater(clients, "\r\n");
+    }
+    for (auto& promise : later_) {
+        const auto body = &promise - later_.data() < 2
+                              ? std::make_shared<BlockingBody>(leave_)
+                              : makeBody(common::DataBuffer(std::string_view("late")));
+        promise.setValue(std::make_unique<HttpResponse>(200, body));
+    }
+    for (auto& client : clients | std::views::drop(2)) {
+        EXPECT_EQ(client.readResponse().body, "late");
+    }
+    expectService();
+    open_.set_value();
+    EXPECT_EQ(clients.front().readResponse().status, 500);
+}
+
+TEST_F(EngineTest, ClientsThatLeaveBeforeTheirReplyAreNoticed)
+{
+    start();
+    std::list<RawClient> clients;
+    sendLater(clients, "\r\n").reset();
+    awaitNoRequest();
+    sendLater(clients, "Upgrade: websocket\r\nConnection: Upgrade\r\n"
+                       "Sec-WebSocket-Version: 13\r\n"
+                       "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n" +
+                           maskedFrame(0x81, "hello"))
+        .finishSending();
+    expectService(); // the end has been noted meanwhile
+    later_.back().setValue(makeEcho());
+    EXPECT_THAT(clients.back().readUntilClosed(), ::testing::EndsWith("\x81\x05hello"));
+    awaitNoRequest();
+}
+
 TEST_F(EngineTest, ThreadsThatBlockUnannouncedAreReplacedUpToTheLimit)
 {
     constexpr int kThreads = 64;
@@ -179,9 +263,15 @@ TEST_F(EngineTest, ClientsBeyondALimitAreCutOff)
 {
     using std::chrono::milliseconds;
     constexpr milliseconds kShort{20};
+    const std::string upgrade =
+        makeRequest("GET", "/echo",
+                    "Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
+                    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n");
     const std::string put = makeRequest("PUT", "/", "Content-Length: 9\r\n");
     const std::tuple<ServerLimits, std::string, std::string> cases[] = {
         {{.headTimeout = kShort}, "GET / HT", "HTTP/1.1 408 "},
+        {{.headTimeout = kShort}, makeRequest("GET", "/") + "GET / HT", "HTTP/1.1 200 "},
+        {{.webSocket = {.pingTimeout = kShort}}, upgrade, "HTTP/1.1 101 "},
         {{.silenceTimeout = kShort}, put + "part", "HTTP/1.1 408 "},
         {{.minRate = 1000, .rateGrace = kShort}, put + "part", "HTTP/1.1 408 "},
         {{.transferTimeout = kShort}, put + "part", "HTTP/1.1 408 "},

@@ -353,6 +353,22 @@ TEST_F(PocoWebSocketTest, StopsAlsoWithClientsThatDoNotRead)
     EXPECT_EQ(server_->getActiveRequests(), 0U);
 }
 
+TEST_F(PocoWebSocketTest, TakesDemandThatIsGivenWhileItAsksForAFrame)
+{
+    const auto provider = provide(1);
+    provider->requested = [provider = provider.get(), calls = 0]() mutable {
+        if (++calls < 70) { // more than follow one another before the socket is looked at
+            provider->bridge->onNext(frame(0x81, "x"));
+        } else if (calls == 70) {
+            provider->incoming->request(1);
+        }
+    };
+    WebSocketClient client(server_->getPort());
+    client.sendFrame(0x81, "A");
+    client.sendFrame(0x81, "B");
+    EXPECT_EQ(provider->await("B "), "open A B ");
+}
+
 TEST_F(PocoWebSocketTest, LetsGoOfClientsThatHangUp)
 {
     const auto hangUp = [this](const std::string& last, const auto& how) {

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "contract/common/Text.h"
+#include "server/ServerLimits.h"
 #include "server/websocket/CloseStatus.h"
 #include "server/websocket/FrameFormat.h"
 #include "server/websocket/FrameParser.h"
@@ -138,7 +139,7 @@ TEST(WebSocketFramesTest, LimitsWhatIsReceivedBehindAnUndeliveredFrame)
 {
     const auto frame = [](std::size_t size) { return WebSocketFrame(DataBuffer(size), 0x82); };
     UndeliveredFrames frames;
-    EXPECT_GT(frames.room(8'000'000), kReceiveLimit);
+    EXPECT_GT(frames.room(8'000'000), http::WebSocketLimits().frame);
     for (const std::size_t size : {8'000'000UL, 0UL, 65'000UL}) {
         frames.push(frame(size));
     }

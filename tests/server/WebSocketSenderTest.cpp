@@ -76,7 +76,7 @@ TEST_F(WebSocketSenderTest, CutsLongFramesAndKeepsTheFinalBit)
     };
     for (const auto& [flags, size, written] : cases) {
         sender.queue(frame(size, flags));
-        while (sender.resume().stuck) { // it pauses after a few MB
+        while (sender.resume().more) { // it pauses after a few MB
         }
         EXPECT_EQ(transport.written.size(), written.size());
         EXPECT_TRUE(transport.written == written) << flags << " " << size;
@@ -114,7 +114,7 @@ TEST_F(WebSocketSenderTest, LetsPongsOvertakeBetweenFrames)
     sender.queue(frame(1)); // nothing comes after the close frame
     sender.queuePong(DataBuffer("q"s));
     transport.allowed = std::size_t{1} << 30U;
-    while (sender.resume().stuck) {
+    while (sender.resume().more) {
     }
     EXPECT_TRUE(transport.written == sent(0x02, 2'000'000) + "\x8a\x01p"s + sent(0x00, 2'000'000) +
                                          sent(0x80, 1'000'000) + "\x88\0"s);
@@ -123,7 +123,7 @@ TEST_F(WebSocketSenderTest, LetsPongsOvertakeBetweenFrames)
 TEST_F(WebSocketSenderTest, BoundsWhatWaits)
 {
     transport.allowed = 0;
-    EXPECT_TRUE(sender.queue(frame(kSendQueueLimit / 2)));
+    EXPECT_TRUE(sender.queue(frame(WebSocketLimits().sendQueue / 2)));
     std::size_t empty = 1;
     for (; sender.queue(frame(0)); ++empty) {
         ASSERT_LT(empty, 100'000U) << "frames without a payload are counted, too";
@@ -134,15 +134,15 @@ TEST_F(WebSocketSenderTest, BoundsWhatWaits)
     EXPECT_FALSE(sender.flush().roomAgain);
     transport.allowed = std::size_t{1} << 30U;
     EXPECT_TRUE(sender.resume().roomAgain);
-    while (sender.resume().stuck) {
+    while (sender.resume().more) {
     }
-    EXPECT_LT(transport.written.size(), kSendQueueLimit / 2 + 2 * empty + 5000);
+    EXPECT_LT(transport.written.size(), WebSocketLimits().sendQueue / 2 + 2 * empty + 5000);
     EXPECT_NE(transport.written.find("pong 9999"), std::string::npos) << "the newest is sent";
 }
 
 TEST_F(WebSocketSenderTest, NamesALackOfMemoryForAFrame)
 {
-    FrameReceiver receiver(transport, "", kReceiveLimit);
+    FrameReceiver receiver(transport, "", WebSocketLimits().frame);
     EXPECT_EQ(test::failureOf([&] { return receiver.receive({}, 1); }), "Out of memory!");
     transport.allowed = 0;
     sender.send(frame(1));
@@ -157,7 +157,7 @@ TEST_F(WebSocketSenderTest, NamesALackOfMemoryForAFrame)
         }
     }
     transport.allowed = std::size_t{1} << 30U;
-    while (sender.resume().stuck) {
+    while (sender.resume().more) {
     }
     EXPECT_EQ(transport.written.size(), 3 + 5'000'000 + 30);
     for (int i = 0; i < 100; ++i) {
