@@ -96,8 +96,13 @@ protected:
 
 TEST_F(PocoHttpServerTest, WhatAProbeThrowsIsTheLastErrorOfTheStart)
 {
-    ThrowingProbe server(connector_, test::findFreePort());
-    EXPECT_TRUE(test::failureOf([&server] { server.start(); }).ends_with(".\nno luck"));
+    auto told = false;
+    for (int attempt = 0; attempt < 5 && !told;
+         ++attempt) { // another process may have the last port
+        ThrowingProbe server(connector_, test::findFreePort());
+        told = test::failureOf([&server] { server.start(); }).ends_with(".\nno luck");
+    }
+    EXPECT_TRUE(told);
 }
 
 TEST_F(PocoHttpServerTest, AnswersWhileItStarts)
