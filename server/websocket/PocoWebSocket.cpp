@@ -53,9 +53,10 @@ private:
 
 PocoWebSocket::PocoWebSocket(net::Transport& transport, net::Handle connection, Received received,
                              const WebSocketLimits& limits)
-    : connection_(std::move(connection)), limits_(limits), sender_(transport, limits.sendQueue),
-      closing_(transport, sender_), receiver_(transport, std::move(received.input), limits.frame),
-      hungUp_(received.hungUp), heardAt_(Clock::now())
+    : connection_(std::move(connection)), sendTimeout_(limits.sendTimeout),
+      sender_(transport, limits.sendQueue), closing_(transport, sender_),
+      receiver_(transport, std::move(received.input), limits.frame), hungUp_(received.hungUp),
+      pingTimer_(limits.pingTimeout)
 {}
 
 PocoWebSocket::~PocoWebSocket() = default;
@@ -146,11 +147,6 @@ void PocoWebSocket::onError(std::exception_ptr failure)
     }
 }
 
-void PocoWebSocket::onComplete()
-{
-    endByProvider(NormalClosure);
-}
-
 bool PocoWebSocket::endByProvider(CloseCode code)
 {
     if (!ends_.close(code)) {
@@ -237,21 +233,17 @@ bool PocoWebSocket::receiveOnce(net::Turn& turn)
         }
         ends_.close(std::nullopt);
     }
-    if (input != FrameReceiver::Input::Some) {
-        return false;
+    if (input == FrameReceiver::Input::Some) {
+        pingTimer_.heard();
     }
-    if (limits_.pingTimeout.count() > 0) {
-        heardAt_ = Clock::now();
-        pinged_ = false;
-    }
-    return true;
+    return input == FrameReceiver::Input::Some;
 }
 
 void PocoWebSocket::sendWaiting()
 {
     if (sender_.isBlocked()) {
         afterFlush(sender_.resume());
-        sender_.failIfStalled(limits_.sendTimeout);
+        sender_.failIfStalled(sendTimeout_);
     }
     if (sender_.hasFailed()) {
         throw SendFailure(sender_.failure());
@@ -276,19 +268,10 @@ void PocoWebSocket::watchForHangUp()
     }
 }
 
-/// Pings a client that has been silent, and gives one up that answers no ping. A client that still
-/// has to take what is sent may not see the ping: `sendTimeout` is for that one.
+/// While output waits, a ping would wait behind it: `sendTimeout` is for that client.
 void PocoWebSocket::watchForSilence()
 {
-    if (limits_.pingTimeout.count() == 0 || sender_.isBlocked()) {
-        return;
-    }
-    const auto silence = Clock::now() - heardAt_;
-    if (silence >= limits_.pingTimeout && pinged_) {
-        throw std::runtime_error("The client answered no ping.");
-    }
-    if (silence >= limits_.pingTimeout / 2 && !pinged_) {
-        pinged_ = true;
+    if (!sender_.isBlocked() && pingTimer_.takePing()) {
         sender_.queuePing();
         afterFlush(sender_.flush());
     }
@@ -307,10 +290,9 @@ net::Clock::time_point PocoWebSocket::deadline() const
         return std::min(earliest, closing_.deadline());
     }
     if (sender_.isBlocked()) {
-        consider(sender_.stalledSince(), limits_.sendTimeout);
-    } else if (limits_.pingTimeout.count() > 0) {
-        const auto& limit = limits_.pingTimeout;
-        consider(std::optional(heardAt_), pinged_ ? limit : limit / 2);
+        consider(sender_.stalledSince(), sendTimeout_);
+    } else {
+        earliest = std::min(earliest, pingTimer_.deadline());
     }
     consider(hungUpAt_, kUndeliveredTime);
     return earliest;

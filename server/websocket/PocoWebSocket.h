@@ -17,6 +17,7 @@
 #include "server/websocket/ClosingHandshake.h"
 #include "server/websocket/FrameReceiver.h"
 #include "server/websocket/FrameSender.h"
+#include "server/websocket/PingTimer.h"
 #include "server/websocket/StreamEnds.h"
 #include "server/websocket/UndeliveredFrames.h"
 
@@ -80,7 +81,7 @@ public:
     void onSubscribe(std::shared_ptr<reactive_streams::Subscription> subscription) override;
     void onNext(WebSocketFrame&& frame) override;
     void onError(std::exception_ptr failure) override;
-    void onComplete() override;
+    void onComplete() override { endByProvider(websocket::NormalClosure); }
 
     /// The receive step: handles every frame that has arrived, and sends what had to wait.
     /// @return whether the connection is still open. If not, `close` comes next.
@@ -159,7 +160,7 @@ private:
     void fail(const std::exception_ptr& failure, std::optional<websocket::CloseCode> code);
 
     const net::Handle connection_;
-    const WebSocketLimits limits_;
+    const std::chrono::milliseconds sendTimeout_;
     websocket::FrameSender sender_;
     websocket::StreamEnds ends_;
     std::atomic<std::thread::id> thread_; ///< Runs the connection now.
@@ -172,9 +173,8 @@ private:
     bool hungUp_;          ///< The end of the input waits behind what is there.
     bool broken_ = false;
     std::optional<Clock::time_point> hungUpAt_; ///< While frames are undelivered.
-    Clock::time_point heardAt_;                 ///< Of the client; if pings are on.
-    bool pinged_ = false;                       ///< Since then.
-    bool queued_ = false;                       ///< A frame is queued and not flushed yet.
+    websocket::PingTimer pingTimer_;
+    bool queued_ = false;     ///< A frame is queued and not flushed yet.
     bool collecting_ = false; ///< More frames follow the one that the subscriber has now.
     /// The provider published so many frames in a row that the rest had to wait.
     bool requestsLeft_ = false;
