@@ -22,7 +22,7 @@ Host::Host(const Options& options)
       contentJson_(std::make_unique<http::StaticContentManagerJsonSerialization>(serializer_)),
       managerJson_(std::make_unique<http::HttpManagerJsonSerialization>(serializer_)),
       settings_(configuration_), pipeline_(connector_, configuration_, options_.clientLimits),
-      servers_(connector_, administration_)
+      servers_(connector_, administration_, options_.serverLimits)
 {
     // After the pipeline, whose stages give the keys their defaults and so their types.
     for (const auto& [key, value] : options_.settings) {

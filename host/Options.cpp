@@ -148,6 +148,7 @@ void addProxyLimits(CLI::App& app, Options& options)
 
 void addServerOptions(CLI::App& app, Options& options)
 {
+    constexpr unsigned kMaxConnections = 1'000'000;
     addSingle(
         app, "--port", [&options](const std::string& text) { options.port = parsePort(text); },
         "Port of the server \"main\" (31415); the next free one if it is taken")
@@ -160,6 +161,13 @@ void addServerOptions(CLI::App& app, Options& options)
     app.add_option("--certificate", options.certificate,
                    "Keep the certificate of the server \"secure\" here, and its key beside it")
         ->type_name("FILE");
+    addSingle(
+        app, "--max-connections",
+        [&options](const std::string& text) {
+            options.serverLimits.maxConnections = parseCount(text, kMaxConnections);
+        },
+        "Connections that each server has at a time (10000); fewer if descriptors are short")
+        ->type_name("N");
     app.add_flag_callback(
         "--no-secure", [&options] { options.secure = false; },
         "Start no HTTPS server, whatever else is said of it");

@@ -11,6 +11,7 @@
 #include "contract/common/Log.h"
 #include "host/RouteSpec.h"
 #include "pipeline/ProxyLimits.h"
+#include "server/ServerLimits.h"
 
 namespace connector::host {
 
@@ -23,6 +24,7 @@ struct Options
     std::vector<ProxyRoute> proxies;
     http::ProxyLimits proxyLimits; ///< Of each proxy route.
     http::ClientLimits clientLimits;
+    http::ServerLimits serverLimits;         ///< Of each server.
     std::vector<std::string> echoes;         ///< Routes.
     std::optional<std::uint16_t> port;       ///< Of the server "main".
     std::optional<std::uint16_t> securePort; ///< Of the server "secure".

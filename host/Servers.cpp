@@ -58,10 +58,11 @@ bool asksForDefaultPair(const Options& options)
 } // namespace
 
 Servers::Servers(std::shared_ptr<LocalConnector> connector,
-                 std::shared_ptr<administration::Administration> administration)
+                 std::shared_ptr<administration::Administration> administration,
+                 const http::ServerLimits& limits)
     : connector_(std::move(connector)), administration_(std::move(administration)),
       commands_(connector_, administration_, kServerManager),
-      manager_(std::make_shared<http::HttpManagerServiceProviderImpl>(connector_))
+      manager_(std::make_shared<http::HttpManagerServiceProviderImpl>(connector_, limits))
 {
     connector_->registerProvider(kServerManager, manager_);
 }

@@ -9,6 +9,7 @@
 #include "contract/platform/Administration.h"
 #include "host/Options.h"
 #include "manager/HttpCommandProvider.h"
+#include "server/ServerLimits.h"
 
 namespace connector::host {
 
@@ -20,8 +21,10 @@ inline constexpr const char* kServerManager = "connector/http/manager";
 class Servers
 {
 public:
+    /// @param limits of every server, of those that messages create as well.
     Servers(std::shared_ptr<LocalConnector> connector,
-            std::shared_ptr<administration::Administration> administration);
+            std::shared_ptr<administration::Administration> administration,
+            const http::ServerLimits& limits);
 
     /// Stops and removes every server that is left.
     ~Servers();

@@ -27,13 +27,14 @@ Reply fail(const char* text)
     return makeFailedFuture<std::unique_ptr<Message>>(E(text));
 }
 
-std::shared_ptr<HttpServer> makeServer(ServerType type, const std::shared_ptr<Connector>& connector)
+std::shared_ptr<HttpServer> makeServer(ServerType type, const std::shared_ptr<Connector>& connector,
+                                       const ServerLimits& limits)
 {
     switch (type) {
     case ServerType::HTTP:
-        return std::make_shared<PocoHttpServer>(connector, kPortUnset);
+        return std::make_shared<PocoHttpServer>(connector, kPortUnset, limits);
     case ServerType::HTTPS:
-        return std::make_shared<PocoHttpsServer>(connector, kPortUnset);
+        return std::make_shared<PocoHttpsServer>(connector, kPortUnset, limits);
     }
     return nullptr;
 }
@@ -49,8 +50,9 @@ ServerType reportedTypeOf(const HttpServer& server)
 
 } // namespace
 
-HttpManagerServiceProviderImpl::HttpManagerServiceProviderImpl(std::shared_ptr<Connector> connector)
-    : connector_(std::move(connector))
+HttpManagerServiceProviderImpl::HttpManagerServiceProviderImpl(std::shared_ptr<Connector> connector,
+                                                               const ServerLimits& limits)
+    : connector_(std::move(connector)), limits_(limits)
 {}
 
 HttpManagerServiceProviderImpl::~HttpManagerServiceProviderImpl() = default;
@@ -164,7 +166,7 @@ Reply HttpManagerServiceProviderImpl::handle(std::unique_ptr<CreateHttpServer>&&
     if (servers_.contains(message->name)) {
         return fail<std::invalid_argument>("Server with the specified name already exists.");
     }
-    const auto server = makeServer(message->serverType, connector_);
+    const auto server = makeServer(message->serverType, connector_, limits_);
     if (server == nullptr) {
         return fail<std::invalid_argument>("Unknown server type.");
     }

@@ -9,6 +9,7 @@
 #include "contract/http/HttpServer.h"
 #include "contract/messaging/Connector.h"
 #include "manager/HandlerGate.h"
+#include "server/ServerLimits.h"
 
 namespace connector::http {
 
@@ -43,7 +44,9 @@ class CONNECTOR_API HttpManagerServiceProviderImpl final : public HttpManagerSer
 {
 public:
     /// @param connector handed to every server that is created.
-    explicit HttpManagerServiceProviderImpl(std::shared_ptr<Connector> connector);
+    /// @param limits of every server that is created.
+    explicit HttpManagerServiceProviderImpl(std::shared_ptr<Connector> connector,
+                                            const ServerLimits& limits = {});
     ~HttpManagerServiceProviderImpl() override;
 
     /// Kept: answers with the status and leaves the server's socket address as it is. It takes
@@ -92,6 +95,7 @@ private:
     Reply makeReadyStatus(const std::string& name);
 
     const std::shared_ptr<Connector> connector_;
+    const ServerLimits limits_;
     manager::HandlerGate gate_; ///< Guards the registry.
     std::unordered_map<std::string, std::shared_ptr<HttpServer>> servers_;
 };

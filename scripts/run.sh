@@ -34,7 +34,7 @@ read_arguments() {
                 shift
                 ;;
             --certificate=* | --no-secure) wants_certificate=no ;;
-            --port | --secure-port | --set | --log-level | --log-file | --proxy-limit | --upstream-timeout)
+            --port | --secure-port | --set | --log-level | --log-file | --proxy-limit | --upstream-timeout | --max-connections)
                 shift
                 ;;
             --)

@@ -22,7 +22,8 @@ TEST(OptionsTest, EveryOptionArrives)
         {"--constant", "/none=204,"}, {"--constant", "/ping=200,pong, you"},
         {"--echo", "/echo"},          {"--proxy", "/up=https://[::1]:1/x/"},
         {"--proxy-limit", "1"},       {"--upstream-timeout", "86400"},
-        {"--set", "a.b=c=d"},         {"--log-level", "debug"}};
+        {"--set", "a.b=c=d"},         {"--log-level", "debug"},
+        {"--max-connections", "9"}};
     for (const auto& [option, value] : valued) {
         arguments.insert(arguments.end(), {option, value});
     }
@@ -45,6 +46,7 @@ TEST(OptionsTest, EveryOptionArrives)
     EXPECT_THAT(options.echoes, testing::ElementsAre("/echo"));
     EXPECT_EQ(options.proxies.at(0).url, "https://[::1]:1/x");
     EXPECT_EQ(options.proxyLimits.maxRequests, 1U);
+    EXPECT_EQ(options.serverLimits.maxConnections, 9U);
     EXPECT_EQ(options.clientLimits.answerTimeout, std::chrono::hours(24));
     EXPECT_THAT(options.settings,
                 testing::UnorderedElementsAre(testing::Pair("connector.directoryListing", "true"),
