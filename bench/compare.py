@@ -35,29 +35,37 @@ from servers import Server, echo_load, free_port, load
 
 BENCH = pathlib.Path(__file__).parent
 SIZES = {"1 KB": 1024, "64 KB": 65536, "10 MB": 10485760}
-PEERS = ["host", "bare", "nginx 1", "nginx 2", "civetweb", "libmicrohttpd", "cpp-httplib", "node"]
+# The program of each; nginx and h2o with two processes or threads and events, as libmicrohttpd's pool;
+# civetweb and libmicrohttpd's other mode have a thread for each connection.
+PEERS = {"host": "host/connector-host", "bare": "bench/bare-server", "nginx": "nginx", "h2o": "h2o",
+         "libmicrohttpd pool": "bench/microhttpd-peer",
+         "libmicrohttpd threads": "bench/microhttpd-peer", "civetweb": "bench/civetweb-peer"}
+INSTALLED = ("nginx", "h2o")
 PAIR = ["host", "bare"]
+SECURE = [*PAIR, *INSTALLED]
 EACH_CONNECTS = ("connection per request", "https handshakes")
 
 # name, connections, peers
 LOADS = [
-    *((size, connections, PEERS) for connections in (16, 64) for size in ("constant", *SIZES)),
+    *(("constant", connections, PEERS) for connections in (16, 64, 500)),
+    *((size, connections, PEERS) for size in SIZES for connections in (16, 64)),
+    ("connection per request", 16, PEERS),
     ("no cookie", 16, PAIR),
-    ("connection per request", 16, [peer for peer in PEERS if peer != "node"]),
-    ("https constant", 16, [*PAIR, "nginx 2"]),
-    ("https 10 MB", 16, [*PAIR, "nginx 2"]),
-    ("https handshakes", 16, [*PAIR, "nginx 2"]),
+    ("https constant", 16, SECURE),
+    ("https 10 MB", 16, SECURE),
+    ("https handshakes", 16, SECURE),
     ("proxy constant", 16, PAIR),
     ("proxy 64 KB", 16, PAIR),
 ]
 
-# name, bytes, connections, messages in flight
+# name, bytes, connections, messages in flight, peers; the bare server has 64 threads
 ECHOES = [
-    ("websocket 64 B", 64, 1, 1),
-    ("websocket 64 B, 16 in flight", 64, 1, 16),
-    ("websocket 64 B, 32 connections", 64, 32, 1),
-    ("websocket 64 KB", 65536, 1, 1),
-    ("websocket 1 MB", 1000000, 1, 1),
+    ("websocket 64 B", 64, 1, 1, PAIR),
+    ("websocket 64 B, 16 in flight", 64, 1, 16, PAIR),
+    ("websocket 64 B", 64, 32, 1, PAIR),
+    ("websocket 64 B", 64, 1000, 1, ["host"]),
+    ("websocket 64 KB", 65536, 1, 1, PAIR),
+    ("websocket 1 MB", 1000000, 1, 1, PAIR),
 ]
 IDLE_SOCKETS = 60
 DRAWN = {("constant", 16), ("1 KB", 16), ("64 KB", 16), ("10 MB", 16)}
@@ -72,6 +80,7 @@ class Field:
         self.site.mkdir()
         for name, size in SIZES.items():
             (self.site / self.file(name)).write_bytes(os.urandom(size))
+        (self.site / "constant").write_text("Hello, world!")  # h2o has no other way to answer it
         self.directory = pathlib.Path(directory)
         self.certificate, self.key = self.directory / "certificate.pem", self.directory / "key.pem"
         subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-noenc", "-subj",
@@ -88,13 +97,11 @@ class Field:
 
     def program(self, peer):
         """The program of a peer; None if it is missing."""
-        if peer.startswith("nginx") or peer == "node":
-            found = shutil.which(peer.split()[0], path=os.environ["PATH"] + ":/usr/sbin")
+        if peer in INSTALLED:
+            found = shutil.which(peer, path=os.environ["PATH"] + ":/usr/sbin")
             return found and pathlib.Path(found)
-        place = {"host": "host/connector-host", "bare": "bench/bare-server",
-                 "civetweb": "bench/civetweb-peer", "libmicrohttpd": "bench/microhttpd-peer",
-                 "cpp-httplib": "bench/httplib-peer"}[peer]
-        return self.build / place if (self.build / place).exists() else None
+        program = self.build / PEERS[peer]
+        return program if program.exists() else None
 
     def start(self, peer, workload, upstream):
         program, port = self.program(peer), free_port()
@@ -103,11 +110,13 @@ class Field:
             return self._start_host(program, port, secure, upstream)
         if peer == "bare":
             return self._start_bare(program, port, secure, workload, upstream)
-        if peer.startswith("nginx"):
-            configuration = self._nginx_configuration(peer, port, secure)
+        if peer == "nginx":
+            configuration = self._nginx_configuration(port, secure)
             return Server([program, "-e", "stderr", "-c", configuration], port, secure)
-        script = [BENCH / "peers" / "node_peer.js"] if peer == "node" else []
-        return Server([program, *script, port, self.site], port)
+        if peer == "h2o":
+            return Server([program, "-c", self._h2o_configuration(port, secure)], port, secure)
+        mode = ["pool"] if peer.endswith("pool") else []
+        return Server([program, port, self.site, *mode], port)
 
     def _start_host(self, program, port, secure, upstream):
         content = (["--proxy", f"/={upstream.origin}"] if upstream else
@@ -125,11 +134,11 @@ class Field:
         encryption = ["secure", self.certificate, self.key] if secure else []
         return Server([program, port, *mode, *encryption], port, secure)
 
-    def _nginx_configuration(self, peer, port, secure):
+    def _nginx_configuration(self, port, secure):
         encryption = f"ssl_certificate {self.certificate}; ssl_certificate_key {self.key};"
         file = self.directory / f"nginx{port}.conf"
         file.write_text(f"""
-            daemon off; pid {self.directory}/nginx{port}.pid; worker_processes {peer.split()[1]};
+            daemon off; pid {self.directory}/nginx{port}.pid; worker_processes 2;
             events {{ worker_connections 1024; }}
             http {{
                 access_log off; sendfile on; tcp_nopush on; keepalive_requests 1000000000;
@@ -143,6 +152,16 @@ class Field:
                     location = /constant {{ return 200 "Hello, world!"; }}
                 }}
             }}""")
+        return file
+
+    def _h2o_configuration(self, port, secure):
+        encryption = (f", ssl: {{certificate-file: {self.certificate}, key-file: {self.key}}}"
+                      if secure else "")
+        file = self.directory / f"h2o{port}.conf"
+        file.write_text(f"""
+            num-threads: 2
+            listen: {{host: 127.0.0.1, port: {port}{encryption}}}
+            hosts: {{default: {{paths: {{/: {{file.dir: {self.site}}}}}}}}}""")
         return file
 
 
@@ -190,28 +209,29 @@ def measure_load(options, field, workload, connections, peers):
         return results
 
 
-def echo_servers(field, stack):
-    ports = [free_port(), free_port()]
-    servers = {
-        "host": Server([field.program("host"), "--log-level", "off", "--no-secure", "--echo",
-                        "/echo", "--port", ports[0]], ports[0]),
-        "bare": Server([field.build / "bench" / "bare-websocket-server", ports[1]], ports[1])}
-    for server in servers.values():
-        stack.callback(server.stop)
+def echo_servers(field, stack, peers):
+    servers = {}
+    for peer in peers:
+        port = free_port()
+        servers[peer] = Server(
+            [field.program("host"), "--log-level", "off", "--no-secure", "--echo", "/echo",
+             "--port", port] if peer == "host" else
+            [field.build / "bench" / "bare-websocket-server", port], port)
+        stack.callback(servers[peer].stop)
     return servers
 
 
-def measure_echo(options, field, size, connections, in_flight):
+def measure_echo(options, field, size, connections, in_flight, peers):
     client = field.build / "bench" / "websocket-load"
     with contextlib.ExitStack() as stack:
-        return interleave(options, echo_servers(field, stack), lambda peer, server: echo_load(
+        return interleave(options, echo_servers(field, stack, peers), lambda peer, server: echo_load(
             client, server, "/echo", size, connections, in_flight, options.seconds))
 
 
 def measure_idle(options, field):
     """Percent of a core for idle WebSockets; KiB of each connection that is kept alive."""
     with contextlib.ExitStack() as stack:
-        host = echo_servers(field, stack)["host"]
+        host = echo_servers(field, stack, ["host"])["host"]
         before, begin = sum(host.cpu()), time.monotonic()
         echo_load(field.build / "bench" / "websocket-load", host, "/echo", 0, IDLE_SOCKETS, 0,
                   max(5, options.seconds))
@@ -286,10 +306,9 @@ def main():
                 peers = [peer for peer in peers if peer in present]
                 keep(workload, connections,
                      measure_load(options, field, workload, connections, peers))
-        for workload, size, connections, in_flight in ECHOES:
+        for workload, *load_of, peers in ECHOES:
             if chosen(workload):
-                keep(workload, connections,
-                     measure_echo(options, field, size, connections, in_flight))
+                keep(workload, load_of[1], measure_echo(options, field, *load_of, peers))
         idle = measure_idle(options, field) if chosen("idle") else {}
         for name, value in idle.items():
             print(f"\n{name}: {value:.1f}")

@@ -25,7 +25,7 @@ def is_ready(port):
     try:
         with socket.create_connection(("127.0.0.1", port), timeout=5) as connection:
             connection.sendall(b"GET / HTTP/1.0\r\nHost: localhost\r\n\r\n")
-            return not connection.makefile("rb").read().endswith(b"starting")
+            return not connection.recv(4096).endswith(b"starting")
     except ConnectionResetError:
         return True  # it wants TLS
     except OSError:
@@ -115,7 +115,9 @@ def load(server, path, connections, seconds, headers=()):
     output = subprocess.run(command, check=True, capture_output=True, text=True).stdout
     requests, elapsed, unit = re.search(r"(\d+) requests in ([\d.]+)(ms|s|m)", output).groups()
     figures = _figures(server, before, int(requests), float(elapsed) * SECONDS[unit])
-    figures.update(p50_us=_duration(output, 50), p99_us=_duration(output, 99))
+    broken = re.search(r"Socket errors: connect (\d+), read (\d+), write (\d+), timeout (\d+)", output)
+    figures.update(p50_us=_duration(output, 50), p99_us=_duration(output, 99),
+                   errors=sum(map(int, broken.groups())) if broken else 0)
     failed = re.search(r"Non-2xx.*?(\d+)", output)
     if failed or int(requests) == 0:
         raise SystemExit(f"{' '.join(command)}:\n{output}")

@@ -13,8 +13,8 @@ packages_of() {
             command -v npm >/dev/null || echo npm ;;
         lint) echo "clang-format-14 clang-tidy-14 python3" ;;
         gate) echo "libbenchmark-dev python3 valgrind strace" ;;
-        bench) echo "libbenchmark-dev python3 wrk openssl nginx-light nodejs libcivetweb-dev \
-            libmicrohttpd-dev libcpp-httplib-dev" ;;
+        bench) echo "libbenchmark-dev python3 wrk openssl nginx-light h2o libcivetweb-dev \
+            libmicrohttpd-dev" ;;
         fuzz) echo "clang libclang-rt-14-dev llvm" ;;
         *)
             echo "install-deps.sh: unknown group \"$1\" (build, test, lint, gate, bench, fuzz)" >&2

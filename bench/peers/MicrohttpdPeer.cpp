@@ -1,4 +1,5 @@
-// A peer to be measured beside: libmicrohttpd, a thread for each connection, files by descriptor.
+// A peer to be measured beside: libmicrohttpd, files by descriptor; with a thread for each
+// connection, or with a third argument, "pool", two threads that wait for events.
 
 #include <cstring>
 #include <fcntl.h>
@@ -47,10 +48,14 @@ MHD_Result answer(void* directory, MHD_Connection* connection, const char* url,
 int main(int argc, char** argv)
 {
     auto arguments = connector::bench::readArguments(argc, argv);
-    MHD_Daemon* const daemon =
-        MHD_start_daemon(MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD,
-                         static_cast<std::uint16_t>(arguments.port), nullptr, nullptr, answer,
-                         &arguments.directory, MHD_OPTION_END);
+    // A pool's size of 0 stands for none.
+    const unsigned flags = arguments.mode == "pool"
+                               ? MHD_USE_EPOLL_INTERNAL_THREAD
+                               : MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD;
+    const unsigned threads = arguments.mode == "pool" ? 2 : 0;
+    MHD_Daemon* const daemon = MHD_start_daemon(
+        flags, static_cast<std::uint16_t>(arguments.port), nullptr, nullptr, answer,
+        &arguments.directory, MHD_OPTION_THREAD_POOL_SIZE, threads, MHD_OPTION_END);
     if (daemon == nullptr) {
         return 1;
     }

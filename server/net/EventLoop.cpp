@@ -42,10 +42,10 @@ Events toEvents(std::uint32_t polled)
     return events;
 }
 
-/// One for each core; the second one goes on while the first is in a provider's code.
-std::size_t activeTarget()
+std::size_t activeTarget(const EventLoopSettings& settings)
 {
-    return std::max<std::size_t>(2, std::thread::hardware_concurrency());
+    return settings.activeThreads > 0 ? settings.activeThreads
+                                      : std::max(2U, std::thread::hardware_concurrency());
 }
 
 } // namespace
@@ -68,7 +68,7 @@ void Handle::wake() const noexcept
 }
 
 EventLoop::EventLoop(Poco::ThreadPool& pool, const EventLoopSettings& settings)
-    : pool_(pool), activeTarget_(activeTarget()), maxThreads_(settings.maxThreads),
+    : pool_(pool), activeTarget_(activeTarget(settings)), maxThreads_(settings.maxThreads),
       table_(settings.maxSessions), work_(*this, &EventLoop::work),
       epoll_(FileDescriptor::require(::epoll_create1(EPOLL_CLOEXEC))),
       wakeup_(FileDescriptor::require(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))), supervisor_(*this)

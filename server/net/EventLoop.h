@@ -29,6 +29,9 @@ struct EventLoopSettings
     std::size_t maxThreads = 64;
     /// All sessions.
     std::size_t maxSessions = 10'000;
+    /// Threads that wait for events or handle one; 0 for as many as there are cores, at least two:
+    /// the second one goes on while the first is in a provider's code.
+    std::size_t activeThreads = 0;
 };
 
 /// Runs sessions on the threads of a pool, whenever their descriptors have events.
