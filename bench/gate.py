@@ -8,7 +8,8 @@ It counts the instructions that the process spends in user space (callgrind) and
 (strace), for the host with its whole default pipeline and for the bare servers. A count is the
 difference of two runs of unlike length, so that start and stop fall out of it, divided by the
 difference of their lengths. Instructions are bounded as a ratio to the bare server's, which another
-compiler or library moves along; system calls as they are.
+compiler or library moves along; system calls as they are. It also counts the system calls of ten
+seconds in which the host has an idle connection and nothing to do.
 
 With --profile the callgrind files of the longer runs stay in a directory for callgrind_annotate.
 """
@@ -23,11 +24,15 @@ import socket
 import subprocess
 import sys
 import tempfile
+import time
 
 from servers import Server, free_port
 
 SHORT_RUN = 100
 LONG_RUN = 600
+
+IDLE_SECONDS = 10
+IDLE_CALLS = 60
 
 # What a thread of the process does meanwhile, once in a while, is no part of a request.
 ASIDE = 0.1
@@ -88,6 +93,16 @@ class Echo(Workload):
             raise SystemExit(f"{self.path}: not the echo of what was sent")
 
 
+class Idle(Workload):
+    """Keeps a connection open, seconds after a request on it."""
+
+    def run(self, port, count):
+        with socket.create_connection(("127.0.0.1", port)) as connection:
+            with connection.makefile("rb") as answers:
+                self.exchange(connection, answers, 1)
+                time.sleep(count)
+
+
 WORKLOADS = {
     "constant": Workload("/constant", ["bare-server", "{port}", "constant"], 0.60, 3),
     "1 KB file": Workload("/1KB.js", ["bare-server", "{port}", "files", "{site}"], 0.75, 5),
@@ -95,6 +110,9 @@ WORKLOADS = {
     "proxied": Workload("/proxied", ["bare-server", "{port}", "proxy", "{upstream}"], 0.60, 11),
     "64 B echo": Echo("/echo", ["bare-websocket-server", "{port}"], 0.92, 3),
 }
+
+
+STRACE = (["strace", "-f", "-c", "-U", "calls,name", "-o", "{report}"], r"^ *(\d+) total$")
 
 
 def read_head(answers):
@@ -133,8 +151,18 @@ def counts(command, workload, profile):
     return (per_request(["valgrind", "--tool=callgrind", "--log-file={report}",
                          f"--callgrind-out-file={profile}"],
                         r"Collected : (\d+)", command, workload),
-            per_request(["strace", "-f", "-c", "-U", "calls,name", "-o", "{report}"],
-                        r"^ *(\d+) total$", command, workload))
+            per_request(*STRACE, command, workload))
+
+
+def idle_is_quiet(command):
+    """Prints the system calls of a while without requests; @return whether they are few."""
+    workload = Idle("/constant", None, None, None)
+    first, last = (total(*STRACE, command, workload, seconds)
+                   for seconds in (1, 1 + IDLE_SECONDS))
+    passed = last - first <= IDLE_CALLS
+    print(f"system calls in {IDLE_SECONDS} idle seconds: {last - first}, bound {IDLE_CALLS}"
+          f"{'' if passed else '   ABOVE THE BOUND'}")
+    return passed
 
 
 def main():
@@ -146,7 +174,6 @@ def main():
     if options.profile:
         options.profile.mkdir(parents=True, exist_ok=True)
 
-    failed = False
     port = free_port()
     with tempfile.TemporaryDirectory() as site, \
             Server([options.build / "bench" / "bare-server", port, "constant"], port) as upstream:
@@ -155,6 +182,7 @@ def main():
         host = [options.build / "host" / "connector-host", "--port", "{port}", "--no-secure",
                 "--constant", "/constant=200,Hello, world!", "--echo", "/echo",
                 "--proxy", f"/proxied=http://127.0.0.1:{upstream.port}", site]
+        failed = not idle_is_quiet(host)
         print(f"{'':10} | {'instructions':>12} {'bare':>8} {'ratio':>6} {'bound':>6} |"
               f" {'system calls':>12} {'bare':>6} {'bound':>6}")
         for name in options.workload:

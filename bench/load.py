@@ -23,12 +23,13 @@ import tempfile
 import threading
 import time
 
-from servers import Server, free_port
+from servers import Server, free_port, is_ready
 
 IDLE = 8000
 RESERVED = 400  # descriptors that are no clients'
 STOP_SECONDS = 2
 PROBE_MS = 50
+THREADS = 16  # of the whole process, with two servers at most
 REQUEST = b"GET %s HTTP/1.1\r\nHost: localhost\r\n%s\r\n"
 UPGRADE = (b"Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
            b"Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n")
@@ -206,7 +207,7 @@ def idle_crowd(field):
         with Probe(host.port) as probe:
             time.sleep(1)
         probe.report(report)
-        report.at_most("threads of the process", threads_of(host), 12)
+        report.at_most("threads of the process", threads_of(host), THREADS)
         for connection in sockets:
             send_to_echo(connection)
         report.equal("WebSockets that got their echo", count_messages(sockets, b"\x81\x05hello"),
@@ -228,7 +229,7 @@ def feed(field):
                          int(ask(publisher, b"/publish")[1]), count)
         report.equal("WebSockets that got the message",
                      count_messages(sockets, b"\x81\x0dHello, world!"), count)
-        report.at_most("threads of the process", threads_of(host), 12)
+        report.at_most("threads of the process", threads_of(host), THREADS)
         check_stop(report, host)
 
 
@@ -269,13 +270,15 @@ def handshakes(field):
     secure = free_port()
     with contextlib.ExitStack() as stack:
         host = stack.enter_context(field.host("--secure-port", secure))
+        while not is_ready(secure):
+            time.sleep(0.1)
         probe = stack.enter_context(Probe(host.port))
         for i in range(field.clients):
             connection = stack.enter_context(connect(secure))
             connection.sendall(b"\x16\x03\x01"[:i % 4])  # less than a record's head
         time.sleep(3)
         report = field.report
-        report.at_most("threads of the process", threads_of(host), 12)
+        report.at_most("threads of the process", threads_of(host), THREADS)
         probe.ending.set()
         probe.join()
         probe.report(report)
@@ -293,7 +296,7 @@ def later(field):
         for connection in waiting:
             connection.sendall(REQUEST % (b"/later", b""))
         sent = time.monotonic() - begin
-        report.at_most("threads of the process", threads_of(host), 12)
+        report.at_most("threads of the process", threads_of(host), THREADS)
         answered = sum(receive_answer(connection)[1] == b"Hello, world!" for connection in waiting)
         report.equal("answers", answered, field.clients)
         report.at_most("seconds until the last of them", time.monotonic() - begin, 6 + sent)
