@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Measures the host beside other servers and prints, stores and draws what it costs.
+"""Measures the host beside other servers and prints and stores what it costs.
 
 usage: bench/compare.py BUILD_DIR [--rounds N] [--seconds N] [--workload WORD ...] [--peer NAME ...]
-                        [--json FILE] [--svg FILE]
+                        [--json FILE]
 
 The host runs its whole default pipeline, for a client that keeps its session; "bare" is the
 networking library alone. The rounds of the peers are interleaved, so that what else the machine does
@@ -12,25 +12,22 @@ what is left of it ten seconds later, and ratios to "bare". The CPU time is the 
 and server share the machine's cores.
 
 --workload takes words that the names of workloads hold, "10 MB" or "https" for instance. Peers whose
-program is missing are left out, and named.
+program is missing are left out, and named. --json puts the figures into a file, in place of older
+ones of the same workloads.
 """
 
 import argparse
 import contextlib
-import datetime
-import json
 import os
 import pathlib
-import platform
 import shutil
-import socket
 import statistics
 import subprocess
 import sys
 import tempfile
 import time
 
-import chart
+import figures
 from servers import Server, echo_load, free_port, load
 
 BENCH = pathlib.Path(__file__).parent
@@ -67,8 +64,6 @@ ECHOES = [
     ("websocket 64 KB", 65536, 1, 1, PAIR),
     ("websocket 1 MB", 1000000, 1, 1, PAIR),
 ]
-IDLE_SOCKETS = 60
-DRAWN = {("constant", 16), ("1 KB", 16), ("64 KB", 16), ("10 MB", 16)}
 
 
 class Field:
@@ -175,11 +170,11 @@ def interleave(options, servers, run):
     runs = {peer: [] for peer in servers}
     for number in range(options.rounds + 1):
         for peer, server in servers.items():
-            figures = run(peer, server)
+            measured = run(peer, server)
             if number > 0:  # the first warms caches and thread pools up
-                runs[peer].append(figures)
+                runs[peer].append(measured)
             time.sleep(0.1)
-    return {peer: median_of(figures) for peer, figures in runs.items()}
+    return {peer: median_of(measured) for peer, measured in runs.items()}
 
 
 def measure_load(options, field, workload, connections, peers):
@@ -228,32 +223,9 @@ def measure_echo(options, field, size, connections, in_flight, peers):
             client, server, "/echo", size, connections, in_flight, options.seconds))
 
 
-def measure_idle(options, field):
-    """Percent of a core for idle WebSockets; KiB of each connection that is kept alive."""
-    with contextlib.ExitStack() as stack:
-        host = echo_servers(field, stack, ["host"])["host"]
-        before, begin = sum(host.cpu()), time.monotonic()
-        echo_load(field.build / "bench" / "websocket-load", host, "/echo", 0, IDLE_SOCKETS, 0,
-                  max(5, options.seconds))
-        percent = 100 * (sum(host.cpu()) - before) / (time.monotonic() - begin)
-    with contextlib.ExitStack() as stack:
-        server = field.start("host", "constant", None)
-        stack.callback(server.stop)
-        for round_of in (1, IDLE_SOCKETS):  # the first makes what all of them share
-            held = server.memory("VmRSS")
-            with contextlib.ExitStack() as sockets:
-                for _ in range(round_of):
-                    connection = sockets.enter_context(
-                        socket.create_connection(("127.0.0.1", server.port)))
-                    connection.sendall(b"GET /constant HTTP/1.1\r\nHost: localhost\r\n\r\n")
-                    connection.recv(4096)
-                kib = (server.memory("VmRSS") - held) / round_of
-    return {"idle_websockets_percent_of_core": percent, "kib_per_idle_connection": kib}
-
-
 def print_results(workload, connections, results):
     print(f"\n{workload}, {connections} connections")
-    print(f"  {'':14}{'rate/s':>9}{'CPU us':>9}{'user':>8}{'system':>8}{'p50 us':>8}{'p99 us':>8}"
+    print(f"  {'':22}{'rate/s':>9}{'CPU us':>9}{'user':>8}{'system':>8}{'p50 us':>8}{'p99 us':>8}"
           f"{'peak MB':>9}{'kept MB':>9}{'CPU/bare':>9}{'rate/bare':>10}")
     bare = results.get("bare")
     for peer, row in results.items():
@@ -266,7 +238,7 @@ def print_results(workload, connections, results):
             row["cpu_ratio"] = row["cpu_us"] / bare["cpu_us"]
             row["rate_ratio"] = row["rate"] / bare["rate"]
             cells.append(f"{row['cpu_ratio']:9.2f}{row['rate_ratio']:10.2f}")
-        print(f"  {peer:14}" + "".join(cells), flush=True)
+        print(f"  {peer:22}" + "".join(cells), flush=True)
 
 
 def parse_arguments():
@@ -277,13 +249,12 @@ def parse_arguments():
     parser.add_argument("--workload", nargs="+", default=[""])
     parser.add_argument("--peer", nargs="+", default=PEERS, choices=PEERS)
     parser.add_argument("--json", type=pathlib.Path)
-    parser.add_argument("--svg", type=pathlib.Path)
     return parser.parse_args()
 
 
 def main():
     options = parse_arguments()
-    records, groups = [], []
+    records = []
     with tempfile.TemporaryDirectory() as directory:
         os.chmod(directory, 0o755)  # for the workers of nginx
         field = Field(options.build.resolve(), directory)
@@ -293,33 +264,21 @@ def main():
         def chosen(name):
             return any(word in name for word in options.workload)
 
-        def keep(workload, connections, results):
+        def note(workload, connections, results):
             print_results(workload, connections, results)
             records.extend({"workload": workload, "connections": connections, "peer": peer, **row}
                            for peer, row in results.items())
-            if (workload, connections) in DRAWN:
-                groups.append((f"{workload}, {connections} connections",
-                               [(peer, row["cpu_us"]) for peer, row in results.items()]))
 
         for workload, connections, peers in LOADS:
             if chosen(workload):
-                peers = [peer for peer in peers if peer in present]
-                keep(workload, connections,
-                     measure_load(options, field, workload, connections, peers))
+                note(workload, connections,
+                     measure_load(options, field, workload, connections,
+                                  [peer for peer in peers if peer in present]))
         for workload, *load_of, peers in ECHOES:
             if chosen(workload):
-                keep(workload, load_of[1], measure_echo(options, field, *load_of, peers))
-        idle = measure_idle(options, field) if chosen("idle") else {}
-        for name, value in idle.items():
-            print(f"\n{name}: {value:.1f}")
-    date = datetime.date.today().isoformat()
+                note(workload, load_of[1], measure_echo(options, field, *load_of, peers))
     if options.json:
-        machine = f"{os.cpu_count()} cores, {platform.system()} {platform.release().split('-')[0]}"
-        options.json.write_text(json.dumps(
-            {"date": date, "machine": machine, "rounds": options.rounds,
-             "seconds": options.seconds, "results": records, "idle": idle}, indent=1) + "\n")
-    if options.svg and groups:
-        options.svg.write_text(chart.draw(f"CPU time per request, {date}", groups, "host"))
+        figures.keep(options.json, options, records)
     return 0
 
 

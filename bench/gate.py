@@ -32,10 +32,10 @@ SHORT_RUN = 100
 LONG_RUN = 600
 
 IDLE_SECONDS = 10
-IDLE_CALLS = 60
+IDLE_CALLS = 100
 
 # What a thread of the process does meanwhile, once in a while, is no part of a request.
-ASIDE = 0.1
+ASIDE = 0.25
 
 
 class Workload:

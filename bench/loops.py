@@ -11,10 +11,10 @@ Rounds are interleaved; printed are medians of CPU microseconds a request and of
 
 import argparse
 import contextlib
-import json
 import pathlib
 import sys
 
+import figures
 from compare import interleave
 from servers import Server, free_port, load
 
@@ -69,9 +69,9 @@ def main():
         print(f"\n{connections} connections{'':>25}{'CPU us':>9}{'rate/s':>9}")
         for name, row in measure(options, {**LOOPS, **LAYERS}, connections).items():
             print(f"  {name:38}{row['cpu_us']:9.1f}{row['rate']:9.0f}", flush=True)
-            records.append({"loop": name, "connections": connections, **row})
+            records.append({"workload": "same work", "connections": connections, "peer": name, **row})
     if options.json:
-        options.json.write_text(json.dumps(records, indent=1) + "\n")
+        figures.keep(options.json, options, records)
     return 0
 
 
