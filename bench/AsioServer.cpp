@@ -5,13 +5,14 @@
 // It ends with the process: SIGTERM.
 
 #include <array>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <thread>
 #include <utility>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 
 #include "bench/LoopWork.h"
 

@@ -123,8 +123,7 @@ public:
     }
 
 private:
-    using Publisher =
-        reactive_streams::CachedValuePublisher<WebSocketFrame, std::function<void()>>;
+    using Publisher = reactive_streams::CachedValuePublisher<WebSocketFrame, std::function<void()>>;
 
     std::mutex mutex_; ///< Guards streams_.
     std::vector<std::weak_ptr<Publisher::CachedSubscription>> streams_;

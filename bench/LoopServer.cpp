@@ -20,9 +20,11 @@
 #include <sys/epoll.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "bench/LoopWork.h"
+#include "contract/common/FileDescriptor.h"
 #include "server/net/EventLoop.h"
 #include "server/net/Listener.h"
 
@@ -151,9 +153,10 @@ void serveEngine(int listener, std::size_t threads)
     loop->start();
     ::fcntl(listener, F_SETFL, O_NONBLOCK);
     loop->add(std::make_unique<http::net::Listener>(
-        listener, kSessions, [](int accepted, const Poco::Net::SocketAddress& /*peer*/) {
-            sendAtOnce(accepted);
-            return std::make_unique<AnsweringSession>(accepted);
+        common::FileDescriptor(listener), kSessions,
+        [](common::FileDescriptor accepted, const Poco::Net::SocketAddress& /*peer*/) {
+            sendAtOnce(accepted.get());
+            return std::make_unique<AnsweringSession>(std::move(accepted));
         }));
     for (;;) {
         ::pause();

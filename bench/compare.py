@@ -244,8 +244,8 @@ def print_results(workload, connections, results):
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--rounds", type=int, default=5)
-    parser.add_argument("--seconds", type=int, default=2)
+    parser.add_argument("--rounds", type=int, default=7)
+    parser.add_argument("--seconds", type=int, default=1)
     parser.add_argument("--workload", nargs="+", default=[""])
     parser.add_argument("--peer", nargs="+", default=PEERS, choices=PEERS)
     parser.add_argument("--json", type=pathlib.Path)

@@ -17,5 +17,5 @@ def keep(path, options, records):
     path.write_text(json.dumps(
         {"date": datetime.date.today().isoformat(),
          "machine": f"{os.cpu_count()} cores, {platform.system()} {platform.release().split('-')[0]}",
-         "rounds": options.rounds, "seconds": options.seconds,
-         "results": kept + records}, indent=1) + "\n")
+         "results": sorted(kept + [{**record, "rounds": options.rounds, "seconds": options.seconds}
+                                   for record in records], key=key)}, indent=1) + "\n")

@@ -243,7 +243,8 @@ def slow_clients(field, name, arguments, clients):
         most = max(map(int, re.findall(r"connected: *(?:\x1b\[\S*?m)? *(\d+)", output)), default=0)
         probe.ending.set()
         probe.join()
-        print(f"  {'slow clients at a time, at most':58}{most:10}")
+        field.report.check("slow clients at a time, at most", most, f">= {clients * 9 // 10}",
+                           most >= clients * 9 // 10)
         probe.report(field.report)
         check_stop(field.report, host)
 

@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """Measures ways to give connections threads, and the layers of the server above them.
 
-usage: bench/loops.py BUILD_DIR [--rounds N] [--seconds N] [--json FILE]
+usage: bench/loops.py BUILD_DIR [--rounds N] [--seconds N] [--connections N ...]
+                      [--loop WORD ...] [--json FILE]
 
 Each server does the same for a request: receives it, works for three microseconds, sends the answer
 (bench/LoopServer.cpp, bench/AsioServer.cpp). Then come the layers of the product, where the constant
 does no such work: an HTTP server with a provider behind it, and the host with its whole pipeline.
-Rounds are interleaved; printed are medians of CPU microseconds a request and of the rate.
+--loop takes words that the names of loops hold. Rounds are interleaved; printed are medians of CPU
+microseconds a request and of the rate.
 """
 
 import argparse
@@ -18,7 +20,7 @@ import figures
 from compare import interleave
 from servers import Server, free_port, load
 
-CONNECTIONS = (16, 64, 1000)
+CONNECTIONS = (1, 16, 64, 1000)
 LOOPS = {
     "a thread for each connection": ["loop-server", "{port}", "blocking"],
     "epoll, 2 threads": ["loop-server", "{port}", "epoll", 2],
@@ -60,14 +62,18 @@ def measure(options, commands, connections):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--rounds", type=int, default=7)
     parser.add_argument("--seconds", type=int, default=1)
+    parser.add_argument("--connections", nargs="+", type=int, default=CONNECTIONS)
+    parser.add_argument("--loop", nargs="+", default=[""])
     parser.add_argument("--json", type=pathlib.Path)
     options = parser.parse_args()
     records = []
-    for connections in CONNECTIONS:
+    chosen = {name: command for name, command in {**LOOPS, **LAYERS}.items()
+              if any(word in name for word in options.loop)}
+    for connections in options.connections:
         print(f"\n{connections} connections{'':>25}{'CPU us':>9}{'rate/s':>9}")
-        for name, row in measure(options, {**LOOPS, **LAYERS}, connections).items():
+        for name, row in measure(options, chosen, connections).items():
             print(f"  {name:38}{row['cpu_us']:9.1f}{row['rate']:9.0f}", flush=True)
             records.append({"workload": "same work", "connections": connections, "peer": name, **row})
     if options.json:

@@ -49,7 +49,7 @@ class Figures:
         return [(key, self.rows[key]) for key in self.rows if wanted(key)]
 
     def by_peer(self, name, wanted):
-        loads = self.loads(wanted)
+        loads = sorted(self.loads(wanted), key=lambda load: SMALL.index(load[0][0]))
         peers = list(dict.fromkeys(peer for _, row in loads for peer in row))
         return table(["workload, connections", *peers],
                      [[", ".join(map(str, key)),

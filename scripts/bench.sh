@@ -17,7 +17,9 @@ compare() {
 compare "$@" --workload constant "no cookie"
 compare "$@" --workload "1 KB" "connection per request"
 compare "$@" --workload "64 KB"
-compare "$@" --workload "10 MB" handshakes
+compare "$@" --rounds 3 --seconds 3 --workload "10 MB" handshakes # fewer requests, each a long one
 compare "$@" --workload "websocket 64 B" "websocket 1 MB"
-${MEASURE:-} bench/loops.py build/release --json docs/figures.json "$@"
+for connections in 1 16 64 1000; do
+    ${MEASURE:-} bench/loops.py build/release --json docs/figures.json --connections $connections "$@"
+done
 bench/tables.py docs/figures.json docs/performance.md docs/cpu-per-request.svg
