@@ -170,17 +170,6 @@ COMPLETE = (ask_often, ask_at_once, read_file, send_body, send_chunks, send_drop
             ask_other_server, echo)
 
 
-class HalfHandshake:
-    """Begins a TLS handshake, and leaves it at that."""
-
-    def __init__(self, server):
-        self.socket = socket.create_connection(("127.0.0.1", server.port), timeout=PATIENCE)
-        self.socket.sendall(b"\x16\x03\x01\x02"[:random.randint(0, 4)])
-
-    def close(self):
-        self.socket.close()
-
-
 class ServerOfHost:
     def __init__(self, name, secure, lasting):
         self.name, self.secure, self.lasting, self.port = name, secure, lasting, free_port()
@@ -260,12 +249,15 @@ class Soak:
             random.choice((connection.close, connection.reset))()
 
     async def leave_handshake(self, server):
+        """Begins a TLS handshake, and leaves it at that."""
         try:
-            half = HalfHandshake(server)
+            _, writer = await asyncio.wait_for(
+                asyncio.open_connection("127.0.0.1", server.port), PATIENCE)
+            writer.write(b"\x16\x03\x01\x02"[:random.randint(0, 4)])
             await asyncio.sleep(random.random() * 3)
-            half.close()
+            writer.close()
             self.counts["left a handshake"] += 1
-        except OSError as fault:
+        except (OSError, asyncio.TimeoutError) as fault:
             if server.lasting:
                 self.faults.append(f"{server.name} handshake: {fault!r}")
 
