@@ -3,6 +3,9 @@
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/SocketAddress.h>
 #include <string>
+#if !defined(_WIN32)
+#include <netinet/tcp.h>
+#endif
 
 #include "server/ServerLimits.h"
 #include "server/ServerLog.h"
@@ -37,6 +40,11 @@ std::unique_ptr<ServerSocket> bind(const MakeSocket& makeSocket,
     // Too late to share the port, early enough for the connections to inherit it: a later bind with
     // reuse passes only those connections in TIME_WAIT that had it as well.
     socket->setReuseAddress(true);
+#endif
+#if defined(TCP_NOTSENT_LOWAT)
+    // Inherited by the connections. Without it, a thousand clients that read slowly take gigabytes
+    // of the kernel's memory for sockets, and everybody's packets are dropped.
+    socket->impl()->setOption(IPPROTO_TCP, TCP_NOTSENT_LOWAT, kMaxUnsentBytes);
 #endif
     return socket;
 }

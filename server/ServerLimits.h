@@ -17,6 +17,10 @@ inline constexpr int kStartAttempts = 500;
 /// Connections that wait for accept.
 inline constexpr int kListenBacklog = 64;
 
+/// Output of a connection that the kernel holds before it is sent; what is sent and not
+/// acknowledged comes on top.
+inline constexpr int kMaxUnsentBytes = 256 << 10;
+
 /// Threads of a server's pool, and how long an idle one is kept.
 inline constexpr int kMinThreads = 4;
 inline constexpr int kMaxThreads = 64;
