@@ -2,8 +2,10 @@
 
 #include <Poco/ThreadPool.h>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <limits>
+#include <span>
 #include <stdexcept>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -42,7 +44,10 @@ Events toEvents(std::uint32_t polled)
     return events;
 }
 
-std::size_t activeTarget(const EventLoopSettings& settings)
+/// Events that a thread takes at a time. What it does not run itself, it queues.
+constexpr int kEventsPerWait = 8;
+
+std::size_t maxActive(const EventLoopSettings& settings)
 {
     return settings.activeThreads > 0 ? settings.activeThreads
                                       : std::max(2U, std::thread::hardware_concurrency());
@@ -68,7 +73,7 @@ void Handle::wake() const noexcept
 }
 
 EventLoop::EventLoop(Poco::ThreadPool& pool, const EventLoopSettings& settings)
-    : pool_(pool), activeTarget_(activeTarget(settings)), maxThreads_(settings.maxThreads),
+    : pool_(pool), maxActive_(maxActive(settings)), maxThreads_(settings.maxThreads),
       table_(settings.maxSessions), work_(*this, &EventLoop::work),
       epoll_(FileDescriptor::require(::epoll_create1(EPOLL_CLOEXEC))),
       wakeup_(FileDescriptor::require(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))), supervisor_(*this)
@@ -87,9 +92,7 @@ EventLoop::~EventLoop() = default;
 void EventLoop::start()
 {
     supervisor_.start();
-    for (std::size_t i = 0; i < activeTarget_; ++i) {
-        startThread();
-    }
+    startThread();
     if (threads_ == 0) {
         throw std::runtime_error("There is no thread for connections.");
     }
@@ -190,7 +193,7 @@ std::optional<Key> EventLoop::next(Worker& worker)
             --waiting_;
             continue;
         }
-        if (const auto key = awaitEvent()) {
+        if (const auto key = awaitEvent(worker)) {
             return key;
         }
     }
@@ -218,18 +221,29 @@ std::optional<Key> EventLoop::takeQueued(Worker& worker)
 void EventLoop::passQueuedOn() noexcept
 {
     if (waiting_ == 0) {
+        if (table_.hasQueued()) {
+            activeTarget_ = maxActive_;
+        }
         ensureWaitingThread();
     } else if (table_.hasQueued()) {
         wakeThread();
     }
 }
 
-std::optional<Key> EventLoop::awaitEvent()
+std::optional<Key> EventLoop::awaitEvent(Worker& worker)
 {
     const auto key = takeEvent(-1);
     const auto othersWait = waiting_.fetch_sub(1) > 1;
-    if (key.has_value() && !othersWait) {
-        ensureWaitingThread();
+    if (!key.has_value()) {
+        return key;
+    }
+    if (table_.hasQueued()) {
+        worker.noteBacklog();
+    } else if (worker.isOneEnough()) {
+        activeTarget_ = 1;
+    }
+    if (!othersWait || table_.hasQueued()) {
+        passQueuedOn();
     }
     return key;
 }
@@ -238,12 +252,22 @@ std::optional<Key> EventLoop::awaitEvent()
 /// @return the session that the event makes run; nothing if there is none, or it runs already.
 std::optional<Key> EventLoop::takeEvent(int timeout)
 {
-    epoll_event event = {};
-    if (::epoll_wait(epoll_.get(), &event, 1, timeout) != 1 || event.data.u64 == kWakeup) {
-        return std::nullopt;
+    std::array<epoll_event, kEventsPerWait> events; // NOLINT: written by the call below
+    const auto count = ::epoll_wait(epoll_.get(), events.data(), kEventsPerWait, timeout);
+    std::optional<Key> first;
+    for (const auto& event :
+         std::span(events).first(static_cast<std::size_t>(std::max(count, 0)))) {
+        const auto key = toKey(event.data.u64);
+        if (event.data.u64 == kWakeup || !table_.raise(key, toEvents(event.events))) {
+            continue;
+        }
+        if (first.has_value()) {
+            table_.enqueue(key);
+        } else {
+            first = key;
+        }
     }
-    const auto key = toKey(event.data.u64);
-    return table_.raise(key, toEvents(event.events)) ? std::optional(key) : std::nullopt;
+    return first;
 }
 
 void EventLoop::wakeThread() noexcept
@@ -290,6 +314,18 @@ bool EventLoop::claimActive() noexcept
     auto active = active_.load();
     while (active < activeTarget_) {
         if (active_.compare_exchange_weak(active, active + 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// @return whether there were more active threads than are wanted.
+bool EventLoop::releaseSurplus() noexcept
+{
+    auto active = active_.load();
+    while (active > activeTarget_) {
+        if (active_.compare_exchange_weak(active, active - 1)) {
             return true;
         }
     }

@@ -29,16 +29,18 @@ struct EventLoopSettings
     std::size_t maxThreads = 64;
     /// All sessions.
     std::size_t maxSessions = 10'000;
-    /// Threads that wait for events or handle one; 0 for as many as there are cores, at least two:
-    /// the second one goes on while the first is in a provider's code.
+    /// The most threads that wait for events or handle one; 0 for as many as there are cores, at
+    /// least two: the second one goes on while the first is in a provider's code.
     std::size_t activeThreads = 0;
 };
 
 /// Runs sessions on the threads of a pool, whenever their descriptors have events.
 ///
 /// A thread that finds an event runs its session, without handing it over. A session runs for a
-/// bounded time; one that has more to do is queued behind the others. As many threads as
-/// there are cores are active: they wait for events or handle them. A thread that blocks is not
+/// bounded time; one that has more to do is queued behind the others. Active
+/// threads wait for events or handle them: one while there is one event at a time, as many as there
+/// are cores once events have to wait. Two that wait for few events would wake each other in vain.
+/// A thread that blocks is not
 /// active, and is replaced when no thread waits for events any more: at once if it announces it
 /// (`common::announceBlocking`), else after a few milliseconds, by the supervisor. More than
 /// `maxThreads` never run; what comes then waits in the sockets.
@@ -103,7 +105,7 @@ private:
     std::optional<Key> next(Worker& worker);
     std::optional<Key> takeQueued(Worker& worker);
     void passQueuedOn() noexcept;
-    std::optional<Key> awaitEvent();
+    std::optional<Key> awaitEvent(Worker& worker);
     std::optional<Key> takeEvent(int timeout);
     void wakeThread() noexcept;
     /// Has a thread wait for events if there is none: starts one, or has the supervisor look after
@@ -111,10 +113,11 @@ private:
     void ensureWaitingThread() noexcept;
     void startThread() noexcept;
     bool claimActive() noexcept;
+    bool releaseSurplus() noexcept;
     void releaseActive() noexcept;
 
     Poco::ThreadPool& pool_;
-    const std::size_t activeTarget_;
+    const std::size_t maxActive_;
     const std::size_t maxThreads_;
     SessionTable table_;
     Poco::RunnableAdapter<EventLoop> work_;
@@ -125,6 +128,7 @@ private:
     std::atomic<bool> stopped_ = false;
     std::atomic<std::size_t> waiting_ = 0; ///< Threads that wait for events.
     std::atomic<std::size_t> active_ = 0;  ///< Threads that do not block.
+    std::atomic<std::size_t> activeTarget_ = 1;
     std::atomic<std::size_t> threads_ = 0;
 
     std::mutex threadsMutex_; ///< Guards workers_, and the waiters for `threads_`.

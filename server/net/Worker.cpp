@@ -38,6 +38,35 @@ bool Worker::becomeActive() noexcept
     return true;
 }
 
+bool Worker::isSurplus() const noexcept
+{
+    return loop_.active_.load(std::memory_order_relaxed) >
+           loop_.activeTarget_.load(std::memory_order_relaxed);
+}
+
+/// @return whether the thread has left the active ones.
+bool Worker::leaveSurplus() noexcept
+{
+    if (!isActive_.exchange(false)) { // replaced meanwhile
+        return !becomeActive();
+    }
+    if (loop_.releaseSurplus()) {
+        return true;
+    }
+    isActive_ = true;
+    return false;
+}
+
+bool Worker::isOneEnough() noexcept
+{
+    constexpr int kEnough = 256;
+    if (++withoutBacklog_ < kEnough) {
+        return false;
+    }
+    withoutBacklog_ = 0;
+    return true;
+}
+
 bool Worker::leaveActive() noexcept
 {
     if (!isActive_.exchange(false)) {
@@ -60,8 +89,8 @@ void Worker::replaceBlocked(EventLoop& loop)
     {
         const std::lock_guard lock(loop.threadsMutex_);
         for (auto* worker : loop.workers_) {
-            if (worker->isInSameTurn()) {
-                worker->leaveActive();
+            if (worker->isInSameTurn() && worker->leaveActive()) {
+                loop.activeTarget_ = loop.maxActive_;
             }
         }
     }

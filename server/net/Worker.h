@@ -26,12 +26,23 @@ public:
     /// An event begins and ends; between the two the thread may block.
     void beginEvent() noexcept { turn_.store(++ownTurn_, std::memory_order_relaxed); }
 
-    /// @return whether the thread is still needed: it has not been replaced meanwhile.
+    /// @return whether the thread is still needed: it has not been replaced meanwhile, and there
+    ///         are not more active ones than are wanted.
     bool endEvent() noexcept
     {
         turn_.store(++ownTurn_, std::memory_order_relaxed);
-        return isActive_.load(std::memory_order_relaxed) || becomeActive();
+        if (!isActive_.load(std::memory_order_relaxed)) {
+            return becomeActive();
+        }
+        return !isSurplus() || !leaveSurplus();
     }
+
+    /// Events had to wait.
+    void noteBacklog() noexcept { withoutBacklog_ = 0; }
+
+    /// An event came alone.
+    /// @return whether so many did in a row that one active thread is enough.
+    [[nodiscard]] bool isOneEnough() noexcept;
 
     void onBlocking() noexcept override;
 
@@ -48,12 +59,15 @@ private:
     static constexpr std::size_t kScratchSize = std::size_t{64} << 10U;
 
     bool becomeActive() noexcept;
+    [[nodiscard]] bool isSurplus() const noexcept;
+    bool leaveSurplus() noexcept;
     bool leaveActive() noexcept;
     bool isInSameTurn() noexcept;
 
     EventLoop& loop_;
     std::uint32_t ownTurn_ = 0;
     bool prefersEvent_ = false;
+    int withoutBacklog_ = 0;              ///< Events in a row that came alone.
     std::atomic<std::uint32_t> turn_ = 0; ///< Odd while an event is handled.
     std::atomic<bool> isActive_ = true;
     std::uint32_t seenTurn_ = 0; ///< By the supervisor.

@@ -7,8 +7,8 @@
 
 namespace connector::http::websocket {
 
-/// Tells when a client that sends nothing gets a ping (RFC 6455 section 5.5.2), and when it is given
-/// up. Not synchronised.
+/// Tells when a client that sends nothing gets a ping (RFC 6455 section 5.5.2), and when it is
+/// given up. Not synchronised.
 class PingTimer
 {
 public:
