@@ -76,23 +76,26 @@ class Figures:
     def bounds(self):
         """What is wanted of the host, in words, and what was seen."""
         cpu = {key: row["host"]["cpu_us"] for key, row in self.rows.items() if "host" in row}
-        checks = [(f"CPU, {workload}, {connections}: of bare POCO's",
+        checks = [(f"CPU, {workload}, {connections}: beside bare POCO",
                    cpu[workload, connections] / self.rows[workload, connections]["bare"]["cpu_us"],
                    bound, True) for (workload, connections), bound in RATIOS.items()]
         at_500 = self.rows["constant", 500]["host"]
         checks += [
-            ("CPU, constant, 500: of that at 64", at_500["cpu_us"] / cpu["constant", 64], 1.1, True),
+            ("CPU, constant, 500: beside that at 64", at_500["cpu_us"] / cpu["constant", 64], 1.1,
+             True),
             ("failed requests, constant, 500", at_500["errors"], 0, True),
-            ("rate, constant, 64: of bare POCO's", self.rate("constant", 64, "bare"), 1.8, False),
-            ("rate, 1 KB, 64: of nginx's", self.rate("1 KB", 64, "nginx"), 0.95, False)]
+            ("rate, constant, 64: beside bare POCO", self.rate("constant", 64, "bare"), 1.8, False),
+            ("rate, 1 KB, 64: beside nginx", self.rate("1 KB", 64, "nginx"), 0.95, False)]
         for peer in ("civetweb", "libmicrohttpd threads"):
             for key, row in self.loads(lambda key: key[0] in SMALL):
-                checks.append((f"CPU, {key[0]}, {key[1]}: of {peer}'s",
+                checks.append((f"CPU, {key[0]}, {key[1]}: beside {peer}",
                                cpu[key] / row[peer]["cpu_us"], 1, True))
-        return table(["what", "seen", "wanted", ""],
-                     [[what, f"{seen:.2f}", f"at {'most' if most else 'least'} {bound:g}",
-                       "" if (seen <= bound if most else seen >= bound) else "missed"]
-                      for what, seen, bound, most in checks])
+        rows = []
+        for what, seen, bound, most in checks:
+            kept = round(seen, 2) <= bound if most else round(seen, 2) >= bound
+            rows.append([what, f"{seen:.2f}", f"at {'most' if most else 'least'} {bound:g}",
+                         "" if kept else "missed"])
+        return table(["what", "seen", "wanted", ""], rows)
 
     def rate(self, workload, connections, peer):
         row = self.rows[workload, connections]
@@ -103,7 +106,7 @@ class Figures:
         rows = [[peer, *(f"{record['cpu_us']:.1f}, {record['rate'] / 1000:.0f}"
                          for record in (self.rows[LOOP, size][peer] for size in sizes))]
                 for peer in self.rows[LOOP, sizes[0]]]
-        return table(["", *(f"{size} connections" for size in sizes)], rows)
+        return table(["", *(f"{size} connection{'s' if size > 1 else ''}" for size in sizes)], rows)
 
     def picture(self):
         groups = [(f"{workload}, {connections} connections",
