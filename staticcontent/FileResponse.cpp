@@ -6,7 +6,7 @@
 
 #include "contract/common/Text.h"
 #include "contract/http/HttpResponse.h"
-#include "contract/http/MakeHttpResponse.h"
+#include "contract/platform/FilePublisher.h"
 #include "staticcontent/ByteRange.h"
 #include "staticcontent/HttpDate.h"
 #include "staticcontent/MimeTypes.h"
@@ -15,8 +15,8 @@ namespace connector::http::staticcontent {
 
 namespace {
 
-/// The server announces lengths of at most 2^31 - 1 bytes and fails above: a larger file is not
-/// read, which would take its size in memory for nothing.
+/// The server announces lengths of at most 2^31 - 1 bytes and fails above: a larger file has no
+/// body, which a subscriber would read into memory for nothing.
 constexpr std::uint64_t kLargestBody = std::numeric_limits<std::int32_t>::max();
 
 /// The text behind the last dot of the file's name.
@@ -39,6 +39,12 @@ const std::string* findHeader(const StringMultimap& headers, const std::string& 
 {
     const auto found = headers.find(name);
     return found != headers.end() ? &found->second : nullptr;
+}
+
+BodyPublisher makeBody(const FoundFile& found, std::uint64_t offset, std::size_t length)
+{
+    return std::make_shared<filesystem::FilePublisher>(
+        filesystem::FileRange{found.file, offset, length});
 }
 
 bool isNotModified(const StringMultimap& headers, const filesystem::FileStatus& status,
@@ -84,7 +90,7 @@ Future<std::unique_ptr<Message>> returnFile(const HttpRequest& request, const Fo
 
 BodyPublisher getContent(const FoundFile& found)
 {
-    return makeBody(found.file->read(0, found.status.size));
+    return makeBody(found, 0, found.status.size);
 }
 
 std::pair<std::uint16_t, BodyPublisher> getContentRange(const FoundFile& found,
@@ -103,7 +109,7 @@ std::pair<std::uint16_t, BodyPublisher> getContentRange(const FoundFile& found,
                                          std::to_string(range->last) + "/" + std::to_string(size));
     headers.erase("Content-Length");
     headers.emplace("Content-Length", std::to_string(length));
-    return {206, includeBody ? makeBody(found.file->read(first, length)) : nullptr};
+    return {206, includeBody ? makeBody(found, first, length) : nullptr};
 }
 
 } // namespace connector::http::staticcontent

@@ -15,9 +15,10 @@ namespace connector::http::staticcontent {
 
 using BodyPublisher = std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>>;
 
-/// The answer that serves @p found, a regular file: 200, 206, 304 or 416, always ready. A file that
-/// shrinks meanwhile, or that cannot be read, gives a body shorter than its announced length; one
-/// of 2 GiB or more, which no server can announce, gives none.
+/// The answer that serves @p found, a regular file: 200, 206, 304 or 416, always ready. Nothing is
+/// read: the body is a filesystem::FilePublisher. A file that shrinks before it is read, or that
+/// cannot be read, gives a body shorter than its announced length; one of 2 GiB or more, which no
+/// server can announce, gives none.
 ///
 /// Kept: 304 and 416 announce the full length of the file.
 ///
@@ -27,11 +28,10 @@ using BodyPublisher = std::shared_ptr<reactive_streams::PublisherAPI<common::Dat
 /// @param includeBody false leaves the body out and changes nothing else.
 /// @throws Poco::SyntaxException for an "if-modified-since" that is no date.
 /// @throws std::out_of_range as parseByteRange does.
-/// @throws filesystem::ResourceShortage "Out of memory!" without memory for the body.
 Future<std::unique_ptr<Message>> returnFile(const HttpRequest& request, const FoundFile& found,
                                             const std::string& cacheControl, bool includeBody);
 
-/// The whole file as one buffer.
+/// The whole file, as one buffer.
 BodyPublisher getContent(const FoundFile& found);
 
 /// The part of the file that a "range" header asks for, as one buffer. Sets "Content-Range" and,

@@ -50,9 +50,15 @@ ReadableFile::~ReadableFile()
 common::DataBuffer ReadableFile::read(std::uint64_t offset, std::size_t length) const
 {
     auto buffer = allocate(length);
+    buffer.resize(readInto(offset, {buffer.data(), length}));
+    return buffer;
+}
+
+std::size_t ReadableFile::readInto(std::uint64_t offset, std::span<char> space) const noexcept
+{
     std::size_t done = 0;
-    while (done < length) {
-        const auto count = ::pread(descriptor_, buffer.data() + done, length - done,
+    while (done < space.size()) {
+        const auto count = ::pread(descriptor_, space.data() + done, space.size() - done,
                                    static_cast<off_t>(offset + done));
         if (count > 0) {
             done += static_cast<std::size_t>(count);
@@ -60,8 +66,7 @@ common::DataBuffer ReadableFile::read(std::uint64_t offset, std::size_t length) 
             break;
         }
     }
-    buffer.resize(done);
-    return buffer;
+    return done;
 }
 
 } // namespace connector::filesystem

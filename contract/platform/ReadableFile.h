@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <span>
 
 #include "contract/common/Export.h"
 #include "contract/platform/FileSystem.h"
@@ -30,6 +30,9 @@ public:
 
     [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
 
+    /// For system calls that read it at an offset of their own. Negative if there is no file.
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+
     /// What the file is now; its type is None if there is no file.
     /// @throws ResourceShortage
     [[nodiscard]] FileStatus status() const { return filesystem::status(descriptor_); }
@@ -39,6 +42,10 @@ public:
     /// @return fewer than @p length bytes at the end of the file and where reading fails.
     /// @throws ResourceShortage "Out of memory!" without memory for the buffer.
     [[nodiscard]] common::DataBuffer read(std::uint64_t offset, std::size_t length) const;
+
+    /// Reads into @p space, as `read` does.
+    /// @return how many bytes.
+    [[nodiscard]] std::size_t readInto(std::uint64_t offset, std::span<char> space) const noexcept;
 
 private:
     explicit ReadableFile(int descriptor) noexcept : descriptor_(descriptor) {}

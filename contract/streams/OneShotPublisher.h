@@ -1,8 +1,10 @@
 #pragma once
 
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 #include "contract/streams/Demand.h"
@@ -10,15 +12,18 @@
 
 namespace connector::reactive_streams {
 
-/// Publishes the one item given at construction, then completes. Owned by `std::shared_ptr`; it is
-/// its subscriber's subscription itself, so that a body costs one allocation.
-template <typename T>
+/// Publishes one item, then completes. Owned by `std::shared_ptr`; it is its subscriber's
+/// subscription itself, so that a body costs one allocation.
+///
+/// @tparam Source what the item is made of: the item itself, or a type whose `T read() const` makes
+///         it once it is asked for. What `read` throws is the failure of the stream.
+template <typename T, typename Source = T>
 class OneShotPublisher final : public PublisherAPI<T>,
-                               public std::enable_shared_from_this<OneShotPublisher<T>>,
+                               public std::enable_shared_from_this<OneShotPublisher<T, Source>>,
                                private Subscription
 {
 public:
-    explicit OneShotPublisher(T item) : item_(std::move(item)) {}
+    explicit OneShotPublisher(Source source) : source_(std::move(source)) {}
 
     /// @throws std::runtime_error "Only one subscription allowed." the second time.
     void subscribe(std::shared_ptr<SubscriberAPI<T>> subscriber) override
@@ -34,50 +39,80 @@ public:
         subscriber->onSubscribe(std::shared_ptr<Subscription>(this->shared_from_this(), this));
     }
 
-    /// The item without a subscription, for who wants all of it at once.
+    /// The source without a subscription, for who wants all of it at once.
     /// @return nothing if somebody has subscribed; nobody can afterwards.
-    std::optional<T> take()
+    std::optional<Source> take()
     {
-        std::optional<T> item;
+        std::optional<Source> source;
         const std::lock_guard lock(mutex_);
         if (!std::exchange(subscribed_, true)) {
-            item.swap(item_);
+            source.swap(source_);
         }
-        return item;
+        return source;
     }
 
 private:
     void request(std::uint64_t n) override
     {
+        std::optional<Source> source;
+        {
+            const std::lock_guard lock(mutex_);
+            demand_.add(n);
+            if (!source_.has_value() || subscriber_ == nullptr || !demand_.take()) {
+                return;
+            }
+            source.swap(source_);
+        }
+        if constexpr (std::is_same_v<T, Source>) {
+            deliver(std::move(*source));
+        } else {
+            std::optional<T> item;
+            try {
+                item = source->read();
+            } catch (...) {
+                end([failure = std::current_exception()](auto& to) { to.onError(failure); });
+                return;
+            }
+            deliver(std::move(*item));
+        }
+    }
+
+    void deliver(T&& item)
+    {
+        if (const auto subscriber = current()) {
+            subscriber->onNext(std::move(item));
+        }
+        end([](auto& to) { to.onComplete(); });
+    }
+
+    template <typename Call>
+    void end(Call call)
+    {
         std::unique_lock lock(mutex_);
-        demand_.add(n);
-        if (!item_.has_value() || subscriber_ == nullptr || !demand_.take()) {
-            return;
-        }
-        auto item = std::move(*item_);
-        item_.reset();
-        const auto subscriber = subscriber_;
+        const auto subscriber = std::exchange(subscriber_, nullptr);
         lock.unlock();
-        subscriber->onNext(std::move(item));
-        lock.lock();
-        const auto cancelled = std::exchange(subscriber_, nullptr) == nullptr;
-        lock.unlock();
-        if (!cancelled) {
-            subscriber->onComplete();
+        if (subscriber != nullptr) {
+            call(*subscriber);
         }
+    }
+
+    std::shared_ptr<SubscriberAPI<T>> current()
+    {
+        const std::lock_guard lock(mutex_);
+        return subscriber_;
     }
 
     void cancel() override
     {
-        std::optional<T> spent;
+        std::optional<Source> spent;
         std::shared_ptr<SubscriberAPI<T>> released;
         const std::lock_guard lock(mutex_);
-        spent.swap(item_);
+        spent.swap(source_);
         released.swap(subscriber_);
     }
 
     std::mutex mutex_; ///< Guards all below.
-    std::optional<T> item_;
+    std::optional<Source> source_;
     Demand demand_;
     bool subscribed_ = false;
     std::shared_ptr<SubscriberAPI<T>> subscriber_; ///< Null before, after the end, and cancelled.

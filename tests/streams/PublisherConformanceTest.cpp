@@ -21,6 +21,21 @@ struct OneShotCase
     void feed() const {}
 };
 
+/// Its item is made when it is asked for, as the content of a file is.
+struct OneShotSourceCase
+{
+    struct Source
+    {
+        [[nodiscard]] int read() const { return 0; }
+    };
+    static constexpr std::size_t kItems = 1;
+    static constexpr const char* kRefusal = "Only one subscription allowed.";
+
+    std::shared_ptr<PublisherAPI<int>> publisher =
+        std::make_shared<OneShotPublisher<int, Source>>(Source());
+    void feed() const {}
+};
+
 using Cached = CachedValuePublisher<int, std::function<void()>>;
 struct CachedValueCase
 {
@@ -70,7 +85,7 @@ protected:
         std::make_shared<test::RecordingSubscriber<int>>();
 };
 
-using Cases = testing::Types<OneShotCase, CachedValueCase, TransformCase>;
+using Cases = testing::Types<OneShotCase, OneShotSourceCase, CachedValueCase, TransformCase>;
 TYPED_TEST_SUITE(PublisherConformance, Cases);
 
 TYPED_TEST(PublisherConformance, DeliversWhatIsAskedForThenCompletesOnceToOneSubscriber)
