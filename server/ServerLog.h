@@ -18,6 +18,7 @@ struct ServerLogLimits
     common::LogRateLimit refusals;
     common::LogRateLimit earlyCloses;
     common::LogRateLimit socketErrors;
+    common::LogRateLimit truncatedFiles;
     common::LogRateLimit brokenConnections;
     common::LogRateLimit qtWebKit; ///< Lines of standard output.
 

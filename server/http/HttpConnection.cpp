@@ -81,7 +81,7 @@ bool HttpConnection::run(net::Turn& turn) noexcept
         int steps = 0;
         while (state_ != State::Ended && step()) {
             if (++steps == kStepsPerRun) {
-                loop().raise(key(), net::kWoken); // goes on after the other connections
+                goOnLater();
                 break;
             }
         }
@@ -96,6 +96,12 @@ bool HttpConnection::run(net::Turn& turn) noexcept
     }
     turn_ = nullptr;
     return state_ != State::Ended;
+}
+
+/// Goes on after the other connections.
+void HttpConnection::goOnLater() noexcept
+{
+    loop().raise(key(), net::kWoken);
 }
 
 /// @return whether there may be more to do at once.
@@ -312,12 +318,22 @@ void HttpConnection::beginAnswer(OutgoingAnswer&& answer, bool keepsAlive)
 
 bool HttpConnection::stepSending()
 {
-    switch (output_->send(*transport_)) {
-    case IoStatus::Done:
+    using Progress = OutgoingAnswer::Progress;
+    input_.keep(); // a file may be read into the scratch memory
+    switch (output_->send(*transport_, turn_->scratch)) {
+    case Progress::Done:
         finishRequest();
         return true;
-    case IoStatus::WouldBlock:
+    case Progress::WouldBlock:
         arm(pace_.deadline(service_.limits, output_->sent()));
+        return false;
+    case Progress::Paused:
+        arm(pace_.deadline(service_.limits, output_->sent()));
+        goOnLater();
+        return false;
+    case Progress::Truncated:
+        exchange_->fileTruncated();
+        enter(State::Ended);
         return false;
     default:
         exchange_->sendingFailed();

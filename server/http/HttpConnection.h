@@ -83,6 +83,7 @@ private:
     };
 
     bool step();
+    void goOnLater() noexcept;
     bool stepHandshake();
     bool stepHead();
     bool stepBody();

@@ -2,6 +2,7 @@
 
 #include <Poco/Exception.h>
 #include <stdexcept>
+#include <typeinfo>
 #include <utility>
 
 #include "contract/common/QueuedOutput.h"
@@ -28,6 +29,18 @@ using OneBuffer = reactive_streams::OneShotPublisher<DataBuffer>;
 constexpr std::string_view kStarting = "starting";
 /// From this wait on the log tells of a client that has closed the connection meanwhile.
 constexpr std::chrono::milliseconds kLongWait{100};
+
+/// What a publisher of exactly that type holds. Comparing types is much cheaper than the equivalent
+/// dynamic_cast.
+template <typename Publisher>
+auto takeFrom(reactive_streams::PublisherAPI<DataBuffer>& body)
+    -> decltype(std::declval<Publisher>().take())
+{
+    if (typeid(body) == typeid(Publisher)) {
+        return static_cast<Publisher&>(body).take();
+    }
+    return std::nullopt;
+}
 
 std::string textOf(const std::exception& failure)
 {
@@ -193,13 +206,14 @@ void RequestExchange::answer(HttpResponse& reply)
 }
 
 /// @return the body if it is there at once.
-std::optional<DataBuffer> RequestExchange::requestBody(HttpResponse& reply)
+std::optional<OutgoingBody> RequestExchange::requestBody(HttpResponse& reply)
 {
-    // Most bodies are one buffer, which is much cheaper to take than to subscribe to.
-    if (auto* const whole = dynamic_cast<OneBuffer*>(reply.body.get())) {
-        if (auto body = whole->take()) {
-            return body;
-        }
+    // Most bodies are one buffer or one file, which are much cheaper to take than to subscribe to.
+    if (auto body = takeFrom<OneBuffer>(*reply.body)) {
+        return std::move(*body);
+    }
+    if (auto range = takeFrom<filesystem::FilePublisher>(*reply.body)) {
+        return std::move(*range);
     }
     phase_ = Phase::AwaitsReplyBody;
     bodySubscriber_ = std::make_shared<BodySubscriber>(common::concatenate);
@@ -212,7 +226,7 @@ std::optional<DataBuffer> RequestExchange::requestBody(HttpResponse& reply)
     return std::nullopt;
 }
 
-void RequestExchange::answerWith(HttpResponse& reply, DataBuffer body)
+void RequestExchange::answerWith(HttpResponse& reply, OutgoingBody body)
 {
     auto head = makeHead(keepsAlive_);
     head.setStatus(reply.status);
@@ -225,7 +239,7 @@ void RequestExchange::answerWith(HttpResponse& reply, DataBuffer body)
     finish(head, std::move(body));
 }
 
-void RequestExchange::finish(ResponseHead& head, DataBuffer body)
+void RequestExchange::finish(ResponseHead& head, OutgoingBody body)
 {
     auto bodySize = body.size();
     if (isBodiless(head.status(), head_.method())) {
@@ -274,6 +288,16 @@ void RequestExchange::abandon() noexcept
 void RequestExchange::sendingFailed() noexcept
 {
     guard([&] { logSocketError(status_); });
+}
+
+void RequestExchange::fileTruncated() noexcept
+{
+    guard([&] {
+        if (serverLogLimits.truncatedFiles.admits(kServerLog, Level::Warning)) {
+            kServerLog.write(Level::Warning,
+                             "The file became shorter while it was sent: ", describe());
+        }
+    });
 }
 
 void RequestExchange::logSocketError(unsigned status) const

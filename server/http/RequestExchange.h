@@ -77,6 +77,9 @@ public:
     /// The answer could not be sent.
     void sendingFailed() noexcept;
 
+    /// The file that the answer sends has become shorter than was announced.
+    void fileTruncated() noexcept;
+
     /// What to send, in phase Answered.
     [[nodiscard]] OutgoingAnswer takeAnswer() noexcept { return std::move(answer_); }
 
@@ -113,9 +116,9 @@ private:
     void send(common::DataBuffer body);
     void takeReply(Reply reply);
     void answer(HttpResponse& reply);
-    std::optional<common::DataBuffer> requestBody(HttpResponse& reply);
-    void answerWith(HttpResponse& reply, common::DataBuffer body);
-    void finish(ResponseHead& head, common::DataBuffer body);
+    std::optional<OutgoingBody> requestBody(HttpResponse& reply);
+    void answerWith(HttpResponse& reply, OutgoingBody body);
+    void finish(ResponseHead& head, OutgoingBody body);
     void fail(const std::string& text);
     void answerText(unsigned short status, const std::string& text, bool keepAlive,
                     void (*addFields)(ResponseHead&) = nullptr);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -48,7 +49,16 @@ public:
 
     /// Sends as much of the parts as goes. After `WouldBlock` the next call must begin with the
     /// bytes that were not sent.
-    virtual IoResult send(std::span<const iovec> parts) = 0;
+    /// @param more whether something follows at once: the system may wait for it to fill a packet.
+    virtual IoResult send(std::span<const iovec> parts, bool more = false) = 0;
+
+    /// Whether `sendFile` sends files. If not, whoever sends one reads it.
+    [[nodiscard]] virtual bool sendsFiles() const noexcept { return false; }
+
+    /// Sends bytes of a file without taking them through this process (sendfile(2)). Blocks only
+    /// for the storage.
+    /// @return `Done` with 0 bytes at the end of the file.
+    virtual IoResult sendFile(int file, std::uint64_t offset, std::size_t count);
 
     /// Tells the peer that nothing more will come, as far as that goes at once.
     virtual void endOutput() noexcept = 0;

@@ -108,7 +108,7 @@ bool TlsTransport::mayHoldInput(const IoResult& last, std::size_t /*asked*/)
     return last.status == IoStatus::Done;
 }
 
-IoResult TlsTransport::send(std::span<const iovec> parts)
+IoResult TlsTransport::send(std::span<const iovec> parts, bool /*more*/)
 {
     Record record;
     IoResult total;

@@ -23,7 +23,7 @@ public:
     net::IoStatus handshake() override;
     net::IoResult receive(std::span<char> space) override;
     bool mayHoldInput(const net::IoResult& last, std::size_t asked) override;
-    net::IoResult send(std::span<const iovec> parts) override;
+    net::IoResult send(std::span<const iovec> parts, bool more) override;
 
     /// Sends a close_notify (RFC 8446 section 6.1) and releases the memory of the session: what
     /// arrives later is not decrypted.

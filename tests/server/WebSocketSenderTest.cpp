@@ -24,7 +24,7 @@ public:
     net::IoStatus handshake() override { return net::IoStatus::Done; }
     net::IoResult receive(std::span<char>) override { throw std::bad_alloc(); }
     bool mayHoldInput(const net::IoResult&, std::size_t) override { return false; }
-    net::IoResult send(std::span<const iovec> parts) override
+    net::IoResult send(std::span<const iovec> parts, bool /*more*/) override
     {
         if (broken) {
             return {net::IoStatus::Failed, 0, EPIPE};
