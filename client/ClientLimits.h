@@ -2,10 +2,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
+
+#include "contract/common/MemoryBudget.h"
 
 namespace connector::http {
 
-/// How long an upstream server may take. Each is a millisecond to a day.
+/// How long an upstream server may take, each a millisecond to a day, and how much it may send.
 struct ClientLimits
 {
     /// Until the connection is accepted. A machine that is down does not refuse, it is silent.
@@ -19,6 +22,13 @@ struct ClientLimits
     /// that sends a byte now and then, which would hold the thread of its request for hours. Above
     /// what the largest usual answer takes over the slowest usual line.
     std::chrono::milliseconds answerTimeout = std::chrono::seconds(120);
+
+    /// Largest body of an answer, in bytes. It is held in memory whole.
+    std::size_t maxBody = std::size_t{512} << 20U;
+
+    /// The memory of all bodies that are held at a time. By default the process' one, which
+    /// requests' bodies share. Null: unbounded.
+    std::shared_ptr<common::MemoryBudget> bodyMemory = common::MemoryBudget::ofBodies();
 };
 
 } // namespace connector::http
@@ -36,7 +46,5 @@ inline constexpr std::chrono::milliseconds kStopStep{100};
 inline constexpr std::size_t kMaxResponseHead = std::size_t{64} << 10U;
 /// Interim answers (1xx) before the final one.
 inline constexpr int kMaxInterimResponses = 32;
-/// Largest body of an answer, in bytes. It is held in memory whole.
-inline constexpr std::size_t kMaxResponseBody = std::size_t{512} << 20U;
 
 } // namespace connector::http::client

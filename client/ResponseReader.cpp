@@ -16,7 +16,7 @@ using common::DataBuffer;
 
 /// What a usual head has room in.
 constexpr std::size_t kUsualHead = 512;
-/// How much a body of unknown length grows at least.
+/// How much of a chunk is read at a time.
 constexpr std::size_t kGrowth = std::size_t{64} << 10U;
 
 [[noreturn]] void failTruncated()
@@ -29,17 +29,11 @@ constexpr std::size_t kGrowth = std::size_t{64} << 10U;
     throw std::runtime_error("The upstream's answer is too large.");
 }
 
-void requireBodyFits(std::uint64_t size)
-{
-    if (size > kMaxResponseBody) {
-        failTooLarge();
-    }
-}
-
 } // namespace
 
-ResponseReader::ResponseReader(Receive receive, Buffer& buffer)
-    : receive_(std::move(receive)), buffer_(buffer)
+ResponseReader::ResponseReader(Receive receive, Buffer& buffer, const ClientLimits& limits)
+    : receive_(std::move(receive)), maxBody_(limits.maxBody), bodyMemory_(limits.bodyMemory),
+      buffer_(buffer)
 {}
 
 ResponseHead ResponseReader::readHead()
@@ -73,19 +67,24 @@ DataBuffer ResponseReader::readBody(const BodyFraming& framing)
 
 DataBuffer ResponseReader::readLength(std::uint64_t length)
 {
-    requireBodyFits(length);
-    DataBuffer body(static_cast<std::size_t>(length));
-    readExactly(body.data(), body.size());
+    if (length > maxBody_) {
+        failTooLarge();
+    }
+    DataBuffer body(bodyMemory_);
+    while (body.size() < length) {
+        body.reserveTowards(body.size() + 1, length);
+        readMore(body, std::min<std::uint64_t>(length, body.capacity()) - body.size());
+    }
     return body;
 }
 
 DataBuffer ResponseReader::readChunks()
 {
-    DataBuffer body;
-    ChunkDecoder decoder(kMaxResponseBody);
+    DataBuffer body(bodyMemory_);
+    ChunkDecoder decoder(maxBody_);
     while (decoder.status() == ChunkDecoder::Status::Incomplete) {
         if (begin_ == end_ && decoder.dataLeft() >= buffer_.size()) {
-            decoder.addData(readMore(body, decoder.dataLeft()));
+            decoder.addData(readMore(body, std::min<std::uint64_t>(decoder.dataLeft(), kGrowth)));
             continue;
         }
         if (begin_ == end_ && !fill()) {
@@ -104,17 +103,17 @@ DataBuffer ResponseReader::readChunks()
 
 DataBuffer ResponseReader::readUntilClose()
 {
-    DataBuffer body;
+    DataBuffer body(bodyMemory_);
     for (;;) {
         const auto begin = body.size();
-        if (begin == kMaxResponseBody) {
+        if (begin == maxBody_) {
             char next = 0;
-            requireBodyFits(begin + readSome(&next, 1));
+            if (readSome(&next, 1) > 0) {
+                failTooLarge();
+            }
             return body;
         }
-        if (begin == body.capacity()) {
-            body.reserve(std::min(std::max(kGrowth, 2 * begin), kMaxResponseBody));
-        }
+        body.reserveTowards(begin + 1, maxBody_);
         body.resize(body.capacity());
         const auto received = readSome(body.data() + begin, body.size() - begin);
         body.resize(begin + received);
@@ -160,22 +159,10 @@ void ResponseReader::appendLine(std::string& text, std::size_t limit)
     }
 }
 
-void ResponseReader::readExactly(char* into, std::size_t count)
-{
-    while (count > 0) {
-        const auto received = readSome(into, count);
-        if (received == 0) {
-            failTruncated();
-        }
-        into += received;
-        count -= received;
-    }
-}
-
-std::size_t ResponseReader::readMore(DataBuffer& body, std::uint64_t left)
+std::size_t ResponseReader::readMore(DataBuffer& body, std::size_t most)
 {
     const auto begin = body.size();
-    body.resize(begin + std::min<std::uint64_t>(left, kGrowth));
+    body.resize(begin + most);
     const auto received = readSome(body.data() + begin, body.size() - begin);
     body.resize(begin + received);
     if (received == 0) {

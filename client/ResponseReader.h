@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 
+#include "client/ClientLimits.h"
 #include "client/ResponseHead.h"
 #include "contract/streams/DataBuffer.h"
 
@@ -25,7 +27,8 @@ public:
     using Buffer = std::array<char, std::size_t{16} << 10U>;
 
     /// @param buffer outlives the reader.
-    ResponseReader(Receive receive, Buffer& buffer);
+    /// @param limits of the body.
+    ResponseReader(Receive receive, Buffer& buffer, const ClientLimits& limits = {});
 
     /// The head of the final answer; interim ones (1xx) are passed over.
     /// @throws std::runtime_error "The upstream closed the connection before the end of its
@@ -34,9 +37,10 @@ public:
     ///         a 101, which nobody asked for; "The upstream sends interim answers without end."
     ResponseHead readHead();
 
-    /// The body, decoded. Memory is taken once for a body of known length.
+    /// The body, decoded. Memory is taken for what has arrived, not for what is announced.
     /// @throws std::runtime_error the first three texts of `readHead`, the third for a body beyond
-    ///         `kMaxResponseBody`.
+    ///         `maxBody`.
+    /// @throws common::MemoryBudgetExceeded
     common::DataBuffer readBody(const BodyFraming& framing);
 
 private:
@@ -47,13 +51,14 @@ private:
     std::string readHeadText();
     /// Without its end. Fails when it reaches @p limit.
     void appendLine(std::string& text, std::size_t limit);
-    void readExactly(char* into, std::size_t count);
-    /// Appends what there is to @p body, at most @p left bytes, past the buffer.
-    std::size_t readMore(common::DataBuffer& body, std::uint64_t left);
+    /// Appends what there is to @p body, at most @p most bytes, past the buffer.
+    std::size_t readMore(common::DataBuffer& body, std::size_t most);
     std::size_t readSome(char* into, std::size_t count);
     bool fill();
 
     const Receive receive_;
+    const std::size_t maxBody_;
+    const std::shared_ptr<common::MemoryBudget> bodyMemory_;
     const std::span<char> buffer_;
     std::size_t begin_ = 0; ///< What is buffered lies from here
     std::size_t end_ = 0;   ///< to here.

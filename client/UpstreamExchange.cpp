@@ -16,7 +16,7 @@ UpstreamExchange::UpstreamExchange(const UpstreamUrl& url, const std::string& he
                                    const std::stop_token& stopToken, ResponseReader::Buffer& buffer)
     : connection_(url, limits, stopToken),
       reader_([this](char* into, std::size_t count) { return connection_.receive(into, count); },
-              buffer)
+              buffer, limits)
 {
     if (!body.empty() && body.size() <= kSmallBody) {
         joined_.append(head).append(body);

@@ -4,7 +4,6 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include "contract/common/BufferMemory.h"
 #include "contract/common/Tick.h"
 
 namespace connector::host {
@@ -43,7 +42,6 @@ std::size_t anonymousBytes()
 
 void returnIfMuch()
 {
-    common::BufferMemory::releaseKept();
     const auto allocated = ::mallinfo2();
     if (anonymousBytes() > allocated.uordblks + allocated.hblkhd + kKeptBytes) {
         ::malloc_trim(0);

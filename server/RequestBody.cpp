@@ -1,6 +1,7 @@
 #include "server/RequestBody.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "server/RequestRefusal.h"
 
@@ -8,13 +9,17 @@ namespace connector::http {
 
 namespace {
 
-/// What is reserved on the strength of an announcement alone.
-constexpr std::size_t kFirstReservation = std::size_t{64} << 10U;
+/// Room for as much at least, if so much is to come.
+constexpr std::size_t kLeastRoom = std::size_t{16} << 10U;
+
+constexpr auto kUnknownLength = std::numeric_limits<std::uint64_t>::max();
 
 } // namespace
 
-RequestBody::RequestBody(const BodyFraming& framing, const RequestLimits& limits)
-    : chunked_(framing.chunked), left_(framing.length), chunks_(limits.body)
+RequestBody::RequestBody(const BodyFraming& framing, const RequestLimits& limits,
+                         std::shared_ptr<common::MemoryBudget> budget)
+    : chunked_(framing.chunked), left_(framing.length), chunks_(limits.body),
+      body_(std::move(budget))
 {}
 
 bool RequestBody::isComplete() const noexcept
@@ -30,9 +35,7 @@ std::size_t RequestBody::take(std::string_view input)
 std::size_t RequestBody::takeData(std::string_view input)
 {
     const auto data = input.substr(0, std::min<std::uint64_t>(left_, input.size()));
-    if (body_.empty()) {
-        body_.reserve(std::min<std::uint64_t>(left_, kFirstReservation));
-    }
+    body_.reserveTowards(body_.size() + data.size(), body_.size() + left_);
     body_.append(data);
     left_ -= data.size();
     return data.size();
@@ -58,8 +61,10 @@ std::uint64_t RequestBody::dataLeft() const noexcept
 std::span<char> RequestBody::prepare()
 {
     const auto begin = body_.size();
-    const auto room = std::max(body_.capacity() - begin, kFirstReservation);
-    prepared_ = static_cast<std::size_t>(std::min<std::uint64_t>(dataLeft(), room));
+    const auto least = static_cast<std::size_t>(std::min<std::uint64_t>(dataLeft(), kLeastRoom));
+    body_.reserveTowards(begin + least, chunked_ ? kUnknownLength : begin + left_);
+    prepared_ =
+        static_cast<std::size_t>(std::min<std::uint64_t>(dataLeft(), body_.capacity() - begin));
     body_.resize(begin + prepared_);
     return {body_.data() + begin, prepared_};
 }

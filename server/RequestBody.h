@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -19,7 +20,9 @@ namespace connector::http {
 class RequestBody
 {
 public:
-    explicit RequestBody(const BodyFraming& framing, const RequestLimits& limits = {});
+    /// @param budget of its memory; may be null: unbounded.
+    explicit RequestBody(const BodyFraming& framing, const RequestLimits& limits = {},
+                         std::shared_ptr<common::MemoryBudget> budget = nullptr);
 
     [[nodiscard]] bool isComplete() const noexcept;
 
@@ -27,13 +30,18 @@ public:
     /// @return how many bytes: all until the body is complete. What is left is the next request's.
     /// @throws RequestRefusal with status 400 when a chunk is malformed, with status 413 when the
     ///         body is larger than the limit.
+    /// @throws common::MemoryBudgetExceeded
     std::size_t take(std::string_view input);
+
+    /// Whether nothing has come yet; then there is no memory for it either.
+    [[nodiscard]] bool isEmpty() const noexcept { return body_.empty(); }
 
     /// How many bytes of data come next; behind them there may be lines of the chunked coding.
     [[nodiscard]] std::uint64_t dataLeft() const noexcept;
 
     /// Room for some of the `dataLeft` bytes, at least one, so that they are received without being
     /// copied. `commit` must follow before anything else.
+    /// @throws common::MemoryBudgetExceeded
     std::span<char> prepare();
 
     /// @param received how many bytes are in the room that `prepare` gave; may be 0.

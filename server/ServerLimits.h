@@ -3,6 +3,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+
+#include "contract/common/MemoryBudget.h"
 
 /// The limits of a server, in one place.
 namespace connector::http {
@@ -83,6 +86,9 @@ struct ServerLimits
     std::chrono::milliseconds lingerTime = std::chrono::seconds(1);
     /// Connections at a time. Fewer if the process may not open that many descriptors.
     std::size_t maxConnections = 10'000;
+    /// The memory of all bodies that are held at a time. Status 503. By default the process' one,
+    /// which upstreams' bodies share. Null: unbounded.
+    std::shared_ptr<common::MemoryBudget> bodyMemory = common::MemoryBudget::ofBodies();
 };
 
 /// How much a connection that closes with input unread goes on reading.

@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::size_t kMinimumCapacity = 8;
 
+/// What is reserved for the first bytes of more that was announced.
+constexpr std::size_t kFirstReservation = std::size_t{64} << 10U;
+
 } // namespace
 
 DataBuffer::DataBuffer(std::size_t size)
@@ -27,15 +30,33 @@ DataBuffer::DataBuffer(std::string_view bytes)
     append(bytes);
 }
 
-DataBuffer::DataBuffer(DataBuffer&& other) noexcept
-    : bytes_(std::exchange(other.bytes_, {})), size_(std::exchange(other.size_, 0))
+DataBuffer::DataBuffer(std::shared_ptr<MemoryBudget> budget) noexcept : budget_(std::move(budget))
 {}
+
+DataBuffer::DataBuffer(DataBuffer&& other) noexcept
+{
+    *this = std::move(other);
+}
 
 DataBuffer& DataBuffer::operator=(DataBuffer&& other) noexcept
 {
-    bytes_ = std::exchange(other.bytes_, {});
-    size_ = std::exchange(other.size_, 0);
+    if (this != &other) {
+        bytes_ = std::move(other.bytes_);
+        size_ = std::exchange(other.size_, 0);
+        if (budget_ != nullptr) {
+            budget_->release(capacity_);
+        }
+        capacity_ = std::exchange(other.capacity_, 0);
+        budget_ = std::move(other.budget_);
+    }
     return *this;
+}
+
+DataBuffer::~DataBuffer()
+{
+    if (budget_ != nullptr) {
+        budget_->release(capacity_);
+    }
 }
 
 char* DataBuffer::data()
@@ -48,14 +69,30 @@ char* DataBuffer::data()
 
 void DataBuffer::reserve(std::size_t capacity)
 {
-    if (capacity <= this->capacity()) {
+    if (capacity <= capacity_) {
         return;
     }
-    auto larger = BufferMemory::allocate(capacity);
-    if (size_ > 0) {
-        std::memcpy(larger.get(), bytes_.get(), size_);
+    if (budget_ != nullptr) {
+        budget_->acquire(capacity - capacity_);
     }
-    bytes_ = std::move(larger);
+    auto* const grown = static_cast<char*>(std::realloc(bytes_.get(), capacity));
+    if (grown == nullptr) {
+        if (budget_ != nullptr) {
+            budget_->release(capacity - capacity_);
+        }
+        throw std::bad_alloc();
+    }
+    static_cast<void>(bytes_.release()); // realloc has freed it
+    bytes_.reset(grown);
+    capacity_ = capacity;
+}
+
+void DataBuffer::reserveTowards(std::size_t needed, std::uint64_t announced)
+{
+    if (needed > capacity_) {
+        const auto larger = std::max({needed, 2 * capacity_, kFirstReservation});
+        reserve(std::max<std::size_t>(needed, std::min<std::uint64_t>(larger, announced)));
+    }
 }
 
 void DataBuffer::resize(std::size_t size)

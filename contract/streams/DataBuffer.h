@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 
-#include "contract/common/BufferMemory.h"
 #include "contract/common/Export.h"
+#include "contract/common/MemoryBudget.h"
 
 namespace connector::common {
 
@@ -22,9 +25,14 @@ public:
     /// A buffer that holds a copy of @p bytes.
     explicit DataBuffer(std::string_view bytes);
 
+    /// An empty buffer whose memory counts against @p budget until it is freed. Every operation
+    /// that grows it throws MemoryBudgetExceeded where the budget does not allow it.
+    /// @param budget may be null: unbounded.
+    explicit DataBuffer(std::shared_ptr<MemoryBudget> budget) noexcept;
+
     DataBuffer(DataBuffer&& other) noexcept;
     DataBuffer& operator=(DataBuffer&& other) noexcept;
-    ~DataBuffer() = default;
+    ~DataBuffer();
 
     /// A copy of the bytes in a buffer of their size.
     [[nodiscard]] DataBuffer clone() const { return DataBuffer(view()); }
@@ -33,15 +41,19 @@ public:
     char* data();
 
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
-    [[nodiscard]] std::size_t capacity() const noexcept { return bytes_.get_deleter().capacity; }
+    [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
     [[nodiscard]] bool empty() const noexcept { return size_ == 0; }
 
     /// The bytes as text; valid until the buffer changes.
     [[nodiscard]] std::string_view view() const noexcept { return {bytes_.get(), size_}; }
 
-    /// Makes room for at least @p capacity bytes in all; exactly that many if the buffer grows and
-    /// is not large (see BufferMemory).
+    /// Makes room for @p capacity bytes in all; exactly that many if the buffer grows.
     void reserve(std::size_t capacity);
+
+    /// Makes room for @p needed bytes in all of something that is announced to have @p announced
+    /// bytes and arrives in pieces: the capacity at least doubles when it must grow, but not beyond
+    /// what was announced. So memory follows what has arrived.
+    void reserveTowards(std::size_t needed, std::uint64_t announced);
 
     /// Sets the size. Bytes that this adds are not initialised; the capacity at least doubles when
     /// it must grow.
@@ -54,8 +66,15 @@ public:
     void clear() noexcept { size_ = 0; }
 
 private:
-    BufferMemory::Ptr bytes_;
+    struct Free
+    {
+        void operator()(char* bytes) const noexcept { std::free(bytes); }
+    };
+
+    std::unique_ptr<char, Free> bytes_;
     std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
+    std::shared_ptr<MemoryBudget> budget_; ///< Null: none.
 };
 
 /// Joins two buffers. Where one is empty, the other is passed through and no byte is copied.

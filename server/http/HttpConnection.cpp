@@ -213,7 +213,7 @@ void HttpConnection::beginRequest(std::string_view head)
 
 void HttpConnection::beginBody()
 {
-    body_.emplace(head_->framing(), service_.limits.request);
+    body_.emplace(head_->framing(), service_.limits.request, service_.limits.bodyMemory);
     received_ = 0;
     pace_.reset();
     enter(State::ReceivingBody);
@@ -242,21 +242,25 @@ bool HttpConnection::stepBody()
         if (input_.hasEnded()) {
             throw RequestRefusal(400, "The request body is truncated.");
         }
+        if (receiveBody()) {
+            return true;
+        }
     } catch (const RequestRefusal& refusal) {
         refuseBody(refusal);
         return true;
-    }
-    if (receiveBody()) {
+    } catch (const common::MemoryBudgetExceeded& excess) {
+        refuseBody(RequestRefusal(503, excess.what()));
         return true;
     }
     arm(pace_.deadline(service_.limits, received_));
     return false;
 }
 
-/// Receives what is still to come of the body; long parts where they are to stay.
+/// Receives what is still to come of the body; long parts where they are to stay, but for the
+/// first: a body that was only announced takes no memory.
 bool HttpConnection::receiveBody()
 {
-    if (body_->dataLeft() < kInPlace) {
+    if (body_->isEmpty() || body_->dataLeft() < kInPlace) {
         return input_.receive(turn_->scratch);
     }
     std::size_t count = 0;

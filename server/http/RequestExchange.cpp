@@ -85,12 +85,15 @@ void RequestExchange::guard(Function function) noexcept
         } catch (const RequestRefusal& refusal) {
             if (refusal.status() == 413) {
                 logReached(serverLogLimits.sizes, refusal.what());
+            } else if (refusal.status() == 503) {
+                logReached(serverLogLimits.shortages, refusal.what());
             }
-            if (serverLogLimits.refusals.admits(kServerLog, Level::Info)) {
-                kServerLog.write(Level::Info, "HTTP Request refused: ", url(),
-                                 " error: ", refusal.what());
-            }
+            logRefusal(refusal.what());
             answerText(refusal.status(), refusal.what(), false);
+        } catch (const common::MemoryBudgetExceeded& excess) { // by the body of an upstream
+            logReached(serverLogLimits.shortages, excess.what());
+            logRefusal(excess.what());
+            answerText(503, excess.what(), keepsAlive_ && isReceived_);
         } catch (const std::exception& failure) {
             const auto text = textOf(failure);
             if (serverLogLimits.failures.admits(kServerLog, Level::Error)) {
@@ -298,6 +301,13 @@ void RequestExchange::fileTruncated() noexcept
                              "The file became shorter while it was sent: ", describe());
         }
     });
+}
+
+void RequestExchange::logRefusal(const char* reason) const
+{
+    if (serverLogLimits.refusals.admits(kServerLog, Level::Info)) {
+        kServerLog.write(Level::Info, "HTTP Request refused: ", url(), " error: ", reason);
+    }
 }
 
 void RequestExchange::logSocketError(unsigned status) const

@@ -32,6 +32,7 @@ class RequestRefusal;
 /// | failure                                     | answer                          | then   |
 /// |---------------------------------------------|---------------------------------|--------|
 /// | the request is refused (RequestRefusal)     | its status and text             | closed |
+/// | bodies hold too much memory                 | 503 and a fixed text            | kept   |
 /// | an exception, here or in the pipeline       | 500 and the exception's text    | kept   |
 /// | any other exception                         | 500 and a fixed text            | kept   |
 /// | the server stops, the client is gone        | none                            | closed |
@@ -124,6 +125,7 @@ private:
                     void (*addFields)(ResponseHead&) = nullptr);
     void answerStarting();
 
+    void logRefusal(const char* reason) const;
     void logSocketError(unsigned status) const;
     std::string baseUrl() const;
     void warnOfQtWebKit(const HttpRequest& message) const;

@@ -128,23 +128,25 @@ TEST(DataBufferTest, GrowsByDoublingFromEightAndMovesItsBytes)
     EXPECT_EQ(common::concatenate(DataBuffer("a"), DataBuffer("b")).view(), "ab");
 }
 
-TEST(DataBufferTest, ALargeOneUsesTheMemoryOfAFreedOneOfItsSizeAgain)
+TEST(DataBufferTest, ItsMemoryCountsAgainstTheBudgetAndFollowsWhatArrives)
 {
-    common::BufferMemory::releaseKept();
-    constexpr std::size_t kSize = 9'000'001;
-    const auto fill = [](std::size_t size) {
-        DataBuffer buffer(size);
-        std::memset(buffer.data(), 'x', buffer.size()); // all of it is there
-        EXPECT_GE(buffer.capacity(), size);
-        return buffer;
-    };
-    const auto* const freed = fill(kSize).data();
-    auto kept = fill(kSize - 1'000'000);
-    EXPECT_EQ(kept.data(), freed);
-    EXPECT_NE(fill(kSize).data(), freed);
-    kept = fill(kSize * 4); // more than is kept
-    EXPECT_EQ(fill(kSize / 2).view(), std::string(kSize / 2, 'x'));
-    common::BufferMemory::releaseKept();
+    constexpr std::size_t kLimit = 1'000'000;
+    const auto budget = std::make_shared<common::MemoryBudget>(kLimit);
+    {
+        DataBuffer buffer(budget);
+        buffer.reserveTowards(1, std::uint64_t{1} << 40U);
+        EXPECT_LT(budget->used(), kLimit / 10) << "the announcement alone takes no memory";
+        buffer.append(std::string(300'000, 'x'));
+        buffer.reserveTowards(300'001, 400'000);
+        EXPECT_EQ(budget->used(), 400'000U);
+        DataBuffer other(budget);
+        EXPECT_THROW(other.reserve(700'000), common::MemoryBudgetExceeded);
+        EXPECT_EQ(other.capacity(), 0U);
+        other = std::move(buffer);
+        EXPECT_EQ(concatenate(DataBuffer(), std::move(other)).view(), std::string(300'000, 'x'));
+        EXPECT_EQ(budget->used(), 0U) << "freed with the last buffer that it was moved to";
+    }
+    EXPECT_EQ(budget->used(), 0U);
 }
 
 TEST(CopyPublisherToStreamTest, TellsHowTheCopyEnded)
