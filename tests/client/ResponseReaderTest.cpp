@@ -96,6 +96,34 @@ TEST(ResponseReaderTest, ReadsAnswersWhateverTheirFraming)
     }
 }
 
+TEST(ResponseReaderTest, TakesMemoryForWhatArrivesWithinItsLimits)
+{
+    const auto budget = std::make_shared<common::MemoryBudget>(100'000);
+    ResponseReader::Buffer buffer;
+    std::size_t left = 1000;
+    ResponseReader announced(
+        [&](char*, std::size_t count) {
+            EXPECT_LT(budget->used(), 100'000U);
+            const auto received = std::min(count, left);
+            left -= received;
+            return received;
+        },
+        buffer, {.bodyMemory = budget});
+    EXPECT_EQ(test::failureOf([&] { return announced.readBody({.length = 400'000'000}); }),
+              "The upstream closed the connection before the end of its answer.");
+    const auto endless = [](char*, std::size_t count) { return count; };
+    for (const auto kind : {BodyFraming::Kind::Length, BodyFraming::Kind::UntilClose}) {
+        ResponseReader unbudgeted(endless, buffer, {.bodyMemory = budget});
+        EXPECT_THROW(unbudgeted.readBody({kind, 400'000}), common::MemoryBudgetExceeded);
+        ResponseReader unlimited(endless, buffer, {.maxBody = 90'000, .bodyMemory = budget});
+        EXPECT_EQ(test::failureOf([&] {
+                      return unlimited.readBody({kind, 400'000});
+                  }),
+                  "The upstream's answer is too large.");
+        EXPECT_EQ(budget->used(), 0U);
+    }
+}
+
 TEST(ResponseHeadTest, KeepsHeadersAndFindsCookies)
 {
     const auto head = parseResponseHead(

@@ -151,6 +151,30 @@ TEST_F(EngineTest, ConnectionsHoldNoThread)
     EXPECT_EQ(webSockets.front().readClose(), 1001U);
 }
 
+TEST_F(EngineTest, BodiesShareTheirMemory)
+{
+    const auto budget = std::make_shared<common::MemoryBudget>(3'000'000);
+    start({.bodyMemory = budget});
+    const auto put = [](std::size_t size) {
+        return makeRequest("PUT", "/block", "Content-Length: " + std::to_string(size) + "\r\n");
+    };
+    RawClient announced(server_->getPort());
+    announced.send(put(1'000'000'000));
+    RawClient first(server_->getPort());
+    first.send(put(2'000'000) + std::string(2'000'000, 'x'));
+    entered_.acquire(); // the request holds its body
+    EXPECT_EQ(budget->used(), 2'000'000U) << "an announcement takes no memory";
+    RawClient second(server_->getPort());
+    second.send(put(2'000'000) + std::string(2'000'000, 'x'));
+    EXPECT_EQ(second.readResponse().status, 503);
+    budget->acquire(500'000); // as an upstream's body does
+    EXPECT_THROW(budget->acquire(500'001), common::MemoryBudgetExceeded);
+    budget->release(500'000);
+    open_.set_value();
+    EXPECT_EQ(first.readResponse().status, 200);
+    EXPECT_EQ(budget->used(), 0U);
+}
+
 TEST_F(EngineTest, RepliesThatComeLaterHoldNoThread)
 {
     constexpr std::size_t kRequests = 200;

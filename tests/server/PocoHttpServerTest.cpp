@@ -290,11 +290,14 @@ TEST_F(PocoHttpServerTest, EndsAnAnswerWhoseClientHasGone)
     EXPECT_FALSE(log.contains("Error in HTTP request handling"));
 }
 
-TEST_F(PocoHttpServerTest, FailuresOfThePipelineAreA500)
+TEST_F(PocoHttpServerTest, FailuresOfThePipelineAreAnswered)
 {
     serve([](HttpRequest& request) -> Reply {
         if (request.path == "/throw") {
             throw std::runtime_error("boom");
+        }
+        if (request.path == "/excess") {
+            throw common::MemoryBudgetExceeded();
         }
         if (request.path == "/unknown") {
             throw 42;
@@ -305,15 +308,16 @@ TEST_F(PocoHttpServerTest, FailuresOfThePipelineAreA500)
         return makeReadyFuture(std::make_unique<Message>());
     });
     RawClient client(server_->getPort());
-    const std::pair<const char*, const char*> cases[] = {
-        {"/throw", "Error while processing HTTP request. boom"},
-        {"/unknown", "Unknown error while processing HTTP request."},
-        {"/dropped", "Error while processing HTTP request. "
-                     "Promise destroyed before it provided a value."}};
-    for (const auto& [path, body] : cases) {
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {"/throw", 500, "Error while processing HTTP request. boom"},
+        {"/excess", 503, "Too much memory is held by bodies."},
+        {"/unknown", 500, "Unknown error while processing HTTP request."},
+        {"/dropped", 500,
+         "Error while processing HTTP request. Promise destroyed before it provided a value."}};
+    for (const auto& [path, status, body] : cases) {
         client.send(makeRequest("GET", path));
         const auto answer = client.readResponse();
-        EXPECT_EQ(answer.status, 500);
+        EXPECT_EQ(answer.status, status);
         EXPECT_EQ(answer.body, body);
     }
     client.send(makeRequest("GET", "/other"));

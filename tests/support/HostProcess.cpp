@@ -4,6 +4,7 @@
 #include <array>
 #include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <istream>
 #include <iterator>
 #include <ostream>
@@ -115,6 +116,12 @@ std::string ChildProcess::readRest()
 std::string ChildProcess::errors() const
 {
     return readFile(directory_.path() / "errors");
+}
+
+std::size_t ChildProcess::openDescriptors() const
+{
+    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(pid_) + "/fd");
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
 void ChildProcess::signal(int number) const

@@ -36,6 +36,8 @@ public:
     /// Everything on its standard error so far.
     [[nodiscard]] std::string errors() const;
 
+    [[nodiscard]] std::size_t openDescriptors() const;
+
     void signal(int number) const;
 
     /// Waits for its end.

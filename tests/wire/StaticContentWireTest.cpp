@@ -1,4 +1,7 @@
+#include <filesystem>
+#include <functional>
 #include <gmock/gmock.h>
+#include <thread>
 
 #include "tests/wire/Site.h"
 
@@ -78,6 +81,89 @@ TEST_F(StaticContentWireTest, AnAnswerWithoutABodyKeepsTheConnectionInStep)
         EXPECT_EQ(response.header("content-length"), length);
         EXPECT_EQ(client.readResponse().body, "pong");
     }
+}
+
+TEST_F(StaticContentWireTest, FilesOfAllSizesLeaveTheConnectionInStep)
+{
+    std::string content(Site::kBigBytes, '\0');
+    for (std::size_t i = 0; i < content.size(); ++i) {
+        content[i] = static_cast<char>(i * 2'654'435'761U >> 24U); // differs from page to page
+    }
+    served_.site.directory.write("docs/file.mp4", content);
+    const std::tuple<std::string, std::size_t, std::size_t> ranges[] = {
+        {"", 0, content.size()},    {"0-0", 0, 1},
+        {"2999999-", 2'999'999, 1}, {"1-16384", 1, 16'384}, // still read at once
+        {"1-16385", 1, 16'385},     {"4095-1000000", 4095, 995'906},
+    };
+    RawClient client(served_.port());
+    for (const auto& [range, first, length] : ranges) {
+        SCOPED_TRACE(range);
+        client.send(makeRequest("GET", "/docs/file.mp4",
+                                range.empty() ? "" : "Range: bytes=" + range + "\r\n") +
+                    makeRequest("HEAD", "/docs/file.mp4") + makeRequest("GET", "/ping"));
+        EXPECT_TRUE(client.readResponse().body == content.substr(first, length));
+        EXPECT_EQ(client.readResponse(true).status, 200);
+        EXPECT_EQ(client.readResponse().body, "pong");
+    }
+}
+
+TEST_F(StaticContentWireTest, AFileMayChangeWhileItIsSent)
+{
+    constexpr std::uintmax_t kSize = 30'000'000; // more than the sockets hold
+    const auto path = served_.site.directory.path() / "docs/file.mp4";
+    const struct
+    {
+        const char* change;
+        std::function<void()> make;
+        bool whole;
+    } cases[] = {
+        {"replaced",
+         [&] { std::filesystem::rename(served_.site.directory.write("docs/new", "new"), path); },
+         true},
+        {"grown", [&] { std::filesystem::resize_file(path, kSize + 1); }, true},
+        {"truncated", [&] { std::filesystem::resize_file(path, 1000); }, false},
+    };
+    for (const auto& [change, make, whole] : cases) {
+        SCOPED_TRACE(change);
+        served_.site.directory.write("docs/file.mp4", "");
+        std::filesystem::resize_file(path, kSize);
+        RawClient client(served_.port());
+        client.send(makeRequest("GET", "/docs/file.mp4") + makeRequest("GET", "/ping"));
+        ASSERT_TRUE(client.waitForInput(RawClient::kDeadline));
+        EXPECT_EQ(served_.get("/ping").body, "pong") << "the slow reader holds no thread";
+        make();
+        if (whole) {
+            EXPECT_TRUE(client.readResponse().body == std::string(kSize, '\0'));
+            EXPECT_EQ(client.readResponse().body, "pong");
+        } else {
+            EXPECT_LT(client.readUntilClosed().size(), kSize);
+            EXPECT_THAT(served_.host.errors(), HasSubstr("shorter while it was sent: get"));
+        }
+    }
+}
+
+TEST_F(StaticContentWireTest, ServedFilesAreClosed)
+{
+    constexpr int kFiles = 10'000;
+    const auto& directory = served_.site.directory;
+    const auto before = served_.host.openDescriptors();
+    RawClient client(served_.port());
+    for (int i = 0; i < kFiles; ++i) {
+        const auto name = "docs/" + std::to_string(i);
+        std::filesystem::create_hard_link(directory.path() / "site/big.mp4",
+                                          directory.path() / name);
+        client.send(makeRequest("GET", "/" + name, "Range: bytes=0-20000\r\n"));
+        ASSERT_EQ(client.readResponse().body.size(), 20'001U);
+    }
+    for (int i = 0; i < 100; ++i) {
+        RawClient abandoned(served_.port());
+        abandoned.send(makeRequest("GET", "/docs/" + std::to_string(i)));
+        abandoned.read(1000);
+        abandoned.reset();
+    }
+    constexpr std::size_t kKeptOpen = 8; // by each processor, for a while
+    EXPECT_LE(served_.host.openDescriptors(),
+              before + 1 + kKeptOpen * std::thread::hardware_concurrency());
 }
 
 } // namespace
