@@ -15,8 +15,8 @@
 #include "contract/common/QueuedOutput.h"
 #include "contract/common/Thread.h"
 #include "host/ConsoleLoop.h"
-#include "host/FreedMemory.h"
 #include "host/Host.h"
+#include "host/MallocSettings.h"
 #include "host/Options.h"
 #include "host/Shutdown.h"
 #include "plugin/PluginInfo.h"
@@ -117,7 +117,7 @@ int run(const Options& options)
         for (const auto& content : options.contents) {
             requireReadable(content);
         }
-        const auto freedMemory = returnFreedMemoryLater();
+        const auto trimming = trimMallocPeriodically();
         Host host(options);
         serve(host, shutdown);
         return EXIT_SUCCESS;
@@ -149,7 +149,7 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     raiseDescriptorLimit();
-    keepFreedMemory();
+    applyMallocSettings();
     const auto parsed = parseOptions(argc, argv, pluginValues());
     if (const auto* exit = std::get_if<EarlyExit>(&parsed)) {
         std::fputs(exit->text.c_str(), exit->status == 0 ? stdout : stderr);

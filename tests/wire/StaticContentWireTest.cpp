@@ -129,11 +129,11 @@ TEST_F(StaticContentWireTest, AFileMayChangeWhileItIsSent)
         std::filesystem::resize_file(path, kSize);
         RawClient client(served_.port());
         client.send(makeRequest("GET", "/docs/file.mp4") + makeRequest("GET", "/ping"));
-        ASSERT_TRUE(client.waitForInput(RawClient::kDeadline));
+        EXPECT_EQ(client.readResponse(true).status, 200);
         EXPECT_EQ(served_.get("/ping").body, "pong") << "the slow reader holds no thread";
         make();
         if (whole) {
-            EXPECT_TRUE(client.readResponse().body == std::string(kSize, '\0'));
+            EXPECT_TRUE(client.read(kSize) == std::string(kSize, '\0'));
             EXPECT_EQ(client.readResponse().body, "pong");
         } else {
             EXPECT_LT(client.readUntilClosed().size(), kSize);

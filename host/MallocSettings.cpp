@@ -1,4 +1,4 @@
-#include "host/FreedMemory.h"
+#include "host/MallocSettings.h"
 
 #include <fstream>
 #include <malloc.h>
@@ -10,23 +10,18 @@ namespace connector::host {
 
 namespace {
 
-// Bodies are whole buffers. By default the allocator maps each big one afresh and unmaps it when it
-// is freed, and every page of a fresh mapping costs a fault: up to 30 microseconds each in a
-// virtual machine, which makes a message of 1 MB cost milliseconds.
-
-/// Bigger blocks are mapped one by one. The most that the allocator accepts.
+/// Bigger blocks are mapped one by one. The most that malloc accepts.
 constexpr int kMapThresholdBytes = 32 << 20;
 
-/// So much free memory at the end of each arena stays with the process until it is looked at.
+/// So much free memory at the end of each arena stays with the process until the next trim.
 constexpr int kTrimThresholdBytes = 16 << 20;
 
-/// Fewer arenas find a freed buffer of another thread; more wait less for each other. With 2 a file
-/// of 1 KB cost a tenth more than with 16.
+/// Fewer arenas hold less free memory; with more of them threads wait less for each other.
 constexpr int kArenas = 16;
 
-constexpr long long kLookEveryMs = 4000;
+constexpr long long kTrimIntervalMs = 4000;
 
-/// So much free memory stays with the process for good.
+/// So much free memory is never returned.
 constexpr std::size_t kKeptBytes = std::size_t{16} << 20;
 
 /// The memory of the process that no file stands behind.
@@ -40,7 +35,7 @@ std::size_t anonymousBytes()
     return (resident - shared) * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
-void returnIfMuch()
+void trimIfMuch()
 {
     const auto allocated = ::mallinfo2();
     if (anonymousBytes() > allocated.uordblks + allocated.hblkhd + kKeptBytes) {
@@ -50,16 +45,16 @@ void returnIfMuch()
 
 } // namespace
 
-void keepFreedMemory() noexcept
+void applyMallocSettings() noexcept
 {
     mallopt(M_MMAP_THRESHOLD, kMapThresholdBytes);
     mallopt(M_TRIM_THRESHOLD, kTrimThresholdBytes);
     mallopt(M_ARENA_MAX, kArenas);
 }
 
-std::shared_ptr<common::TickManager::Canceller> returnFreedMemoryLater()
+std::shared_ptr<common::TickManager::Canceller> trimMallocPeriodically()
 {
-    return common::periodic([](long long) { returnIfMuch(); }, kLookEveryMs);
+    return common::periodic([](long long) { trimIfMuch(); }, kTrimIntervalMs);
 }
 
 } // namespace connector::host
