@@ -108,7 +108,7 @@ WORKLOADS = {
     "1 KB file": Workload("/1KB.js", ["bare-server", "{port}", "files", "{site}"], 0.75, 5),
     "64 KB file": Workload("/64KB.js", ["bare-server", "{port}", "files", "{site}"], 0.53, 5),
     "proxied": Workload("/proxied", ["bare-server", "{port}", "proxy", "{upstream}"], 0.60, 11),
-    "64 B echo": Echo("/echo", ["bare-websocket-server", "{port}"], 0.92, 3),
+    "64 B echo": Echo("/echo", ["bare-websocket-server", "{port}"], 0.99, 3),
 }
 
 

@@ -76,8 +76,8 @@ bool Listener::acceptOne()
     sockaddr_storage storage = {};
     auto* const address = reinterpret_cast<sockaddr*>(&storage);
     socklen_t length = sizeof(storage);
-    common::FileDescriptor accepted(::accept4(this->descriptor(), address, &length,
-                                              SOCK_CLOEXEC | SOCK_NONBLOCK));
+    common::FileDescriptor accepted(
+        ::accept4(this->descriptor(), address, &length, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (accepted.get() < 0) {
         if (errno == EINTR || errno == ECONNABORTED) {
             return true;

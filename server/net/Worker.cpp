@@ -24,7 +24,12 @@ Worker::~Worker()
 
 void Worker::onBlocking() noexcept
 {
-    if (leaveActive() && loop_.waiting_ == 0) {
+    if (!leaveActive()) {
+        return;
+    }
+    noteBacklog();
+    loop_.activeTarget_ = loop_.maxActive_; // the next one that blocks finds a thread that waits
+    if (loop_.waiting_ == 0) {
         loop_.startThread();
     }
 }
@@ -59,7 +64,7 @@ bool Worker::leaveSurplus() noexcept
 
 bool Worker::isOneEnough() noexcept
 {
-    constexpr int kEnough = 256;
+    constexpr int kEnough = 64;
     if (++withoutBacklog_ < kEnough) {
         return false;
     }
