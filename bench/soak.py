@@ -62,6 +62,8 @@ class Connection:
         body = await self.receive(int(length[0])) if length else None
         if body == b"starting":
             raise ConnectionError("the server starts")
+        if body and body.endswith(b"The request was abandoned."):
+            raise ConnectionError("the server stops")
         if head.split()[1] != status or body != wanted:
             raise WrongAnswer(f"{head} {body and body[:100]}")
 
