@@ -6,7 +6,7 @@ find_package(CLI11 QUIET)
 find_package(GTest QUIET)
 find_package(benchmark QUIET)
 
-if(NOT TARGET CLI11::CLI11)
+if(CONNECTOR_HOST AND NOT TARGET CLI11::CLI11)
     find_path(CLI11_INCLUDE_DIR CLI/CLI.hpp REQUIRED)
     add_library(CLI11::CLI11 INTERFACE IMPORTED)
     target_include_directories(CLI11::CLI11 SYSTEM INTERFACE "${CLI11_INCLUDE_DIR}")

@@ -13,3 +13,15 @@ function(connector_add_room name)
         PUBLIC ${ROOM_LIBS}
         PRIVATE connector_options ${ROOM_PRIVATE_LIBS})
 endfunction()
+
+# connector_set_library_version(target): what a shared library is to its users. Its file has the
+# version of the project, its SONAME the major version, within which the interface is kept. The
+# unversioned name is a link, for those who load the library by name.
+function(connector_set_library_version target)
+    set_target_properties(${target} PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    target_include_directories(${target} PUBLIC
+        "$<BUILD_INTERFACE:${CONNECTOR_PUBLIC_INCLUDE_DIR}>"
+        "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+endfunction()

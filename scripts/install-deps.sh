@@ -7,7 +7,7 @@ packages_of() {
     case "$1" in
         build) echo "g++ cmake ninja-build ccache libpoco-dev libssl-dev libboost-log-dev \
             libboost-thread-dev libboost-regex-dev libcli11-dev" ;;
-        test) echo "libgtest-dev libgmock-dev libbenchmark-dev python3 binutils curl openssl \
+        test) echo "libgtest-dev libgmock-dev libbenchmark-dev python3 binutils pkg-config curl openssl \
             nginx-light chromium libnss3-tools nodejs"
             # Some builds of nodejs bring it along.
             command -v npm >/dev/null || echo npm ;;

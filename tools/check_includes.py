@@ -5,6 +5,9 @@ usage: check_includes.py [ROOT]
 
 A room includes itself and the rooms named for it below; a test room also the room that it tests
 and what that may include. Third-party headers are allowed by name, anything else is refused.
+
+The public headers, listed in cmake/PublicHeaders.cmake, include no private one. Programs of users
+write <connector/...>, and so do examples.
 """
 
 import os
@@ -80,13 +83,25 @@ def may_include(room):
     return None
 
 
-def fault_of(path, quoted, angled, exists):
+def public_headers(root):
+    with open(os.path.join(root, "cmake/PublicHeaders.cmake"), encoding="utf-8") as file:
+        return set(re.findall(r"^ +(\S+\.h)\)?$", file.read(), re.MULTILINE))
+
+
+def fault_of(path, quoted, angled, exists, public):
     """Why the file may not include the header, or None. exists(path) tells of files of ours."""
+    if angled is not None and angled.startswith("connector/"):
+        installed = angled.removeprefix("connector/")
+        if not public & {installed, "contract/" + installed}:
+            return f"<{angled}> is no public header"
+        return None if path.startswith("examples/") else f"<{angled}> is for users"
     if quoted is not None:
         if not exists(quoted):
             return f'"{quoted}" is not a path from the root of the repository'
         if room_of(quoted) not in may_include(room_of(path)):
             return f'{room_of(path)} may not include {room_of(quoted)} ("{quoted}")'
+        if path in public and quoted not in public:
+            return f'the public header includes a private one ("{quoted}")'
         return None
     if exists(angled):
         return f"<{angled}> is ours and goes in quotes"
@@ -99,6 +114,11 @@ def fault_of(path, quoted, angled, exists):
 def check(root):
     """Prints each fault below root as "file:line: reason"; returns (files, faults)."""
     files = faults = 0
+    public = public_headers(root)
+    for header in sorted(public):
+        if not os.path.isfile(os.path.join(root, header)):
+            faults += 1
+            print(f"cmake/PublicHeaders.cmake: there is no {header}")
     for top in sorted({room.split("/")[0] for room in ROOMS} | {"tests"}):
         for folder, _, names in os.walk(os.path.join(root, top)):
             for name in sorted(names):
@@ -106,13 +126,13 @@ def check(root):
                     continue
                 path = os.path.relpath(os.path.join(folder, name), root)
                 files += 1
-                for line, fault in check_file(root, path):
+                for line, fault in check_file(root, path, public):
                     faults += 1
                     print(f"{path}:{line}: {fault}")
     return files, faults
 
 
-def check_file(root, path):
+def check_file(root, path, public):
     if may_include(room_of(path)) is None:
         yield 1, f"no room {room_of(path)}"
         return
@@ -126,7 +146,7 @@ def check_file(root, path):
         match = INCLUDE.match(text)
         if match:
             fault = fault_of(path, match[1], match[2],
-                             lambda name: os.path.isfile(os.path.join(root, name)))
+                             lambda name: os.path.isfile(os.path.join(root, name)), public)
             if fault:
                 yield number, fault
 
