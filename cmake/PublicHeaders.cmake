@@ -1,6 +1,7 @@
 # The headers that are installed; every other one is private. tools/check_includes.py reads this list
 # and holds that these include nothing private.
 set(CONNECTOR_PUBLIC_HEADERS
+    application/Application.h
     client/ClientLimits.h
     client/PocoHttpClientServiceProvider.h
     contract/common/Blocking.h
@@ -15,6 +16,7 @@ set(CONNECTOR_PUBLIC_HEADERS
     contract/common/Text.h
     contract/common/Tick.h
     contract/common/TickManager.h
+    contract/http/Addresses.h
     contract/http/HttpClientMessages.h
     contract/http/HttpManagerMessages.h
     contract/http/HttpManagerServiceProvider.h
@@ -29,6 +31,7 @@ set(CONNECTOR_PUBLIC_HEADERS
     contract/http/MakeHttpResponse.h
     contract/http/PathStartsWith.h
     contract/http/RestServiceProvider.h
+    contract/http/RoutePrefix.h
     contract/http/StaticContentMessages.h
     contract/http/WebSocket.h
     contract/messaging/Address.h
@@ -60,6 +63,7 @@ set(CONNECTOR_PUBLIC_HEADERS
     contract/streams/Streams.h
     contract/streams/TransformProcessor.h
     contract/streams/TypedCanceller.h
+    pipeline/DefaultPipeline.h
     pipeline/HttpConstantServiceProvider.h
     pipeline/HttpSessionManagerImpl.h
     pipeline/ProxyLimits.h

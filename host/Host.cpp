@@ -1,46 +1,52 @@
 #include "host/Host.h"
 
-#include <map>
 #include <utility>
 
-#include "manager/HttpManagerJsonSerialization.h"
-#include "staticcontent/StaticContentManagerJsonSerialization.h"
+#include "contract/http/RoutePrefix.h"
+#include "pipeline/HttpConstantServiceProvider.h"
 
 namespace connector::host {
 
 namespace {
 
-constexpr const char* kAddStaticContentPath = "connector/http/AddStaticContentPath";
+http::ApplicationOptions applicationOptions(const Options& options)
+{
+    http::ApplicationOptions chosen;
+    chosen.clientLimits = options.clientLimits;
+    chosen.serverLimits = options.serverLimits;
+    chosen.logLevel = options.logLevel;
+    chosen.logFile = options.logFile;
+    return chosen;
+}
 
 } // namespace
 
 Host::Host(const Options& options)
-    : options_(options), connector_(std::make_shared<LocalConnector>()),
-      configuration_(std::make_shared<configuration::LayeredConfiguration>()),
-      administration_(std::make_shared<administration::Administration>()),
-      serializer_(std::make_shared<json::JsonSerializer>()),
-      contentJson_(std::make_unique<http::StaticContentManagerJsonSerialization>(serializer_)),
-      managerJson_(std::make_unique<http::HttpManagerJsonSerialization>(serializer_)),
-      settings_(configuration_), pipeline_(connector_, configuration_, options_.clientLimits),
-      servers_(connector_, administration_, options_.serverLimits)
+    : options_(options), application_(applicationOptions(options)),
+      settings_(application_.configuration()), servers_(application_)
 {
     // After the pipeline, whose stages give the keys their defaults and so their types.
     for (const auto& [key, value] : options_.settings) {
         settings_.set(key, value);
     }
-    for (const auto& content : options_.contents) {
-        pipeline_.mount(content);
+    mountRoutes();
+}
+
+void Host::mountRoutes()
+{
+    auto& pipeline = application_.pipeline();
+    for (const auto& [route, directory, enableCache] : options_.contents) {
+        pipeline.mountDirectory(route, directory, enableCache);
     }
-    for (const auto& constant : options_.constants) {
-        pipeline_.mount(constant);
+    for (const auto& [route, status, text] : options_.constants) {
+        pipeline.mount(route, std::make_shared<http::HttpConstantServiceProvider>(status, text));
     }
     for (const auto& route : options_.echoes) {
-        pipeline_.mountEcho(route);
+        pipeline.mountEcho(route);
     }
-    for (const auto& proxy : options_.proxies) {
-        pipeline_.mount(proxy, options_.proxyLimits);
+    for (const auto& [route, url] : options_.proxies) {
+        pipeline.mountProxy(route, url, options_.proxyLimits);
     }
-    pipeline_.completeRoutes();
 }
 
 std::string Host::start()
@@ -51,7 +57,7 @@ std::string Host::start()
             text += "  " + origin + "/\n";
         }
         for (const auto& content : options_.contents) {
-            text += "  " + origin + routePrefix(content.route) + "/\n";
+            text += "  " + origin + http::routePrefix(content.route) + "/\n";
         }
     }
     return text;
@@ -64,12 +70,8 @@ void Host::stop(const std::function<void(const std::string& what)>& ending)
 
 Console Host::makeConsole(std::stop_token stop) const
 {
-    // Every other type is one of the manager's.
-    std::map<std::string, Address> receivers;
-    for (const auto& type : serializer_->typeNames()) {
-        receivers.emplace(type, type == kAddStaticContentPath ? kContentManager : kServerManager);
-    }
-    return Console({connector_, administration_, serializer_, settings_, std::move(receivers)},
+    return Console({application_.connector(), application_.administration(),
+                    application_.serializer(), settings_, application_.receivers()},
                    std::move(stop));
 }
 

@@ -5,14 +5,9 @@
 #include <stop_token>
 #include <string>
 
-#include "contract/messaging/LocalConnector.h"
-#include "contract/platform/Administration.h"
-#include "contract/platform/JsonSerialization.h"
-#include "contract/platform/JsonSerializer.h"
-#include "contract/platform/LayeredConfiguration.h"
+#include "application/Application.h"
 #include "host/Console.h"
 #include "host/Options.h"
-#include "host/Pipeline.h"
 #include "host/Servers.h"
 #include "host/Settings.h"
 
@@ -38,16 +33,12 @@ public:
     [[nodiscard]] Console makeConsole(std::stop_token stop) const;
 
 private:
+    void mountRoutes();
+
     const Options options_;
-    const std::shared_ptr<LocalConnector> connector_;
-    const std::shared_ptr<configuration::LayeredConfiguration> configuration_;
-    const std::shared_ptr<administration::Administration> administration_;
-    const std::shared_ptr<json::JsonSerializer> serializer_;
-    const std::unique_ptr<json::JsonSerialization> contentJson_;
-    const std::unique_ptr<json::JsonSerialization> managerJson_;
+    http::Application application_;
     const Settings settings_;
-    Pipeline pipeline_;
-    Servers servers_; ///< The last: they are stopped before anything goes that a request may use.
+    Servers servers_;
 };
 
 } // namespace connector::host

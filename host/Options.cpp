@@ -10,6 +10,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "contract/http/RoutePrefix.h"
+
 namespace connector::host {
 
 namespace {
@@ -198,7 +200,7 @@ void requireDistinctRoutes(const Options& options)
 {
     std::set<std::string> prefixes;
     const auto requireNew = [&prefixes](const std::string& route) {
-        if (!prefixes.insert(routePrefix(route)).second) {
+        if (!prefixes.insert(http::routePrefix(route)).second) {
             throw CLI::ValidationError("The route " + route + " is given more than once.");
         }
     };

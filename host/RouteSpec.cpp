@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "contract/http/RoutePrefix.h"
+
 namespace connector::host {
 
 namespace {
@@ -143,12 +145,7 @@ ProxyRoute parseProxyRoute(const std::string& text)
     auto [route, url] = splitAssignment(text);
     requireAbsolute(route, text);
     requireServerUrl(url, text);
-    return ProxyRoute{std::move(route), routePrefix(url)};
-}
-
-std::string routePrefix(const std::string& route)
-{
-    return !route.empty() && route.back() == '/' ? route.substr(0, route.size() - 1) : route;
+    return ProxyRoute{std::move(route), http::routePrefix(url)};
 }
 
 } // namespace connector::host

@@ -53,7 +53,4 @@ ConstantRoute parseConstantRoute(const std::string& text);
 ///         a user's name or with a fragment.
 ProxyRoute parseProxyRoute(const std::string& text);
 
-/// The prefix under which a route is kept: without one trailing "/", so "" for "/".
-std::string routePrefix(const std::string& route);
-
 } // namespace connector::host

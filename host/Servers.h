@@ -1,36 +1,20 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "contract/messaging/LocalConnector.h"
-#include "contract/platform/Administration.h"
+#include "application/Application.h"
 #include "host/Options.h"
-#include "manager/HttpCommandProvider.h"
-#include "server/ServerLimits.h"
 
 namespace connector::host {
 
-/// Where the manager messages are sent.
-inline constexpr const char* kServerManager = "connector/http/manager";
-
-/// The server manager on the bus, its commands, and the servers that the host starts by them. One
-/// thread.
+/// The servers that the host starts. One thread.
 class Servers
 {
 public:
-    /// @param limits of every server, of those that messages create as well.
-    Servers(std::shared_ptr<LocalConnector> connector,
-            std::shared_ptr<administration::Administration> administration,
-            const http::ServerLimits& limits);
-
-    /// Stops and removes every server that is left.
-    ~Servers();
-
-    Servers(const Servers&) = delete;
-    Servers& operator=(const Servers&) = delete;
+    /// @param application outlives the object.
+    explicit Servers(http::Application& application);
 
     /// Stops and removes every server, those that messages have created included. Blocks as long as
     /// their requests take to return.
@@ -39,7 +23,7 @@ public:
     void stop(const std::function<void(const std::string& what)>& ending);
 
     /// Starts "main" and, unless the options leave it out, "secure": by the command of the default
-    /// pair where the options say nothing about servers, else by messages with their values.
+    /// pair where the options say nothing about servers, else with their values.
     /// @return a line that ends in "HTTP: " and the port, followed by ", HTTPS: " and the port of
     ///         the secure server if there is one.
     /// @throws std::runtime_error "Cannot start the servers: " + reason.
@@ -50,12 +34,9 @@ public:
     [[nodiscard]] std::vector<std::string> origins() const;
 
 private:
-    std::string startByMessages(const Options& options);
+    std::string startEach(const Options& options);
 
-    const std::shared_ptr<LocalConnector> connector_;
-    const std::shared_ptr<administration::Administration> administration_;
-    const http::HttpCommandProvider commands_;
-    const std::shared_ptr<ServiceProvider> manager_;
+    http::Application& application_;
     std::vector<std::string> started_; ///< Names, in the order of the start.
 };
 

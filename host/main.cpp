@@ -11,7 +11,6 @@
 #include <unistd.h>
 #include <variant>
 
-#include "contract/common/Log.h"
 #include "contract/common/QueuedOutput.h"
 #include "contract/common/Thread.h"
 #include "host/ConsoleLoop.h"
@@ -68,12 +67,10 @@ void requirePlaceForFile(const std::string& use, const std::filesystem::path& fi
     }
 }
 
-void prepareLog(const Options& options)
+void requirePlaceForLog(const Options& options)
 {
-    common::Log::setLevel(options.logLevel);
     if (!options.logFile.empty()) {
         requirePlaceForFile("Cannot open the log file: ", options.logFile);
-        common::Log::logToFile(options.logFile);
     }
 }
 
@@ -112,7 +109,7 @@ int run(const Options& options)
 {
     Shutdown shutdown;
     try {
-        prepareLog(options);
+        requirePlaceForLog(options);
         requirePlaceForCertificate(options);
         for (const auto& content : options.contents) {
             requireReadable(content);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "contract/http/Addresses.h"
 #include "contract/http/HttpManagerMessages.h"
 #include "server/NetworkInterfaces.h"
 
@@ -20,7 +21,6 @@ constexpr const char* kMainServer = "main";
 constexpr std::uint16_t kMainPort = 31415;
 constexpr const char* kSecureServer = "secure";
 constexpr std::uint16_t kSecurePort = 31515;
-constexpr const char* kPipeline = "connector/http/router";
 
 /// The way to the manager. Commands hold it by value, for one may outlive its provider.
 struct Manager
@@ -52,7 +52,7 @@ std::string listServers(const Manager& manager)
 std::unique_ptr<CreateHttpServer> createServer(const char* name, ServerType type,
                                                std::uint16_t port)
 {
-    return std::make_unique<CreateHttpServer>(name, Address(kPipeline), port, "", type, L"");
+    return std::make_unique<CreateHttpServer>(name, Address(kPipelineEntry), port, "", type, L"");
 }
 
 std::string startDefaultServers(const Manager& manager)

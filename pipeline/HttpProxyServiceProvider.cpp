@@ -8,6 +8,7 @@
 
 #include "contract/common/Log.h"
 #include "contract/common/LogRateLimit.h"
+#include "contract/http/Addresses.h"
 #include "contract/http/HttpClientMessages.h"
 #include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
@@ -23,7 +24,6 @@ constexpr common::Log kLog("connector::http");
 // One limit for the process, as there is one log.
 constinit common::LogRateLimit refusals(1);
 
-constexpr const char* kClientService = "connector/http/client";
 /// Step of the wait for a client service that answers later.
 constexpr std::chrono::milliseconds kWaitStep{100};
 
@@ -118,7 +118,7 @@ std::unique_ptr<Message> HttpProxyServiceProvider::forward(HttpRequest& request,
             percentEncode(request.query, mayStandInQuery),
         request.method, std::move(request.headers), StringMultimap(), std::move(request.body));
     outgoing->stopToken = request.stopToken;
-    const auto reply = await(context.send(std::move(outgoing), kClientService), request.stopToken);
+    const auto reply = await(context.send(std::move(outgoing), kHttpClient), request.stopToken);
     auto* response = messageAs<HttpClientResponse>(reply);
     if (response == nullptr) {
         return makeHttpResponse(500, "Unexpected response type when proxying.");

@@ -7,7 +7,7 @@ A room includes itself and the rooms named for it below; a test room also the ro
 and what that may include. Third-party headers are allowed by name, anything else is refused.
 
 The public headers, listed in cmake/PublicHeaders.cmake, include no private one. Programs of users
-write <connector/...>, and so do examples.
+write <connector/...>: examples include nothing else of ours.
 """
 
 import os
@@ -27,11 +27,12 @@ ROOMS = {
     "pipeline": CONTRACT,
     "staticcontent": CONTRACT,
     "client": CONTRACT,
+    "application": CONTRACT + ["server", "manager", "pipeline", "staticcontent", "client"],
     "plugin": CONTRACT,
 }
 PRODUCT = list(ROOMS) + ["host"]
 ROOMS["host"] = PRODUCT
-ROOMS["examples"] = [room for room in PRODUCT if room != "host"]
+ROOMS["examples"] = []
 ROOMS["bench"] = PRODUCT
 ROOMS["tests/support"] = CONTRACT
 ROOMS["tests/wire"] = PRODUCT + ["tests/support"]
@@ -95,6 +96,9 @@ def fault_of(path, quoted, angled, exists, public):
         if not public & {installed, "contract/" + installed}:
             return f"<{angled}> is no public header"
         return None if path.startswith("examples/") else f"<{angled}> is for users"
+    if path.startswith("examples/") and quoted is not None:
+        own = os.path.join(os.path.dirname(path), quoted)
+        return None if exists(own) else f'"{quoted}" is not in the folder of the example'
     if quoted is not None:
         if not exists(quoted):
             return f'"{quoted}" is not a path from the root of the repository'

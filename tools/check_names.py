@@ -17,7 +17,8 @@ import re
 import subprocess
 import sys
 
-MODULES = ["contract", "server", "manager", "pipeline", "staticcontent", "client", "plugin", "host"]
+MODULES = ["contract", "server", "manager", "pipeline", "staticcontent", "client", "application",
+           "plugin", "host"]
 
 IGNORED = re.compile(
     r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<!\w)\'(?:\\.|[^\'\\\n])+\''

@@ -1,11 +1,10 @@
-#include "examples/embed/GreetingServiceProvider.h"
+#include "GreetingServiceProvider.h"
 
+#include <connector/http/HttpResponse.h>
+#include <connector/http/MakeHttpResponse.h>
+#include <connector/streams/DataBuffer.h>
 #include <string>
 #include <utility>
-
-#include "contract/http/HttpResponse.h"
-#include "contract/http/MakeHttpResponse.h"
-#include "contract/streams/DataBuffer.h"
 
 using connector::Address;
 using connector::Context;

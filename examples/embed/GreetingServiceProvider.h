@@ -1,9 +1,8 @@
 #pragma once
 
+#include <connector/http/RestServiceProvider.h>
 #include <memory>
 #include <string>
-
-#include "contract/http/RestServiceProvider.h"
 
 /// A provider of one's own: answers "GET /hello?name=Ada" with "Hello, Ada!".
 ///

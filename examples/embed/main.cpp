@@ -1,58 +1,29 @@
-// Embeds the HTTP layer in a program: a bus, a router, a provider of one's own, a directory, and a
-// server in front of them. Serves until the end of its standard input.
+// Embeds the HTTP layer in a program: the default pipeline, a provider of one's own, a directory,
+// and a server in front of them. Serves until the end of its standard input.
 //
 // usage: connector-embed DIRECTORY [PORT]
 
 #include <charconv>
+#include <connector/application/Application.h>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <system_error>
-#include <utility>
-#include <vector>
 
-#include "contract/common/Text.h"
-#include "contract/messaging/LocalConnector.h"
-#include "examples/embed/GreetingServiceProvider.h"
-#include "pipeline/HttpRouterImpl.h"
-#include "pipeline/HttpRouterServiceProvider.h"
-#include "server/PocoHttpServer.h"
-#include "staticcontent/StaticContentServiceImpl.h"
-#include "staticcontent/StaticContentServiceProvider.h"
-
-using namespace connector;
-using namespace connector::http;
+#include "GreetingServiceProvider.h"
 
 namespace {
 
-/// Registers the providers on the bus and the routes that lead to them.
-void assemble(LocalConnector& bus, const std::string& directory)
-{
-    const auto router =
-        std::make_shared<HttpRouterImpl>(std::vector<std::pair<std::string, Address>>());
-    bus.registerProvider("example/router", std::make_shared<HttpRouterServiceProvider>(router));
-
-    bus.registerProvider("example/greeting", std::make_shared<GreetingServiceProvider>());
-    router->addRoute("/hello", "example/greeting");
-
-    const auto files = std::make_shared<StaticContentServiceImpl>(
-        nullptr, std::map<std::string, std::wstring, std::greater<std::string>>(),
-        std::map<std::string, bool, std::greater<std::string>>(), false);
-    files->addStaticContentPath("/", common::utf8ToWide(directory), false);
-    bus.registerProvider("example/files", std::make_shared<StaticContentServiceProvider>(files));
-    router->addRoute("", "example/files"); // the empty prefix matches every path
-}
-
 /// @throws std::invalid_argument naming what is no port.
-unsigned short parsePort(const std::string& text)
+std::uint16_t parsePort(const std::string& text)
 {
-    unsigned short port = 0;
+    std::uint16_t port = 0;
     const auto* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, port);
     if (error != std::errc() || rest != end) {
@@ -71,17 +42,17 @@ void requireReadable(const std::string& directory)
     }
 }
 
-void serve(const std::string& directory, unsigned short port)
+void serve(const std::string& directory, std::uint16_t port)
 {
-    const auto bus = std::make_shared<LocalConnector>();
-    assemble(*bus, directory);
-    const auto server = std::make_shared<PocoHttpServer>(bus, port);
-    server->setAddress("example/router");
-    server->start();
-    std::cout << "HTTP: " << server->getPort() << std::endl;
+    connector::http::Application application;
+    application.mount("/hello", std::make_shared<GreetingServiceProvider>());
+    application.pipeline().mountDirectory("/", directory);
+    connector::http::ServerOptions server;
+    server.port = port;
+    std::cout << "HTTP: " << application.startServer(server) << std::endl;
     for (std::string line; std::getline(std::cin, line);) {
     }
-    server->stop();
+    application.stop();
 }
 
 } // namespace

@@ -16,7 +16,8 @@ MARKED = re.compile(
 
 
 def marked_names(root):
-    for room in ("contract", "server", "manager", "pipeline", "staticcontent", "client", "plugin"):
+    for room in ("contract", "server", "manager", "pipeline", "staticcontent", "client",
+                 "application", "plugin"):
         for header in glob.glob(f"{root}/{room}/**/*.h", recursive=True):
             with open(header, encoding="utf-8") as file:
                 for match in MARKED.finditer(file.read()):
