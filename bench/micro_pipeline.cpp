@@ -9,6 +9,7 @@
 #include "contract/common/ManualTick.h"
 #include "contract/http/HttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
+#include "contract/messaging/Reply.h"
 #include "pipeline/HttpLocalHostFilterServiceProvider.h"
 #include "pipeline/HttpPathFilterServiceProvider.h"
 #include "pipeline/HttpResponseHeaderServiceProvider.h"
@@ -17,8 +18,6 @@
 
 namespace connector::http {
 namespace {
-
-using Reply = Future<std::unique_ptr<Message>>;
 
 /// What is behind a stage: a ready answer without a body.
 class Rest final : public Context

@@ -18,6 +18,7 @@ set(CONNECTOR_PUBLIC_HEADERS
     contract/common/TickManager.h
     contract/http/Addresses.h
     contract/http/HttpClientMessages.h
+    contract/http/HttpError.h
     contract/http/HttpManagerMessages.h
     contract/http/HttpManagerServiceProvider.h
     contract/http/HttpRequest.h
@@ -27,9 +28,11 @@ set(CONNECTOR_PUBLIC_HEADERS
     contract/http/HttpServiceProvider.h
     contract/http/HttpSessionManager.h
     contract/http/HttpTypes.h
+    contract/http/JsonBody.h
     contract/http/LifecycleEvent.h
     contract/http/MakeHttpResponse.h
     contract/http/PathStartsWith.h
+    contract/http/ReadRequest.h
     contract/http/RestServiceProvider.h
     contract/http/RoutePrefix.h
     contract/http/StaticContentMessages.h
@@ -44,6 +47,7 @@ set(CONNECTOR_PUBLIC_HEADERS
     contract/messaging/Message.h
     contract/messaging/MessageAPI.h
     contract/messaging/Promise.h
+    contract/messaging/Reply.h
     contract/messaging/ServiceProvider.h
     contract/messaging/ServiceProviderAPI.h
     contract/platform/Administration.h

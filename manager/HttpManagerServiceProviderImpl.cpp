@@ -14,8 +14,6 @@ namespace {
 /// The port of a server that is not told another; see HttpServer::setPort.
 constexpr unsigned short kPortUnset = 0;
 
-using Reply = HttpManagerServiceProvider::Reply;
-
 Reply acknowledge()
 {
     return makeReadyFuture(std::make_unique<Message>());

@@ -36,6 +36,10 @@ public:
     ///         the name or the value, or a name that is no token.
     void add(std::string_view name, std::string_view value);
 
+    /// Says that the body is plain text, so that no browser takes for markup what it repeats of the
+    /// request.
+    void addTextType() { add("Content-Type", "text/plain; charset=utf-8"); }
+
     /// Adds the Content-Length.
     /// @param name as it is to be spelt.
     void addContentLength(std::uint64_t length, std::string_view name = "Content-Length");

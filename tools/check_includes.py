@@ -21,7 +21,7 @@ ROOMS = {
     "contract/messaging": CONTRACT[:1],
     "contract/streams": CONTRACT[:2],
     "contract/platform": CONTRACT[:3],
-    "contract/http": CONTRACT[:3],
+    "contract/http": CONTRACT[:4],
     "server": CONTRACT,
     "manager": CONTRACT + ["server"],
     "pipeline": CONTRACT,

@@ -4,6 +4,7 @@
 
 #include "contract/common/Export.h"
 #include "contract/http/HttpManagerMessages.h"
+#include "contract/messaging/Reply.h"
 #include "contract/messaging/ServiceProviderAPI.h"
 
 namespace connector::http {
@@ -13,8 +14,6 @@ class CONNECTOR_API HttpManagerServiceProvider
     : public ServiceProviderAPI<HttpManagerServiceProvider>
 {
 public:
-    using Reply = Future<std::unique_ptr<Message>>;
-
     virtual Reply handle(std::unique_ptr<SetHttpServerSocketAddress>&& message, Address&& address,
                          std::shared_ptr<Context>&& context) = 0;
     virtual Reply handle(std::unique_ptr<SetHttpServerPort>&& message, Address&& address,

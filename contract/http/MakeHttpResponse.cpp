@@ -12,10 +12,21 @@ std::unique_ptr<Message> makeHttpResponse(unsigned short status, const std::stri
     return std::make_unique<HttpResponse>(status, makeBody(common::DataBuffer(text)));
 }
 
-Future<std::unique_ptr<Message>> makeReadyHttpResponse(unsigned short status,
-                                                       const std::string& text)
+std::unique_ptr<Message> makeHttpResponse(unsigned short status, const std::string& text,
+                                          StringMultimap headers)
+{
+    return std::make_unique<HttpResponse>(status, std::move(headers), StringMultimap(),
+                                          makeBody(common::DataBuffer(text)));
+}
+
+Reply makeReadyHttpResponse(unsigned short status, const std::string& text)
 {
     return makeReadyFuture(makeHttpResponse(status, text));
+}
+
+Reply makeReadyHttpResponse(unsigned short status, const std::string& text, StringMultimap headers)
+{
+    return makeReadyFuture(makeHttpResponse(status, text, std::move(headers)));
 }
 
 std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>>

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "contract/common/Export.h"
-#include "contract/messaging/Future.h"
-#include "contract/messaging/Message.h"
+#include "contract/http/HttpTypes.h"
+#include "contract/messaging/Reply.h"
 #include "contract/streams/DataBuffer.h"
 #include "contract/streams/Streams.h"
 
@@ -15,9 +15,14 @@ namespace connector::http {
 CONNECTOR_API std::unique_ptr<Message> makeHttpResponse(unsigned short status,
                                                         const std::string& text);
 
-/// The same response in a resolved future.
-CONNECTOR_API Future<std::unique_ptr<Message>> makeReadyHttpResponse(unsigned short status,
-                                                                     const std::string& text);
+/// The same with headers.
+CONNECTOR_API std::unique_ptr<Message>
+makeHttpResponse(unsigned short status, const std::string& text, StringMultimap headers);
+
+/// The response of `makeHttpResponse` in a resolved future.
+CONNECTOR_API Reply makeReadyHttpResponse(unsigned short status, const std::string& text);
+CONNECTOR_API Reply makeReadyHttpResponse(unsigned short status, const std::string& text,
+                                          StringMultimap headers);
 
 /// A body of one buffer.
 CONNECTOR_API std::shared_ptr<reactive_streams::PublisherAPI<common::DataBuffer>>

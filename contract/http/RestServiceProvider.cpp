@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "contract/http/HttpResponse.h"
 #include "contract/http/MakeHttpResponse.h"
 
 namespace connector::http {
@@ -72,9 +71,7 @@ std::string RestServiceProvider::allowedMethods() const
 
 Future<std::unique_ptr<Message>> RestServiceProvider::refuseMethod() const
 {
-    auto refusal = makeHttpResponse(405, "Method not allowed.");
-    messageAs<HttpResponse>(refusal)->headers.emplace("Allow", allowedMethods());
-    return makeReadyFuture(std::move(refusal));
+    return makeReadyHttpResponse(405, "Method not allowed.", {{"Allow", allowedMethods()}});
 }
 
 } // namespace connector::http

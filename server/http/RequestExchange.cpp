@@ -7,6 +7,7 @@
 
 #include "contract/common/QueuedOutput.h"
 #include "contract/common/Text.h"
+#include "contract/http/HttpError.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/streams/OneShotPublisher.h"
 #include "server/ClientWatch.h"
@@ -94,6 +95,10 @@ void RequestExchange::guard(Function function) noexcept
             logReached(serverLogLimits.shortages, excess.what());
             logRefusal(excess.what());
             answerText(503, excess.what(), keepsAlive_ && isReceived_);
+        } catch (const HttpError& error) {
+            logRefusal(error.what());
+            answerText(error.status(), error.what(), keepsAlive_ && isReceived_,
+                       [](ResponseHead& head) { head.addTextType(); });
         } catch (const std::exception& failure) {
             const auto text = textOf(failure);
             if (serverLogLimits.failures.admits(kServerLog, Level::Error)) {

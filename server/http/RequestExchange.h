@@ -11,7 +11,7 @@
 #include "contract/http/HttpRequest.h"
 #include "contract/http/HttpResponse.h"
 #include "contract/http/WebSocket.h"
-#include "contract/messaging/Future.h"
+#include "contract/messaging/Reply.h"
 #include "contract/streams/DataBuffer.h"
 #include "contract/streams/ReducingSubscriber.h"
 #include "server/PocoHttpServer.h"
@@ -33,6 +33,7 @@ class RequestRefusal;
 /// |---------------------------------------------|---------------------------------|--------|
 /// | the request is refused (RequestRefusal)     | its status and text             | closed |
 /// | bodies hold too much memory                 | 503 and a fixed text            | kept   |
+/// | an HttpError of a provider                  | its status and text             | kept   |
 /// | an exception, here or in the pipeline       | 500 and the exception's text    | kept   |
 /// | any other exception                         | 500 and a fixed text            | kept   |
 /// | the server stops, the client is gone        | none                            | closed |
@@ -97,7 +98,6 @@ public:
     [[nodiscard]] std::unique_ptr<Message> releaseReply() noexcept { return std::move(message_); }
 
 private:
-    using Reply = Future<std::unique_ptr<Message>>;
     using BodySubscriber =
         reactive_streams::ReducingSubscriber<common::DataBuffer, common::DataBuffer>;
 

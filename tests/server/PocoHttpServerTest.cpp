@@ -8,6 +8,7 @@
 #include <stop_token>
 #include <thread>
 
+#include "contract/http/HttpError.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/messaging/LocalConnector.h"
 #include "contract/streams/CachedValuePublisher.h"
@@ -299,6 +300,9 @@ TEST_F(PocoHttpServerTest, FailuresOfThePipelineAreAnswered)
         if (request.path == "/excess") {
             throw common::MemoryBudgetExceeded();
         }
+        if (request.path == "/absent") {
+            return makeFailedFuture<std::unique_ptr<Message>>(HttpError(404, "No such user."));
+        }
         if (request.path == "/unknown") {
             throw 42;
         }
@@ -311,6 +315,7 @@ TEST_F(PocoHttpServerTest, FailuresOfThePipelineAreAnswered)
     const std::tuple<const char*, int, const char*> cases[] = {
         {"/throw", 500, "Error while processing HTTP request. boom"},
         {"/excess", 503, "Too much memory is held by bodies."},
+        {"/absent", 404, "No such user."},
         {"/unknown", 500, "Unknown error while processing HTTP request."},
         {"/dropped", 500,
          "Error while processing HTTP request. Promise destroyed before it provided a value."}};
