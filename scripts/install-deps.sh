@@ -1,5 +1,5 @@
 #!/bin/sh
-# Installs the Debian packages that are missing. Groups: build (the default), test, lint, gate, bench, load, fuzz.
+# Installs the Debian packages that are missing. Groups: build (the default), test, lint, gate, docs, abi, bench, load, fuzz.
 # usage: scripts/install-deps.sh [GROUP...]
 set -eu
 
@@ -15,10 +15,12 @@ packages_of() {
         gate) echo "libbenchmark-dev python3 valgrind strace" ;;
         bench) echo "libbenchmark-dev python3 wrk openssl nginx-light h2o libcivetweb-dev \
             libmicrohttpd-dev" ;;
+        docs) echo "doxygen" ;;
+        abi) echo "abigail-tools xz-utils" ;;
         load) echo "python3 slowhttptest" ;;
         fuzz) echo "clang libclang-rt-14-dev llvm" ;;
         *)
-            echo "install-deps.sh: unknown group \"$1\" (build, test, lint, gate, bench, load, fuzz)" >&2
+            echo "install-deps.sh: unknown group \"$1\" (build, test, lint, gate, docs, abi, bench, load, fuzz)" >&2
             exit 2
             ;;
     esac

@@ -30,8 +30,8 @@ public:
 
 private:
     friend long long getCurrentTick() noexcept;
-    friend std::shared_ptr<TickManager::Canceller> periodic(std::function<void(long long)>,
-                                                            long long);
+    friend std::shared_ptr<TickManager::Canceller> periodic(std::function<void(long long)> function,
+                                                            long long ticks);
 
     static constexpr long long kNone = std::numeric_limits<long long>::min();
 
