@@ -2,6 +2,7 @@
 # and holds that these include nothing private.
 set(CONNECTOR_PUBLIC_HEADERS
     application/Application.h
+    application/ProviderModule.h
     client/ClientLimits.h
     client/PocoHttpClientServiceProvider.h
     contract/common/Blocking.h

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "contract/http/RoutePrefix.h"
+#include "host/ProviderLoader.h"
 #include "pipeline/HttpConstantServiceProvider.h"
 
 namespace connector::host {
@@ -46,6 +47,9 @@ void Host::mountRoutes()
     }
     for (const auto& [route, url] : options_.proxies) {
         pipeline.mountProxy(route, url, options_.proxyLimits);
+    }
+    for (const auto& provider : options_.providers) {
+        pipeline.mount(provider.route, loadProvider(provider, application_));
     }
 }
 

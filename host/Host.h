@@ -18,7 +18,8 @@ class Host
 {
 public:
     /// Assembles everything that the options ask for; nothing listens yet.
-    /// @throws std::invalid_argument naming the option that no part accepts.
+    /// @throws std::invalid_argument naming the option that no part accepts; std::runtime_error as
+    ///         `loadProvider`.
     explicit Host(const Options& options);
 
     /// Starts the servers.

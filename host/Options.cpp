@@ -125,6 +125,13 @@ void addRouteOptions(CLI::App& app, Options& options)
         [&options](const std::string& text) { options.proxies.push_back(parseProxyRoute(text)); },
         "Hand the requests of a route on to another server; may be repeated")
         ->type_name("ROUTE=URL");
+    addRepeated(
+        app, "--provider",
+        [&options](const std::string& text) {
+            options.providers.push_back(parseProviderRoute(text));
+        },
+        "Load a provider for a route from a library; may be repeated")
+        ->type_name("ROUTE=FILE");
 }
 
 void addProxyLimits(CLI::App& app, Options& options)
@@ -208,6 +215,7 @@ void requireDistinctRoutes(const Options& options)
     std::ranges::for_each(options.constants, requireNew, &ConstantRoute::route);
     std::ranges::for_each(options.echoes, requireNew);
     std::ranges::for_each(options.proxies, requireNew, &ProxyRoute::route);
+    std::ranges::for_each(options.providers, requireNew, &ProviderRoute::route);
 }
 
 } // namespace

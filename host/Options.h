@@ -22,6 +22,7 @@ struct Options
     std::vector<ConstantRoute> constants;
     std::vector<std::pair<std::string, std::string>> settings; ///< Key and value as text.
     std::vector<ProxyRoute> proxies;
+    std::vector<ProviderRoute> providers;
     http::ProxyLimits proxyLimits; ///< Of each proxy route.
     http::ClientLimits clientLimits;
     http::ServerLimits serverLimits;         ///< Of each server.

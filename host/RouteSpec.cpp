@@ -148,4 +148,14 @@ ProxyRoute parseProxyRoute(const std::string& text)
     return ProxyRoute{std::move(route), http::routePrefix(url)};
 }
 
+ProviderRoute parseProviderRoute(const std::string& text)
+{
+    auto [route, file] = splitAssignment(text);
+    requireAbsolute(route, text);
+    if (file.empty()) {
+        refuse(text, "there is no file after the \"=\"");
+    }
+    return ProviderRoute{std::move(route), std::move(file)};
+}
+
 } // namespace connector::host

@@ -29,6 +29,13 @@ struct ProxyRoute
     std::string url;   ///< What the paths are appended to.
 };
 
+/// A route whose requests go to a provider of a library that is loaded.
+struct ProviderRoute
+{
+    std::string route; ///< Begins with "/".
+    std::string file;
+};
+
 /// Splits "NAME=VALUE" at its first "=". The value may be empty and may hold further "=".
 /// @throws std::invalid_argument naming the fault without a "=" or with nothing before it.
 std::pair<std::string, std::string> splitAssignment(const std::string& text);
@@ -52,5 +59,10 @@ ConstantRoute parseConstantRoute(const std::string& text);
 ///         without "http://" or "https://", without a host, with a port outside of 1 to 65535, with
 ///         a user's name or with a fragment.
 ProxyRoute parseProxyRoute(const std::string& text);
+
+/// Reads "ROUTE=FILE". The file is not looked at.
+/// @throws std::invalid_argument naming the fault: a route that does not begin with "/", or no
+/// file.
+ProviderRoute parseProviderRoute(const std::string& text);
 
 } // namespace connector::host

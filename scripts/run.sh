@@ -20,12 +20,12 @@ read_arguments() {
                 wants_site=no
                 shift
                 ;;
-            --content=* | --cached-content=* | --constant=/=* | --proxy=/=* | --echo=/) wants_site=no ;;
+            --content=* | --cached-content=* | --constant=/=* | --proxy=/=* | --provider=/=* | --echo=/) wants_site=no ;;
             --help | -h | --version)
                 wants_site=no
                 wants_certificate=no
                 ;;
-            --constant | --proxy | --echo)
+            --constant | --proxy | --provider | --echo)
                 case "${2:-}" in / | /=*) wants_site=no ;; esac
                 shift
                 ;;

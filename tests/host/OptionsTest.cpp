@@ -23,7 +23,7 @@ TEST(OptionsTest, EveryOptionArrives)
         {"--echo", "/echo"},          {"--proxy", "/up=https://[::1]:1/x/"},
         {"--proxy-limit", "1"},       {"--upstream-timeout", "86400"},
         {"--set", "a.b=c=d"},         {"--log-level", "debug"},
-        {"--max-connections", "9"}};
+        {"--max-connections", "9"},   {"--provider", "/own=./lib=x.so"}};
     for (const auto& [option, value] : valued) {
         arguments.insert(arguments.end(), {option, value});
     }
@@ -45,6 +45,7 @@ TEST(OptionsTest, EveryOptionArrives)
     EXPECT_EQ(options.constants[1].text, "pong, you");
     EXPECT_THAT(options.echoes, testing::ElementsAre("/echo"));
     EXPECT_EQ(options.proxies.at(0).url, "https://[::1]:1/x");
+    EXPECT_EQ(options.providers.at(0).file, "./lib=x.so");
     EXPECT_EQ(options.proxyLimits.maxRequests, 1U);
     EXPECT_EQ(options.serverLimits.maxConnections, 9U);
     EXPECT_EQ(options.clientLimits.answerTimeout, std::chrono::hours(24));
