@@ -1,6 +1,5 @@
 #include "client/PocoHttpClientServiceProvider.h"
 
-#include <Poco/Exception.h>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -14,6 +13,7 @@
 #include "client/OutgoingRequest.h"
 #include "client/UpstreamExchange.h"
 #include "contract/common/Blocking.h"
+#include "contract/common/Failure.h"
 #include "contract/http/MakeHttpResponse.h"
 #include "contract/streams/ReducingSubscriber.h"
 
@@ -41,12 +41,6 @@ bool waitOnTheClock(std::chrono::milliseconds duration, const std::stop_token& s
 [[noreturn]] void abandon()
 {
     throw std::runtime_error("The request was abandoned.");
-}
-
-std::string textOf(const std::exception& failure)
-{
-    const auto* ofLibrary = dynamic_cast<const Poco::Exception*>(&failure);
-    return ofLibrary != nullptr ? ofLibrary->displayText() : failure.what();
 }
 
 std::string upperCased(std::string method)
@@ -79,7 +73,7 @@ UpstreamUrl prepareClient(const std::string& url)
         }
         return parsed;
     } catch (const std::exception& failure) {
-        kClientLog.write(Level::Error, "Error creating client: " + textOf(failure));
+        kClientLog.write(Level::Error, "Error creating client: " + common::textOf(failure));
         throw;
     }
 }
@@ -143,7 +137,7 @@ exchangeWithRetries(const Outgoing& outgoing, const PocoHttpClientServiceProvide
                                                       outgoing.body.view(), outgoing.limits,
                                                       outgoing.stopToken, buffer);
         } catch (const std::exception& failure) {
-            failureText = ": " + textOf(failure);
+            failureText = ": " + common::textOf(failure);
         } catch (...) { // The text below says it.
             failureText = ".";
         }
@@ -231,7 +225,8 @@ PocoHttpClientServiceProvider::handle(std::unique_ptr<HttpClientRequest>&& reque
             abandon();
         }
         kClientLog.write(Level::Warning, "Receiving failed: " + outgoing.method + " " +
-                                             outgoing.url.origin() + ": " + textOf(failure));
+                                             outgoing.url.origin() + ": " +
+                                             common::textOf(failure));
         throw;
     }
 }

@@ -1,11 +1,11 @@
 #include "host/Console.h"
 
-#include <Poco/Exception.h>
 #include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
 
+#include "contract/common/Failure.h"
 #include "contract/common/Text.h"
 #include "contract/messaging/Context.h"
 #include "host/RouteSpec.h"
@@ -113,12 +113,8 @@ Console::Answer Console::answer(const std::string& line) const
             return {"ok", true};
         }
         return {escapeLines(run(word, rest))};
-    } catch (const Poco::Exception& failure) { // its what() is only the name of its class
-        return makeError(failure.displayText());
-    } catch (const std::exception& failure) {
-        return makeError(failure.what());
     } catch (...) {
-        return makeError("Unknown exception.");
+        return makeError(common::textOfCurrentException());
     }
 }
 

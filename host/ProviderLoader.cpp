@@ -1,11 +1,11 @@
 #include "host/ProviderLoader.h"
 
-#include <Poco/Exception.h>
 #include <dlfcn.h>
 #include <filesystem>
 #include <stdexcept>
 
 #include "application/ProviderModule.h"
+#include "contract/common/Failure.h"
 
 namespace connector::host {
 
@@ -52,21 +52,15 @@ const ProviderModule& openModule(const std::string& file)
 std::shared_ptr<ServiceProvider> loadProvider(const ProviderRoute& provider,
                                               http::Application& application)
 {
-    const auto fail = [&provider](const std::string& reason) {
-        return std::runtime_error("Cannot load the provider " + provider.file + ": " + reason);
-    };
     try {
         auto made = openModule(provider.file).create(application, provider.route);
         if (made == nullptr) {
             throw std::runtime_error("It made no provider.");
         }
         return made;
-    } catch (const Poco::Exception& failure) { // its what() is only the name of its class
-        throw fail(failure.displayText());
-    } catch (const std::exception& failure) {
-        throw fail(failure.what());
     } catch (...) {
-        throw fail("Unknown exception.");
+        throw std::runtime_error("Cannot load the provider " + provider.file + ": " +
+                                 common::textOfCurrentException());
     }
 }
 

@@ -1,8 +1,8 @@
 #include "host/Servers.h"
 
-#include <Poco/Exception.h>
 #include <stdexcept>
 
+#include "contract/common/Failure.h"
 #include "contract/http/Addresses.h"
 #include "contract/http/HttpManagerMessages.h"
 
@@ -40,10 +40,8 @@ std::string Servers::start(const Options& options)
         return asksForDefaultPair(options)
                    ? application_.administration()->runCommand("connector.http.defaultServers")
                    : startEach(options);
-    } catch (const Poco::Exception& failure) { // its what() is only the name of its class
-        throw std::runtime_error("Cannot start the servers: " + failure.displayText());
     } catch (const std::exception& failure) {
-        throw std::runtime_error(std::string("Cannot start the servers: ") + failure.what());
+        throw std::runtime_error("Cannot start the servers: " + common::textOf(failure));
     }
 }
 

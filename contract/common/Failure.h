@@ -2,6 +2,9 @@
 
 #include <exception>
 #include <stdexcept>
+#include <string>
+
+#include "contract/common/Export.h"
 
 namespace connector::common {
 
@@ -14,5 +17,12 @@ inline std::exception_ptr nonNullFailure(std::exception_ptr failure)
     }
     return failure;
 }
+
+/// The text of an exception: its what(), or for one of POCO its displayText().
+CONNECTOR_API std::string textOf(const std::exception& failure);
+
+/// The text of the exception that is being handled, as `textOf`; "Unknown exception." for one that
+/// is no std::exception. Called in a catch block.
+CONNECTOR_API std::string textOfCurrentException();
 
 } // namespace connector::common

@@ -1,10 +1,10 @@
 #include "server/http/RequestExchange.h"
 
-#include <Poco/Exception.h>
 #include <stdexcept>
 #include <typeinfo>
 #include <utility>
 
+#include "contract/common/Failure.h"
 #include "contract/common/QueuedOutput.h"
 #include "contract/common/Text.h"
 #include "contract/http/HttpError.h"
@@ -41,12 +41,6 @@ auto takeFrom(reactive_streams::PublisherAPI<DataBuffer>& body)
         return static_cast<Publisher&>(body).take();
     }
     return std::nullopt;
-}
-
-std::string textOf(const std::exception& failure)
-{
-    const auto* ofPoco = dynamic_cast<const Poco::Exception*>(&failure);
-    return ofPoco != nullptr ? ofPoco->displayText() : failure.what();
 }
 
 } // namespace
@@ -100,7 +94,7 @@ void RequestExchange::guard(Function function) noexcept
             answerText(error.status(), error.what(), keepsAlive_ && isReceived_,
                        [](ResponseHead& head) { head.addTextType(); });
         } catch (const std::exception& failure) {
-            const auto text = textOf(failure);
+            const auto text = common::textOf(failure);
             if (serverLogLimits.failures.admits(kServerLog, Level::Error)) {
                 kServerLog.write(Level::Error, "Error in HTTP request handling: ", url(),
                                  " error: ", text);

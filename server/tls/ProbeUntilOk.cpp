@@ -1,9 +1,8 @@
 #include "server/tls/ProbeUntilOk.h"
 
-#include <Poco/Exception.h>
-#include <exception>
 #include <string>
 
+#include "contract/common/Failure.h"
 #include "contract/common/Thread.h"
 #include "server/ServerLog.h"
 
@@ -20,12 +19,8 @@ std::string attempt(const std::function<int()>& probe)
     try {
         const auto status = probe();
         return status == kStatusOk ? "" : "status " + std::to_string(status);
-    } catch (const Poco::Exception& failure) {
-        return failure.displayText();
-    } catch (const std::exception& failure) {
-        return failure.what();
     } catch (...) {
-        return "Unknown exception.";
+        return common::textOfCurrentException();
     }
 }
 
