@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <new>
 #include <unistd.h>
-#include <utility>
 
 namespace connector::filesystem {
 
@@ -30,23 +29,6 @@ ReadableFile ReadableFile::open(const Path& path)
     return file;
 }
 
-ReadableFile::ReadableFile(ReadableFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1))
-{}
-
-ReadableFile& ReadableFile::operator=(ReadableFile&& other) noexcept
-{
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-}
-
-ReadableFile::~ReadableFile()
-{
-    if (isOpen()) {
-        ::close(descriptor_);
-    }
-}
-
 common::DataBuffer ReadableFile::read(std::uint64_t offset, std::size_t length) const
 {
     auto buffer = allocate(length);
@@ -58,7 +40,7 @@ std::size_t ReadableFile::readInto(std::uint64_t offset, std::span<char> space) 
 {
     std::size_t done = 0;
     while (done < space.size()) {
-        const auto count = ::pread(descriptor_, space.data() + done, space.size() - done,
+        const auto count = ::pread(descriptor(), space.data() + done, space.size() - done,
                                    static_cast<off_t>(offset + done));
         if (count > 0) {
             done += static_cast<std::size_t>(count);

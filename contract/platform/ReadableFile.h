@@ -5,6 +5,7 @@
 #include <span>
 
 #include "contract/common/Export.h"
+#include "contract/common/FileDescriptor.h"
 #include "contract/platform/FileSystem.h"
 #include "contract/streams/DataBuffer.h"
 
@@ -24,18 +25,14 @@ public:
     /// @throws ResourceShortage
     static ReadableFile open(const Path& path);
 
-    ReadableFile(ReadableFile&& other) noexcept;
-    ReadableFile& operator=(ReadableFile&& other) noexcept;
-    ~ReadableFile();
-
-    [[nodiscard]] bool isOpen() const noexcept { return descriptor_ >= 0; }
+    [[nodiscard]] bool isOpen() const noexcept { return descriptor() >= 0; }
 
     /// For system calls that read it at an offset of their own. Negative if there is no file.
-    [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
     /// What the file is now; its type is None if there is no file.
     /// @throws ResourceShortage
-    [[nodiscard]] FileStatus status() const { return filesystem::status(descriptor_); }
+    [[nodiscard]] FileStatus status() const { return filesystem::status(descriptor()); }
 
     /// Reads into a buffer that is allocated once, with one system call unless the system cuts it
     /// short. Blocks for the storage.
@@ -50,7 +47,7 @@ public:
 private:
     explicit ReadableFile(int descriptor) noexcept : descriptor_(descriptor) {}
 
-    int descriptor_ = -1; ///< Owned; negative: no file.
+    common::FileDescriptor descriptor_;
 };
 
 } // namespace connector::filesystem

@@ -10,6 +10,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "contract/common/FileDescriptor.h"
+
 namespace connector::http {
 
 namespace {
@@ -25,15 +27,12 @@ public:
         : path_(path), temporary_(path + std::string(kUnfinished) + std::string(kRandomLetters)),
           descriptor_(::mkostemp(temporary_.data(), O_CLOEXEC))
     {
-        check(descriptor_ >= 0);
-        ::flock(descriptor_, LOCK_EX); // until the process ends: see removeUnfinished
+        check(descriptor_.get() >= 0);
+        ::flock(descriptor_.get(), LOCK_EX); // until the process ends: see removeUnfinished
     }
 
     ~Replacement()
     {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
         if (!temporary_.empty()) {
             ::unlink(temporary_.c_str());
         }
@@ -44,13 +43,13 @@ public:
 
     void write(std::string_view content, mode_t mode)
     {
-        check(::fchmod(descriptor_, mode) == 0);
+        check(::fchmod(descriptor_.get(), mode) == 0);
         while (!content.empty()) {
-            const auto written = ::write(descriptor_, content.data(), content.size());
+            const auto written = ::write(descriptor_.get(), content.data(), content.size());
             check(written >= 0 || errno == EINTR);
             content.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
         }
-        check(::fsync(descriptor_) == 0);
+        check(::fsync(descriptor_.get()) == 0);
     }
 
     void takePlace()
@@ -69,7 +68,7 @@ private:
 
     const std::string& path_;
     std::string temporary_;
-    const int descriptor_;
+    const common::FileDescriptor descriptor_;
 };
 
 /// Makes the rename itself last. A directory that cannot be opened for that is no failure: the file
@@ -78,26 +77,23 @@ void syncDirectoryOf(const std::string& path)
 {
     const auto slash = path.rfind('/');
     const auto directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const auto descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        ::fsync(descriptor);
-        ::close(descriptor);
+    const common::FileDescriptor descriptor(
+        ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (descriptor.get() >= 0) {
+        ::fsync(descriptor.get());
     }
 }
 
 /// Removes a regular file unless some process holds the lock of it.
 void removeUnlessLocked(const std::string& path)
 {
-    const auto descriptor = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
-        return;
-    }
+    const common::FileDescriptor descriptor(
+        ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status = {};
-    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
-        ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+    if (::fstat(descriptor.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+        ::flock(descriptor.get(), LOCK_EX | LOCK_NB) == 0) {
         ::unlink(path.c_str());
     }
-    ::close(descriptor);
 }
 
 } // namespace
