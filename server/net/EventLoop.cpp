@@ -207,7 +207,7 @@ std::optional<Key> EventLoop::takeQueued(Worker& worker)
     if (!table_.hasQueued()) {
         return std::nullopt;
     }
-    auto key = worker.prefersEvent() ? takeEvent(0) : std::nullopt;
+    auto key = worker.switchTurn() ? takeEvent(0) : std::nullopt;
     if (!key.has_value()) {
         key = table_.dequeue();
     }
@@ -233,18 +233,16 @@ void EventLoop::passQueuedOn() noexcept
 std::optional<Key> EventLoop::awaitEvent(Worker& worker)
 {
     const auto key = takeEvent(-1);
-    const auto othersWait = waiting_.fetch_sub(1) > 1;
+    --waiting_;
     if (!key.has_value()) {
         return key;
     }
     if (table_.hasQueued()) {
         worker.noteBacklog();
-    } else if (worker.isOneEnough()) {
+    } else if (worker.noteLoneEvent()) {
         activeTarget_ = 1;
     }
-    if (!othersWait || table_.hasQueued()) {
-        passQueuedOn();
-    }
+    passQueuedOn();
     return key;
 }
 

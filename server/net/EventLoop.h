@@ -37,13 +37,15 @@ struct EventLoopSettings
 /// Runs sessions on the threads of a pool, whenever their descriptors have events.
 ///
 /// A thread that finds an event runs its session, without handing it over. A session runs for a
-/// bounded time; one that has more to do is queued behind the others. Active
-/// threads wait for events or handle them: one while there is one event at a time, as many as there
-/// are cores once events have to wait. Two that wait for few events would wake each other in vain.
-/// A thread that blocks is not
-/// active, and is replaced when no thread waits for events any more: at once if it announces it
-/// (`common::announceBlocking`), else after a few milliseconds, by the supervisor. More than
-/// `maxThreads` never run; what comes then waits in the sockets.
+/// bounded time; one that has more to do is queued behind the others.
+///
+/// Active threads wait for events or handle them: one while events come one at a time, as many as
+/// there are cores once events have to wait. If two waited for few events, each would often be
+/// woken although the other one was about to look.
+///
+/// A thread that blocks is not active, and is replaced when no thread waits for events any more: at
+/// once if it announces it (`common::announceBlocking`), else after a few milliseconds, by the
+/// supervisor. More than `maxThreads` never run; what comes then waits in the sockets.
 ///
 /// Any thread may call any operation. Locks: none is held while a session runs, and none is taken
 /// while another is held.
@@ -126,9 +128,9 @@ private:
     common::FileDescriptor wakeup_; ///< An eventfd in it: wakes a thread that waits for events.
 
     std::atomic<bool> stopped_ = false;
-    std::atomic<std::size_t> waiting_ = 0; ///< Threads that wait for events.
-    std::atomic<std::size_t> active_ = 0;  ///< Threads that do not block.
-    std::atomic<std::size_t> activeTarget_ = 1;
+    std::atomic<std::size_t> waiting_ = 0;      ///< Threads that wait for events.
+    std::atomic<std::size_t> active_ = 0;       ///< Threads that do not block.
+    std::atomic<std::size_t> activeTarget_ = 1; ///< How many threads are to be active.
     std::atomic<std::size_t> threads_ = 0;
 
     std::mutex threadsMutex_; ///< Guards workers_, and the waiters for `threads_`.

@@ -62,7 +62,7 @@ bool Worker::leaveSurplus() noexcept
     return false;
 }
 
-bool Worker::isOneEnough() noexcept
+bool Worker::noteLoneEvent() noexcept
 {
     constexpr int kEnough = 64;
     if (++withoutBacklog_ < kEnough) {

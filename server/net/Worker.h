@@ -42,12 +42,13 @@ public:
 
     /// An event came alone.
     /// @return whether so many did in a row that one active thread is enough.
-    [[nodiscard]] bool isOneEnough() noexcept;
+    [[nodiscard]] bool noteLoneEvent() noexcept;
 
     void onBlocking() noexcept override;
 
-    /// Whether it is the turn of a new event, before the sessions that are queued.
-    [[nodiscard]] bool prefersEvent() noexcept { return prefersEvent_ = !prefersEvent_; }
+    /// Queued sessions and new events take turns.
+    /// @return whether it is the turn of a new event.
+    [[nodiscard]] bool switchTurn() noexcept { return eventsTurn_ = !eventsTurn_; }
 
     [[nodiscard]] std::span<char> scratch() noexcept { return scratch_; }
 
@@ -66,7 +67,7 @@ private:
 
     EventLoop& loop_;
     std::uint32_t ownTurn_ = 0;
-    bool prefersEvent_ = false;
+    bool eventsTurn_ = false;             ///< Not the queued sessions'.
     int withoutBacklog_ = 0;              ///< Events in a row that came alone.
     std::atomic<std::uint32_t> turn_ = 0; ///< Odd while an event is handled.
     std::atomic<bool> isActive_ = true;
