@@ -43,8 +43,8 @@ struct ServerOptions
     std::string name = "main";
     ServerType type = ServerType::HTTP;
     std::uint16_t port = 0; ///< The next free one if it is taken; 0 stands for 31415.
-    std::filesystem::path
-        certificate; ///< Of an HTTPS server; made if missing. Empty: none is kept.
+    /// Of an HTTPS server; made if missing. Empty: none is kept.
+    std::filesystem::path certificate;
 };
 
 /// Everything that a program needs to serve HTTP, put together: a bus, its configuration and
@@ -91,8 +91,8 @@ public:
 
     /// Creates and starts a server whose requests pass the pipeline. Blocks until it answers.
     /// @return the port that it listens on.
-    /// @throws std::invalid_argument "Server with the specified name already exists."; else what
-    ///         the server does not start with. It is not left behind then.
+    /// @throws std::invalid_argument "Server with the specified name already exists."; else as
+    ///         `HttpServer::start`. A server that did not start is removed.
     std::uint16_t startServer(const ServerOptions& options = {});
 
     /// Stops and removes every server, those that messages have created included. Blocks as long as

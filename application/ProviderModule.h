@@ -19,8 +19,8 @@
 /// The library is never unloaded.
 namespace connector::http {
 
-/// The version of the interface between the library and the host. It grows with every change of the
-/// installed headers that breaks programs built before, as the SONAME does.
+/// The version of the binary interface between the library and the host. Raised, like the SONAME,
+/// by every change of the installed headers that is not binary compatible.
 inline constexpr std::uint32_t kProviderAbi = 1;
 
 /// What the exported function returns: constant, and valid for good.

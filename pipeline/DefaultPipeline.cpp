@@ -76,7 +76,7 @@ Stages makeStages(const std::shared_ptr<configuration::Configuration>& configura
                   const DefaultPipelineOptions& options, std::shared_ptr<HttpRouter> router)
 {
     Stages stages;
-    // First who may ask at all, by what costs least: a stranger's request is spent nothing on.
+    // The cheapest check comes first, so that refused clients cost as little as possible.
     if (options.localHostFilter) {
         stages.push_back(std::make_shared<HttpLocalHostFilterServiceProvider>(
             configuration,
@@ -123,8 +123,7 @@ public:
 
     const std::shared_ptr<LocalConnector> connector;
     const std::shared_ptr<pipeline::RouteTable> routes;
-    std::atomic<int> mounted =
-        0; ///< Routes to providers of their own, each of which has an address.
+    std::atomic<int> mounted = 0; ///< Providers that were mounted: numbers their addresses.
 };
 
 DefaultPipeline::DefaultPipeline(std::shared_ptr<LocalConnector> connector,

@@ -18,9 +18,8 @@ public:
 
     /// @param input all that was received behind the request before; from call to call it grows.
     /// @return the head, its empty line included, once it is whole: a view of @p input.
-    /// @throws RequestRefusal with status 400 when the input can be no request, 431 when the head
-    /// is
-    ///         too large.
+    /// @throws RequestRefusal with status 400 when the input can be no request, 431 when it is too
+    ///         large.
     std::optional<std::string_view> scan(std::string_view input);
 
     /// Whether anything was received: from then on the time limit of the head runs.

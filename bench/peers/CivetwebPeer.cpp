@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Head and body in one piece: the library's own way is a system call for each line of the head.
+/// Head and body in one piece: civetweb's functions for heads send each line by itself.
 int answer(mg_connection* connection, const std::string& body)
 {
     const auto text = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: " +

@@ -16,8 +16,8 @@
 /// server answers with its status.
 namespace connector::http {
 
-/// The segments of a path behind the route of its provider, without empty ones: "7" and "name" of
-/// "/users/7/name" behind "/users".
+/// The segments of a path that follow a route. Empty segments are left out. For the path
+/// "/users/7/name" and the route "/users" they are "7" and "name".
 /// @throws std::invalid_argument "The path is not below the route: " + path.
 CONNECTOR_API std::vector<std::string> pathSegments(const std::string& path,
                                                     const std::string& route = "");

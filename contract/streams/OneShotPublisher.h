@@ -39,8 +39,8 @@ public:
         subscriber->onSubscribe(std::shared_ptr<Subscription>(this->shared_from_this(), this));
     }
 
-    /// The source without a subscription, for who wants all of it at once.
-    /// @return nothing if somebody has subscribed; nobody can afterwards.
+    /// Takes the source without a subscription. Nobody can subscribe afterwards.
+    /// @return nothing if somebody has subscribed already.
     std::optional<Source> take()
     {
         std::optional<Source> source;

@@ -98,8 +98,8 @@ protected:
 TEST_F(PocoHttpServerTest, WhatAProbeThrowsIsTheLastErrorOfTheStart)
 {
     auto told = false;
-    for (int attempt = 0; attempt < 5 && !told;
-         ++attempt) { // another process may have the last port
+    // Again, since another process may have the last port.
+    for (int attempt = 0; attempt < 5 && !told; ++attempt) {
         ThrowingProbe server(connector_, test::findFreePort());
         told = test::failureOf([&server] { server.start(); }).ends_with(".\nno luck");
     }
