@@ -73,11 +73,9 @@ collectBody(const std::shared_ptr<reactive_streams::PublisherAPI<DataBuffer>>& b
     if (body == nullptr) {
         return makeReadyFuture(DataBuffer());
     }
-    if (auto* const whole = dynamic_cast<OneBuffer*>(body.get())) {
-        if (auto bytes = whole->take()) {
-            return bytes->size() <= maxBytes ? makeReadyFuture(std::move(*bytes))
-                                             : makeFailedFuture<DataBuffer>(tooLong(maxBytes));
-        }
+    if (auto bytes = reactive_streams::takeFrom<OneBuffer>(*body)) {
+        return bytes->size() <= maxBytes ? makeReadyFuture(std::move(*bytes))
+                                         : makeFailedFuture<DataBuffer>(tooLong(maxBytes));
     }
     const auto collector = std::make_shared<Collector>(
         [maxBytes](DataBuffer&& collected, DataBuffer&& next) -> DataBuffer {

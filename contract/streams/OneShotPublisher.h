@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "contract/streams/Demand.h"
@@ -117,5 +118,17 @@ private:
     bool subscribed_ = false;
     std::shared_ptr<SubscriberAPI<T>> subscriber_; ///< Null before, after the end, and cancelled.
 };
+
+/// Takes what a publisher holds, as `OneShotPublisher::take`, if its type is exactly @p Publisher.
+/// Comparing types is much cheaper than the equivalent dynamic_cast.
+/// @return nothing if it is another one, or somebody has subscribed already.
+template <typename Publisher, typename T>
+auto takeFrom(PublisherAPI<T>& publisher) -> decltype(std::declval<Publisher&>().take())
+{
+    if (typeid(publisher) == typeid(Publisher)) {
+        return static_cast<Publisher&>(publisher).take();
+    }
+    return std::nullopt;
+}
 
 } // namespace connector::reactive_streams

@@ -1,7 +1,6 @@
 #include "server/http/RequestExchange.h"
 
 #include <stdexcept>
-#include <typeinfo>
 #include <utility>
 
 #include "contract/common/Failure.h"
@@ -25,23 +24,12 @@ namespace {
 
 using common::DataBuffer;
 using common::Level;
+using reactive_streams::takeFrom;
 using OneBuffer = reactive_streams::OneShotPublisher<DataBuffer>;
 
 constexpr std::string_view kStarting = "starting";
 /// From this wait on the log tells of a client that has closed the connection meanwhile.
 constexpr std::chrono::milliseconds kLongWait{100};
-
-/// What a publisher of exactly that type holds. Comparing types is much cheaper than the equivalent
-/// dynamic_cast.
-template <typename Publisher>
-auto takeFrom(reactive_streams::PublisherAPI<DataBuffer>& body)
-    -> decltype(std::declval<Publisher>().take())
-{
-    if (typeid(body) == typeid(Publisher)) {
-        return static_cast<Publisher&>(body).take();
-    }
-    return std::nullopt;
-}
 
 } // namespace
 
