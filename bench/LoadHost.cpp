@@ -18,7 +18,6 @@
 #include <mutex>
 #include <pthread.h>
 #include <string>
-#include <sys/resource.h>
 #include <utility>
 #include <vector>
 
@@ -29,6 +28,7 @@
 #include "contract/messaging/LocalConnector.h"
 #include "contract/messaging/Promise.h"
 #include "contract/streams/CachedValuePublisher.h"
+#include "host/DescriptorLimit.h"
 #include "server/PocoHttpServer.h"
 
 namespace connector::bench {
@@ -150,15 +150,6 @@ private:
     Feed feed_;
 };
 
-void raiseDescriptorLimit()
-{
-    rlimit limit = {};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
-
 void serve(unsigned short port)
 {
     sigset_t ending;
@@ -186,7 +177,7 @@ int main(int argc, char** argv)
         return 2;
     }
     try {
-        connector::bench::raiseDescriptorLimit();
+        connector::host::raiseDescriptorLimit();
         connector::bench::serve(static_cast<unsigned short>(std::atoi(argv[1])));
         return EXIT_SUCCESS;
     } catch (const std::exception& failure) {

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <map>
 #include <string>
-#include <sys/resource.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include "contract/common/QueuedOutput.h"
 #include "contract/common/Thread.h"
 #include "host/ConsoleLoop.h"
+#include "host/DescriptorLimit.h"
 #include "host/Host.h"
 #include "host/MallocSettings.h"
 #include "host/Options.h"
@@ -124,16 +124,6 @@ int run(const Options& options)
     } catch (const std::exception& fault) {
         complain(fault.what());
         return EXIT_FAILURE;
-    }
-}
-
-/// Each connection needs a descriptor, and the usual limit is meant for programs that use select().
-void raiseDescriptorLimit()
-{
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
     }
 }
 
