@@ -6,6 +6,7 @@
 
 #include "server/HttpDate.h"
 #include "server/ServerLimits.h"
+#include "server/ServerLog.h"
 
 namespace connector::http {
 
@@ -21,6 +22,21 @@ const char* reasonOf(unsigned short status)
 }
 
 } // namespace
+
+void logLimitOf(const RequestRefusal& refusal)
+{
+    switch (refusal.status()) {
+    case 413:
+    case 431:
+        logReached(serverLogLimits.sizes, refusal.what());
+        break;
+    case 503:
+        logReached(serverLogLimits.shortages, refusal.what());
+        break;
+    default:
+        break;
+    }
+}
 
 RefusalAnswer::RefusalAnswer(const RequestRefusal& refusal) noexcept
 {

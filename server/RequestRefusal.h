@@ -24,6 +24,10 @@ private:
     const char* text_;
 };
 
+/// Logs the limit that a request was refused for: its size, or the memory of bodies. Nothing if it
+/// was refused for something else.
+void logLimitOf(const RequestRefusal& refusal);
+
 /// A refusal as it goes out where there is no request to answer yet: an HTTP/1.1 answer that closes
 /// the connection. Built in place, since memory may be what is short.
 class RefusalAnswer

@@ -74,9 +74,7 @@ void HttpConnection::timeOut()
 /// Answers what is no request, and closes.
 void HttpConnection::refuse(const RequestRefusal& refusal)
 {
-    if (refusal.status() == 431) {
-        logReached(serverLogLimits.sizes, refusal.what());
-    }
+    logLimitOf(refusal);
     if (serverLogLimits.refusals.admits(kServerLog, Level::Info)) {
         kServerLog.write(Level::Info, refusal.what());
     }

@@ -66,11 +66,7 @@ void RequestExchange::guard(Function function) noexcept
         try {
             function();
         } catch (const RequestRefusal& refusal) {
-            if (refusal.status() == 413) {
-                logReached(serverLogLimits.sizes, refusal.what());
-            } else if (refusal.status() == 503) {
-                logReached(serverLogLimits.shortages, refusal.what());
-            }
+            logLimitOf(refusal);
             logRefusal(refusal.what());
             answerText(refusal.status(), refusal.what(), false);
         } catch (const common::MemoryBudgetExceeded& excess) { // by the body of an upstream
