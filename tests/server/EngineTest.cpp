@@ -230,10 +230,7 @@ TEST_F(EngineTest, ClientsThatLeaveBeforeTheirReplyAreNoticed)
     std::list<RawClient> clients;
     sendLater(clients, "\r\n").reset();
     awaitNoRequest();
-    sendLater(clients, "Upgrade: websocket\r\nConnection: Upgrade\r\n"
-                       "Sec-WebSocket-Version: 13\r\n"
-                       "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n" +
-                           maskedFrame(0x81, "hello"))
+    sendLater(clients, test::kUpgradeHeaders + ("\r\n" + maskedFrame(0x81, "hello")))
         .finishSending();
     expectService(); // the end has been noted meanwhile
     later_.back().setValue(makeEcho());
@@ -287,10 +284,7 @@ TEST_F(EngineTest, ClientsBeyondALimitAreCutOff)
 {
     using std::chrono::milliseconds;
     constexpr milliseconds kShort{20};
-    const std::string upgrade =
-        makeRequest("GET", "/echo",
-                    "Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
-                    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n");
+    const std::string upgrade = makeRequest("GET", "/echo", test::kUpgradeHeaders);
     const std::string put = makeRequest("PUT", "/", "Content-Length: 9\r\n");
     const std::tuple<ServerLimits, std::string, std::string> cases[] = {
         {{.headTimeout = kShort}, "GET / HT", "HTTP/1.1 408 "},

@@ -26,6 +26,11 @@ inline std::string maskedFrame(unsigned flags, std::string_view payload)
     return frame;
 }
 
+/// The header lines of a request that upgrades.
+inline constexpr const char* kUpgradeHeaders =
+    "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\nSec-WebSocket-Version: 13\r\n"
+    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n";
+
 /// A WebSocket client that sends any bytes, and keeps to the protocol only where it is told to.
 class WebSocketClient : public RawClient
 {
@@ -36,11 +41,7 @@ public:
                              const std::string& early = "")
         : RawClient(port)
     {
-        send(makeRequest("GET", path,
-                         "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n"
-                         "Sec-WebSocket-Version: 13\r\n"
-                         "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n") +
-             early);
+        send(makeRequest("GET", path, kUpgradeHeaders) + early);
         const auto answer = readResponse(true);
         if (answer.status != 101 ||
             answer.header("sec-websocket-accept") != "s3pPLMBiTxaQ9kYGzzhZRbK+xOo=") {
