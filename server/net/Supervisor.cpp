@@ -77,12 +77,17 @@ void Supervisor::run()
         if (stopped_) {
             break;
         }
-        // Read now: the lock was released meanwhile.
-        const auto wakeAt = watching_ ? std::min(nextScan(), now + kCheckInterval) : nextScan();
-        if (wakeAt == Clock::time_point::max()) {
+        if (watching_) {
+            // One system call; a wait for `changed_` that times out costs two. A stop or an earlier
+            // scan waits for as long at most.
+            const auto nextCheck = std::min(nextScan(), now + kCheckInterval);
+            lock.unlock();
+            std::this_thread::sleep_until(nextCheck);
+            lock.lock();
+        } else if (nextScan() == Clock::time_point::max()) {
             changed_.wait(lock);
         } else {
-            changed_.wait_until(lock, wakeAt);
+            changed_.wait_until(lock, nextScan());
         }
     }
 }
